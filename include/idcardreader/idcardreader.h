@@ -1,0 +1,475 @@
+/*
+ * idcardreader.h - reads Chinese identity cards through a USB reader and a remote decode service.
+ *
+ * The cards are the resident identity card, the residence permit for Hong Kong, Macao and Taiwan
+ * residents, and the old and new permanent residence cards for foreigners. The library is
+ * idcardreader.dll on 64-bit Windows and libidcardreader.so on Linux; both export the functions
+ * declared here, undecorated, and nothing else.
+ *
+ * ORDER OF CALLS
+ *
+ *     readCardLog(0);                       creates the engine and switches logging off
+ *     readCardInit();                       opens the reader
+ *     while (cards come) {
+ *       if (readCardStart(0)) {             reads the card that lies on the reader
+ *         ... fetch blocks and fields ...   within two seconds, see below
+ *       } else {
+ *         ... readCardGetLastError() ...    why not
+ *       }
+ *     }
+ *     CloseComm();                          gives everything back
+ *
+ * One process has one engine. Most functions create it when it is not there; each function below
+ * says what it does without one. readCardInit may be left out: every read opens the reader when it
+ * is not open.
+ *
+ * FETCH THE FIELDS WITHIN TWO SECONDS
+ *
+ * Two seconds after a read has ended (three seconds once readCardSetDeviceType has been called) and
+ * no other read has been started, the engine gives the read up: the card-holder's fields are
+ * cleared and code 46 becomes the last error. So fetch all fields (GetPeople*, GetNew*,
+ * GetStartDate and so on) at once after readCardStart has returned. The three blocks that
+ * readCardStart fetched (SDT_Read*) stay until the next readCardStart(0). GetNewPhotoRaw fetches
+ * anew and so belongs to the fields.
+ *
+ * RETURN VALUES AND CALLING FROM OTHER LANGUAGES
+ *
+ * Return values are 32-bit integers, in which all 32 bits count, but for texts (a pointer),
+ * readCardBeep (64 bits) and readCardStop (nothing). No function takes or returns a bool, so no
+ * marshalling attribute is needed. The calling convention is the platform's only one on x64. An
+ * argument told to be a flag or a mode of 8 bits is declared int32_t, but only its lowest 8 bits
+ * are looked at: a host may declare it as a byte and leave the rest of the register undefined. In
+ * C#:
+ *
+ *     [DllImport("idcardreader")] static extern int    readCardStart(int mode);
+ *     [DllImport("idcardreader")] static extern IntPtr readCardGetLastError();
+ *     [DllImport("idcardreader")] static extern IntPtr GetPeopleName();
+ *     [DllImport("idcardreader")] static extern int    GetNewPeopleNameEn(byte[] buffer);
+ *     [DllImport("idcardreader")] static extern int    SDT_ReadBaseMsg(int port, byte[] text,
+ *         ref uint textLength, byte[] photo, ref uint photoLength);
+ *
+ * Never declare a text result as string (the run-time would free the pointer and take it for
+ * another encoding): declare it IntPtr, copy the bytes before the terminating zero and decode them.
+ *
+ * ENCODINGS
+ *
+ * Texts are byte strings. GBK means code page 936 (in .NET Encoding.GetEncoding(936), which needs
+ * System.Text.Encoding.CodePages; in Python "gbk"). A character that GBK does not hold stands as
+ * one
+ * "?" for each of its UTF-16 units. UTF-8 means that the field is handed on exactly as the service
+ * sent it; numbers and dates are such fields and in practice plain ASCII. The text block of
+ * SDT_ReadBaseMsg is UTF-16, little-endian.
+ *
+ * POINTERS THAT ARE RETURNED
+ *
+ * A text result is never null, ends with a zero byte and belongs to the library: do not free it.
+ * All texts share one place in memory, so the pointer's text changes with the next call of any
+ * function that returns a text, of any GetNew* function, of readCardStart or of CloseComm. Copy it
+ * before the next call into the library. After the library is unloaded the pointer is invalid.
+ *
+ * BUFFERS THAT ARE GIVEN
+ *
+ * The library cannot test the size of a buffer and does not test for null: each function states the
+ * least number of bytes. Nothing ends with a zero byte unless it is said so. So zero the buffer
+ * before the call.
+ *
+ * THREADS
+ *
+ * Any function may be called from any thread; no function calls back. readCardStart(0) blocks until
+ * the read has ended and readCardStop, called from another thread, releases it. While it blocks,
+ * another readCardStart(0) returns 0 at once. CloseComm waits for functions that run in other
+ * threads, having released a blocked read first. Two things must be kept apart by the host:
+ *   - functions that return a text, and GetNew* functions: one at a time, since they share the
+ *     place of the text;
+ *   - SDT_Read* and GetNewPhotoRaw: not while another thread is in readCardStart(0), which replaces
+ *     the blocks.
+ *
+ * FILES
+ *
+ * Read when the engine is created, that is once until CloseComm:
+ *   conf.yaml      beside the host program: reader ids, serial port, logging. May be missing.
+ *   appid.dat      beside the library: the application id given by the operator of the service.
+ *                  Without it hostport.dat is not read either.
+ *   hostport.dat   beside the library: where the service is. Without it no card is ever sent
+ *                  anywhere but to the local machine, and reads fail with code 29.
+ * hidapi.dll on Windows and libhidapi-hidraw.so.0 on Linux must be found by the system's loader.
+ *
+ * Written beside the library, in folders made as needed, one set of files for each start:
+ *   errordata/     what failed, always; some lines hold a reader report or a service answer.
+ *   LogData/       what the data files said, when they could not be loaded.
+ *   logdata/       every step, when logging is on; then it holds personal data.
+ * A few progress lines go to the standard output of the host.
+ *
+ * UNLOADING
+ *
+ * Call CloseComm before FreeLibrary or dlclose. Without it the library stays in memory, since its
+ * threads still run in it, and the next load finds it working.
+ */
+#ifndef IDCARDREADER_IDCARDREADER_H_
+#define IDCARDREADER_IDCARDREADER_H_
+
+#include <stdint.h>
+
+/* IDCARDREADER_BUILDING is set by the library's own build only. */
+#if defined(_WIN32)
+#if defined(IDCARDREADER_BUILDING)
+#define IDCARDREADER_API __declspec(dllexport)
+#else
+#define IDCARDREADER_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__)
+#define IDCARDREADER_API __attribute__((visibility("default")))
+#else
+#define IDCARDREADER_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Least bytes of the buffers for the blocks. */
+#define IDCARDREADER_TEXT_BLOCK_BYTES 256
+#define IDCARDREADER_PHOTO_BLOCK_BYTES 1024
+#define IDCARDREADER_FINGERPRINT_BLOCK_BYTES 1024
+
+/*
+ * Least bytes of the buffers for single fields, with room for the zero byte that the host puts in
+ * by zeroing. They hold every field of every card with room to spare: a card has at most 15
+ * characters for a name, 35 for an address, 18 for a number and about 215 bytes for an English
+ * name. The library copies what the service has sent, however long that is, and does not cut it: a
+ * host that cannot trust its service to send what fits a card takes larger buffers, or the
+ * functions that return a pointer.
+ */
+#define IDCARDREADER_FIELD_BYTES 128
+#define IDCARDREADER_LONG_FIELD_BYTES 512
+
+/* A card's UID has at most 60 bytes, written as two digits each; one byte for the host's zero. */
+#define IDCARDREADER_UID_BYTES 121
+
+/* Results of the SDT_* functions. */
+#define IDCARDREADER_SDT_SUCCESS 0x90        /* 144: done */
+#define IDCARDREADER_SDT_NO_FINGERPRINT 0x91 /* 145: no fingerprint block is held */
+#define IDCARDREADER_SDT_NOTHING_READ 0x41   /*  65: no text block is held; nothing was copied */
+
+/* Results of GetNewCardType. */
+#define IDCARDREADER_CARD_NONE 0             /* no card was read, or its fields are cleared */
+#define IDCARDREADER_CARD_RESIDENT 1         /* resident identity card */
+#define IDCARDREADER_CARD_RESIDENCE_PERMIT 2 /* permit for Hong Kong, Macao, Taiwan residents */
+#define IDCARDREADER_CARD_PERMANENT_OLD 3    /* permanent residence card, old format */
+#define IDCARDREADER_CARD_PERMANENT_NEW 4    /* permanent residence card, new format */
+
+/* ============================================================================================
+ * Cloud reading: the library's own family. Opens the reader, reads cards, tells what went wrong.
+ * ============================================================================================ */
+
+/*
+ * Prepares a read: starts the read thread, empties the fields and opens the reader if it is not
+ * open.
+ *   Returns  1 done; 0 the reader could not be opened (codes 27, 28, 48, or those of a reader that
+ *            answers wrongly: 30 to 39, 47), a read is running, or there is no engine.
+ *   Engine   not created: call readCardLog or readCardSetDeviceType first.
+ */
+IDCARDREADER_API int32_t readCardInit(void);
+
+/*
+ * Shuts the engine down: releases a blocked read, ends the threads, closes the reader and the
+ * connection. The engine itself stays, with its configuration, and the next read starts everything
+ * anew. (The spelling of the name is part of the interface.)
+ *   Returns  1 done; 0 there is no engine.
+ */
+IDCARDREADER_API int32_t readCardDestory(void);
+
+/*
+ * Switches the activity logs in logdata/ on or off. They hold every step and, while on, personal
+ * data. Overrides canLog of conf.yaml.
+ *   on       8-bit flag: 0 off, anything else on.
+ *   Returns  1 done; 0 the engine or the service link could not be created.
+ *   Engine   created.
+ */
+IDCARDREADER_API int32_t readCardLog(int32_t on);
+
+/*
+ * Mode 0: reads the card that lies on the reader and blocks until that has ended. The service is
+ * connected at each read and logged in to at the first. On success all blocks and fields of the
+ * card can be fetched. On failure no block is handed out, fields must not be used, and
+ * readCardGetLastError tells why. A read has no time
+ * limit of its own, but every step of it has: with a service that does not answer it ends after a
+ * few seconds. readCardStop ends it from another thread.
+ * Any other mode is the automatic card search, which this version does not offer: nothing changes
+ * and 0 is returned.
+ *   mode     8 bits.
+ *   Returns  1 the card was read; 0 it was not, it was stopped, or another read is running (which
+ *            goes on, but the blocks of the card before are no longer handed out).
+ *   Engine   created.
+ */
+IDCARDREADER_API int32_t readCardStart(int32_t mode);
+
+/*
+ * Ends a read: the readCardStart(0) that blocks in another thread returns 0. With no read running
+ * it only takes back the mark of success of the last one, so that readCardGetLastError answers as
+ * after a failure. Without an engine it does nothing.
+ */
+IDCARDREADER_API void readCardStop(void);
+
+/*
+ * The text of a status code, GBK.
+ *   code     0 to 56; any other value gives the text of 0, "invalid code".
+ *   Returns  the text; an empty one when there is no engine.
+ *   Engine   not created.
+ *
+ * Codes, causes and cures:
+ *    1       no error.
+ *    2       the client thread could not be created: the system is out of threads or memory.
+ *    3       no socket could be made: the system's network is not set up.
+ *    7, 8    the heartbeat that opens a read could not be sent / was not answered. 9, 10: the
+ * card's DN. 11, 12: the output key. 13, 14: sector 11. 15, 16: sector 12. 17, 18: sector 13. 19,
+ * 20: sector 21. The connection broke or the service was silent for longer than the time-out. Check
+ * network and firewall, then read again; every read connects anew. 22       the content did not
+ * come, or held no data: as above, or the service cannot decode the card. 26       the read thread
+ * could not be created: see 2. 27       no reader found. Plug it in; check vid and pid in
+ * conf.yaml; on Linux check that the user may read and write the device node. 28       the reader
+ * is there but cannot be opened: another program holds it, or the user may not use it. 29       no
+ * service could be reached. Check hostport.dat, name resolution, firewall. 30       the reader's
+ * answer was missing or malformed. Read again; if it stays, replug it. 31 - 39  the reader reports
+ * a trouble: 31 unknown status, 32 communication, 33 collision (more than one card), 34 time-out,
+ * 35 buffer too small, 36 internal, 37 invalid parameter (a wrong key among others), 38 checksum,
+ * 39 card locked. Lay the card down again. 40       the card's DN could not be read in two
+ * attempts: no card, or it was taken away. 44, 45   the service refused the card's DN / key, or its
+ * token has expired. Read again: after an expiry the next read logs in anew. If it stays, ask the
+ * operator of the service. 46       the result did not come in time, or the fields were fetched too
+ * late (see the top). 47       the reader was unplugged. Plug it in; the next read opens it again.
+ *   48       the serial port could not be opened. Check comnum and comport in conf.yaml.
+ *   49, 50   the login could not be sent / was not answered: as 7, 8.
+ *   51       the service refused the login: appid.dat does not fit the service or this machine.
+ *   55       the content could not be decompressed: it came damaged. Read again.
+ * The other codes have a text but are not raised.
+ */
+IDCARDREADER_API const char* readCardErrorInfo(int32_t code);
+
+/*
+ * Why the last read failed, GBK: the text of the status code, followed without a separator by the
+ * last line of the error log. Empty when the last read succeeded. Some failures have no code (a
+ * resident card without a photo, a card of unknown type): then it is the error log's line alone,
+ * which may be empty.
+ *   Returns  the text; an empty one when there is no engine.
+ *   Engine   not created.
+ */
+IDCARDREADER_API const char* readCardGetLastError(void);
+
+/*
+ * The DN of the card that was read last, ASCII: 64 upper-case hexadecimal digits.
+ *   Returns  the text; empty when no card was read or there is no engine.
+ *   Engine   not created.
+ */
+IDCARDREADER_API const char* readCardGetDN(void);
+
+/*
+ * Asks the reader for the UID of the card that lies on it, opening the reader if need be.
+ *   mode     0 identity card, else a type A card; 1 identity card only (8 bytes); 2 type A card
+ *            only; any other value asks for nothing.
+ *   buffer   at least IDCARDREADER_UID_BYTES bytes; gets upper-case hexadecimal digits, ASCII,
+ *            without a zero byte. Untouched when 0 is returned.
+ *   Returns  1 copied; 0 no card, no reader, or a read is running.
+ *   Engine   created.
+ */
+IDCARDREADER_API int32_t readCardGetUID(int32_t mode, char* buffer);
+
+/*
+ * What is known of reader, host and library, ASCII but for readCardGetComSet, which is GBK. All
+ * create the engine; the text is empty when that fails.
+ *   readCardGetVersionCode     the reader's version, 4 hexadecimal digits; empty until a reader has
+ *                              been opened and after it was lost.
+ *   readCardGetAuthorizeCode   the reader's authorize code, 12 hexadecimal digits; likewise.
+ *   readCardGetHostDeviceCode  what names this host to the service: a network adapter's address,
+ *                              as 00-1A-2B-3C-4D-5E, or "pcDevice".
+ *   readCardGetSdkVersion      the library's version, as "V2.84".
+ *   readCardGetComSet          serial port and baud rate as configured.
+ */
+IDCARDREADER_API const char* readCardGetVersionCode(void);
+IDCARDREADER_API const char* readCardGetAuthorizeCode(void);
+IDCARDREADER_API const char* readCardGetHostDeviceCode(void);
+IDCARDREADER_API const char* readCardGetSdkVersion(void);
+IDCARDREADER_API const char* readCardGetComSet(void);
+
+/*
+ *   Returns  the reader's state: 0 not opened yet (or no engine could be created), 1 opened, 3
+ * lost. Engine   created.
+ */
+IDCARDREADER_API int32_t readCardGetDeviceStatus(void);
+
+/*
+ * The kind of card that the reader has last named when it was asked for a UID. Not the card type:
+ * that is GetNewCardType.
+ *   Returns  16 an identity card; 4 or another value up to 255 for other cards, as the reader
+ *            names them; 0 none.
+ *   Engine   created.
+ */
+IDCARDREADER_API int32_t readCardGetCardType(void);
+
+/*
+ * Chooses the reader that the next read opens, and gives the service three seconds instead of two
+ * for its final answer. The serial reader is not offered by this version: reads then fail with 48.
+ *   kind     1 the serial reader; any other value the USB reader, which is also the default.
+ *   Returns  1 done; 0 a read is running, nothing changed.
+ *   Engine   created.
+ */
+IDCARDREADER_API int32_t readCardSetDeviceType(int32_t kind);
+
+/*
+ * Whether the reader beeps for half a second after each card that was read. Off at first.
+ *   on       8-bit flag: 0 off, anything else on.
+ *   Returns  nonzero done; 0 the engine could not be created. The value has no other meaning.
+ *   Engine   created.
+ */
+IDCARDREADER_API uint64_t readCardBeep(int32_t on);
+
+/* ============================================================================================
+ * Standard reader interface: hands out the blocks of the last card that readCardStart(0) read.
+ *
+ * The port is ignored: a process has one reader. Only resident identity cards have a text block, so
+ * the other types give IDCARDREADER_SDT_NOTHING_READ here and are fetched field by field. Each
+ * buffer has at least the bytes named above and each length is stored in bytes; a buffer and its
+ * length stay untouched when the block is not held. No function here creates the engine.
+ *
+ * Text block, 256 bytes: UTF-16 little-endian, unused bytes zero. A longer value is cut.
+ *     offset   0, 15 characters  name
+ *             30,  1             sex: "1" male, "2" female, "0" unknown, "9" not stated
+ *             32,  2             nation, two digits
+ *             36,  8             date of birth, YYYYMMDD
+ *             52, 35             address
+ *            122, 18             identity number
+ *            158, 15             issuing authority
+ *            188,  8             valid from, YYYYMMDD
+ *            204,  8             valid until, YYYYMMDD or a word meaning "for ever"
+ *            220, 18             zero
+ * Photo block, 1024 bytes: the picture as the card holds it, compressed.
+ * Fingerprint block, 512 or 1024 bytes: as the card holds it.
+ * ============================================================================================ */
+
+/*
+ * Copies the text block and, when held, the photo block.
+ *   Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NOTHING_READ. Works without an engine:
+ *            the blocks outlive it.
+ */
+IDCARDREADER_API int32_t SDT_ReadBaseMsg(int32_t port, uint8_t* text, uint32_t* textLength,
+                                         uint8_t* photo, uint32_t* photoLength);
+
+/*
+ * Copies the text block and, when held, the photo and the fingerprint block. Both names do the
+ * same. Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NOTHING_READ, the latter also when
+ * there is no engine.
+ */
+IDCARDREADER_API int32_t SDT_ReadBaseFPMsg(int32_t port, uint8_t* text, uint32_t* textLength,
+                                           uint8_t* photo, uint32_t* photoLength,
+                                           uint8_t* fingerprint, uint32_t* fingerprintLength);
+IDCARDREADER_API int32_t SDT_ReadBaseMsgFingerPrint(int32_t port, uint8_t* text,
+                                                    uint32_t* textLength, uint8_t* photo,
+                                                    uint32_t* photoLength, uint8_t* fingerprint,
+                                                    uint32_t* fingerprintLength);
+
+/*
+ * Copies the fingerprint block.
+ *   Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NO_FINGERPRINT. Works without an engine.
+ */
+IDCARDREADER_API int32_t SDT_ReadFPMsg(int32_t port, uint8_t* fingerprint,
+                                       uint32_t* fingerprintLength);
+
+/* ============================================================================================
+ * Closing.
+ * ============================================================================================ */
+
+/*
+ * Shuts the engine down as readCardDestory does and gives it back. The next function that needs an
+ * engine creates a new one, which reads conf.yaml and the data files again.
+ *   Returns  always 1.
+ */
+IDCARDREADER_API int32_t CloseComm(void);
+
+/* ============================================================================================
+ * Fields as texts, for resident identity cards and, where a card has the field, for all types.
+ *
+ * Each returns a pointer (see the top for how long it holds) to the field of the last card; to an
+ * empty text when the card has no such field, the fields are cleared, or there is no engine. None
+ * creates the engine. "No spaces" means that every space was removed.
+ * ============================================================================================ */
+
+/* Name, GBK, no spaces; the Chinese name of permanent residence cards. */
+IDCARDREADER_API const char* GetPeopleName(void);
+/* Sex in words, GBK. */
+IDCARDREADER_API const char* GetPeopleSex(void);
+/* Nation in words, GBK; resident identity cards only. */
+IDCARDREADER_API const char* GetPeopleNation(void);
+/* Date of birth, YYYYMMDD, UTF-8. */
+IDCARDREADER_API const char* GetPeopleBirthday(void);
+/* Address, GBK, no spaces; resident identity cards and residence permits. */
+IDCARDREADER_API const char* GetPeopleAddress(void);
+/* Identity or permit number, UTF-8. */
+IDCARDREADER_API const char* GetPeopleIDCode(void);
+/* Valid from, YYYYMMDD, UTF-8. */
+IDCARDREADER_API const char* GetStartDate(void);
+/* Valid until, YYYYMMDD or a word meaning "for ever", GBK. */
+IDCARDREADER_API const char* GetEndDate(void);
+/* Issuing authority, GBK, no spaces. */
+IDCARDREADER_API const char* GetDepartment(void);
+
+/* ============================================================================================
+ * Fields into buffers, for all types of card.
+ *
+ * Each copies the field of the last card to the caller's buffer, WITHOUT a terminating zero, and
+ * returns 1; it returns 0 and leaves the buffer untouched when the card has no such field, the
+ * fields are cleared, or there is no engine. Zero the buffer first. A buffer has at least
+ * IDCARDREADER_FIELD_BYTES bytes, or IDCARDREADER_LONG_FIELD_BYTES where it is said so. None
+ * creates the engine.
+ * ============================================================================================ */
+
+/*
+ *   Returns  one of IDCARDREADER_CARD_*: which type of card was read, and so which fields it has.
+ */
+IDCARDREADER_API int32_t GetNewCardType(void);
+/* Name, GBK, no spaces; the Chinese name of permanent residence cards. */
+IDCARDREADER_API int32_t GetNewPeopleName(char* buffer);
+/* Sex in words, GBK. */
+IDCARDREADER_API int32_t GetNewPeopleSex(char* buffer);
+/* Nation in words, GBK; resident identity cards only. */
+IDCARDREADER_API int32_t GetNewPeopleNation(char* buffer);
+/* Date of birth, YYYYMMDD, UTF-8. */
+IDCARDREADER_API int32_t GetNewPeopleBirthday(char* buffer);
+/* Address, GBK, no spaces; at least IDCARDREADER_LONG_FIELD_BYTES. Resident cards and permits. */
+IDCARDREADER_API int32_t GetNewPeopleAddress(char* buffer);
+/* Identity or permit number, UTF-8. */
+IDCARDREADER_API int32_t GetNewPeopleIDCode(char* buffer);
+/* Valid from, YYYYMMDD, UTF-8. */
+IDCARDREADER_API int32_t GetNewStartDate(char* buffer);
+/* Valid until, YYYYMMDD or a word meaning "for ever", GBK. */
+IDCARDREADER_API int32_t GetNewEndDate(char* buffer);
+/* Issuing authority, GBK, no spaces. */
+IDCARDREADER_API int32_t GetNewDepartment(char* buffer);
+/* Pass number, UTF-8; residence permits only. */
+IDCARDREADER_API int32_t GetNewPassNum(char* buffer);
+/*
+ * English name, UTF-8, no spaces, with its addition directly behind; at least
+ * IDCARDREADER_LONG_FIELD_BYTES. Permanent residence cards only.
+ */
+IDCARDREADER_API int32_t GetNewPeopleNameEn(char* buffer);
+/*
+ * Nationality, GBK: what the card has behind its first "/". Permanent residence cards only, and
+ * only when the nationality has a "/".
+ */
+IDCARDREADER_API int32_t GetNewPeopleCountryCode(char* buffer);
+/* Nationality, GBK: what the card has before its first "/". As above. */
+IDCARDREADER_API int32_t GetNewPeopleCountry(char* buffer);
+/*
+ * The photo block of a card of any type, fetched anew from the fields.
+ *   photo        at least IDCARDREADER_PHOTO_BLOCK_BYTES bytes.
+ *   photoLength  gets the number of bytes copied.
+ *   Returns      1 copied; 0 no photo, the fields are cleared, or there is no engine: buffer and
+ *                length are untouched. When the fields are cleared, the SDT_* functions hand out no
+ *                photo after this call either: fetch within the two seconds.
+ */
+IDCARDREADER_API int32_t GetNewPhotoRaw(uint8_t* photo, uint32_t* photoLength);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* IDCARDREADER_IDCARDREADER_H_ */
