@@ -192,15 +192,12 @@ IDCARDREADER_API int32_t readCardLog(int32_t on);
  * Mode 0: reads the card that lies on the reader and blocks until that has ended. The service is
  * connected at each read and logged in to at the first. On success all blocks and fields of the
  * card can be fetched. On failure no block is handed out, fields must not be used, and
- * readCardGetLastError tells why. A read has no time
- * limit of its own, but every step of it has: with a service that does not answer it ends after a
- * few seconds. readCardStop ends it from another thread.
- * Any other mode is the automatic card search, which this version does not offer: nothing changes
- * and 0 is returned.
- *   mode     8 bits.
- *   Returns  1 the card was read; 0 it was not, it was stopped, or another read is running (which
- *            goes on, but the blocks of the card before are no longer handed out).
- *   Engine   created.
+ * readCardGetLastError tells why. A read has no time limit of its own, but every step of it has:
+ * with a service that does not answer it ends after a few seconds. readCardStop ends it from
+ * another thread. Any other mode is the automatic card search, which this version does not offer:
+ * nothing changes and 0 is returned. mode     8 bits. Returns  1 the card was read; 0 it was not,
+ * it was stopped, or another read is running (which goes on, but the blocks of the card before are
+ * no longer handed out). Engine   created.
  */
 IDCARDREADER_API int32_t readCardStart(int32_t mode);
 
