@@ -1,0 +1,45 @@
+# What every target of this project is compiled with.
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+set(IDCARDREADER_SANITIZERS "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
+if(IDCARDREADER_SANITIZERS)
+  add_compile_options(
+    -fsanitize=${IDCARDREADER_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
+  add_link_options(-fsanitize=${IDCARDREADER_SANITIZERS})
+endif()
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
+  # A unique symbol would keep the library in memory after the host has unloaded it.
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+endif()
+
+if(WIN32)
+  add_compile_definitions(_WIN32_WINNT=0x0A00 WIN32_LEAN_AND_MEAN NOMINMAX)
+  # Everything we ship runs without the compiler's own DLLs.
+  add_link_options(-static -static-libgcc -static-libstdc++)
+endif()
+
+add_library(idcardreader_warnings INTERFACE)
+target_compile_options(
+  idcardreader_warnings
+  INTERFACE -Werror
+            -Wall
+            -Wextra
+            -Wpedantic
+            -Wshadow
+            -Wconversion
+            -Wcast-align
+            -Wformat=2
+            $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+            $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)

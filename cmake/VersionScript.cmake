@@ -1,0 +1,18 @@
+# Lets nothing leave a shared library but the names of a .def file: the linker script that says so
+# is written from it.
+function(link_with_export_list target exportList)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exportList})
+  file(STRINGS ${exportList} lines)
+  set(names "")
+  foreach(line IN LISTS lines)
+    string(REGEX REPLACE ";.*" "" line "${line}")
+    string(STRIP "${line}" line)
+    if(line MATCHES "^[A-Za-z_][A-Za-z0-9_]*$" AND NOT line STREQUAL "EXPORTS")
+      string(APPEND names "    ${line};\n")
+    endif()
+  endforeach()
+  set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
+  file(CONFIGURE OUTPUT ${script} CONTENT "{\n  global:\n${names}  local:\n    *;\n};\n")
+  target_link_options(${target} PRIVATE LINKER:--version-script=${script})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+endfunction()
