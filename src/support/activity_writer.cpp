@@ -1,0 +1,87 @@
+#include "support/activity_writer.h"
+
+#include <mutex>
+#include <utility>
+
+#include "support/log_folder.h"
+#include "support/log_line.h"
+
+namespace idcardreader {
+namespace {
+
+constexpr char kWriterName[] = "writELog";
+constexpr std::uint32_t kPauseMs = 50;
+
+}  // namespace
+
+ActivityWriter::ActivityWriter(std::filesystem::path folder, std::string name,
+                               platform::Clock& clock)
+    : folder(std::move(folder)), name(std::move(name)), clock(clock), wakeEvent(kWriterName) {}
+
+ActivityWriter::~ActivityWriter() {
+  {
+    const std::lock_guard guard(mutex);
+    stop = true;
+  }
+  wakeEvent.Set();
+  if (thread != nullptr) {
+    thread->Join();
+  }
+}
+
+bool ActivityWriter::Start() {
+  if (thread != nullptr) {
+    return false;
+  }
+  thread = std::make_unique<platform::CSThread>();
+  if (!thread->Start([this] { Run(); })) {
+    thread.reset();
+    return false;
+  }
+  return true;
+}
+
+void ActivityWriter::Add(std::string_view message) {
+  std::string line = LogTimePrefix(clock.Now()).append(message).append("\n");
+  {
+    const std::lock_guard guard(mutex);
+    if (thread == nullptr) {
+      return;  // Nobody would ever take it off the queue.
+    }
+    queue.push_back(std::move(line));
+  }
+  wakeEvent.Set();
+}
+
+bool ActivityWriter::TakeFront(std::string& line) {
+  const std::lock_guard guard(mutex);
+  if (stop || queue.empty()) {
+    return false;
+  }
+  line = std::move(queue.front());
+  queue.pop_front();
+  return true;
+}
+
+void ActivityWriter::Run() {
+  const platform::File file = OpenLogFile(folder, LogFileStamp(clock.Now()), name);
+  for (;;) {
+    wakeEvent.Wait();  // ended by Add and by the destructor
+    std::string line;
+    while (TakeFront(line)) {
+      if (file != nullptr) {
+        std::fwrite(line.data(), 1, line.size(), file.get());
+        std::fflush(file.get());
+      }
+    }
+    {
+      const std::lock_guard guard(mutex);
+      if (stop) {
+        return;
+      }
+    }
+    clock.Sleep(kPauseMs);
+  }
+}
+
+}  // namespace idcardreader

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace idcardreader {
+
+// Reads the narrow JSON-like texts of the service by plain search: the first textual match of the
+// quoted key counts, wherever it stands, and nothing is unescaped. A general JSON reader would see
+// other values in the same texts.
+//
+// Two faults end the process (see hard_stop.h): a key of 30 or more characters, and an array
+// element of 8 or more.
+
+inline constexpr std::size_t kKeyNotFound = std::string_view::npos;
+inline constexpr std::uint32_t kArrayNotFound = 0xFFFFFFFF;
+
+// The position just after the colon that follows the key.
+std::size_t FindKey(std::string_view text, std::string_view key);
+
+// A value as the service and the content carry it: a text in double quotes ends at the next double
+// quote, anything else at the first "}". Nothing when the key or the end is missing.
+std::optional<std::string_view> ReadValue(std::string_view text, std::string_view key);
+
+// A string that is the last field of its object: the character after the colon is skipped without a
+// look, the value ends at the first double quote that a "}" follows. Returns the value's length
+// minus one, or -1 with the value left alone.
+std::int32_t ReadTrailingString(std::string_view text, std::string_view key, std::string& value);
+
+// An array of decimal numbers, each stored as its low 8 bits. Returns the number of elements (0 for
+// "[]"), or kArrayNotFound. Elements beyond the capacity are counted, not stored.
+std::uint32_t ReadByteArray(std::string_view text, std::string_view key, std::uint8_t* bytes,
+                            std::size_t capacity);
+
+// Everything from just after the colon up to and including the first "}". Returns its length minus
+// one, or -1 with the object left alone.
+std::int32_t ReadObject(std::string_view text, std::string_view key, std::string& object);
+
+}  // namespace idcardreader

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <new>
+#include <utility>
+
+namespace idcardreader {
+
+// Holds an object of the process that is never destroyed by the run-time's exit: threads of the
+// host or of ours may still use it then. Destroy() ends it when the library is unloaded.
+template <typename T>
+class ProcessWide {
+ public:
+  template <typename... Arguments>
+  explicit ProcessWide(Arguments&&... arguments) {
+    ::new (static_cast<void*>(storage)) T(std::forward<Arguments>(arguments)...);
+  }
+  ProcessWide(const ProcessWide&) = delete;
+  ProcessWide& operator=(const ProcessWide&) = delete;
+
+  T& operator*() { return *std::launder(reinterpret_cast<T*>(storage)); }
+  T* operator->() { return &**this; }
+  void Destroy() { (**this).~T(); }
+
+ private:
+  alignas(T) unsigned char storage[sizeof(T)];
+};
+
+}  // namespace idcardreader
