@@ -25,7 +25,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
 endif()
 
 if(WIN32)
-  add_compile_definitions(_WIN32_WINNT=0x0A00 WIN32_LEAN_AND_MEAN NOMINMAX)
+  add_compile_definitions(
+    $<$<COMPILE_LANGUAGE:CXX>:_WIN32_WINNT=0x0A00> $<$<COMPILE_LANGUAGE:CXX>:WIN32_LEAN_AND_MEAN>
+    $<$<COMPILE_LANGUAGE:CXX>:NOMINMAX>)
   # Everything we ship runs without the compiler's own DLLs.
   add_link_options(-static -static-libgcc -static-libstdc++)
 endif()
