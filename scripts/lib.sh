@@ -1,0 +1,85 @@
+# Shared by the scripts of this folder; to be sourced.
+
+repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+logs=$repository/build/logs
+mkdir -p "$logs"
+
+say() { printf '%s\n' "$*" >&2; }
+
+fail() {
+  say "$@"
+  exit 1
+}
+
+# run_logged NAME TEXT COMMAND...: says TEXT, runs the command quietly, tells how long it took; what
+# it printed is shown when it fails and kept in build/logs/NAME.log.
+run_logged() {
+  local name=$1 text=$2 log=$logs/$1.log start=$SECONDS
+  shift 2
+  printf '%s ... ' "$text" >&2
+  if "$@" >"$log" 2>&1 </dev/null; then
+    say "$((SECONDS - start)) s"
+  else
+    local status=$?
+    say "failed"
+    tail -n 80 "$log" >&2
+    say "The whole log: $log"
+    return "$status"
+  fi
+}
+
+# What each kind of work needs beyond a bare Debian 12.
+packages_build=(g++ cmake ninja-build zlib1g-dev libhidapi-dev libasio-dev nlohmann-json3-dev
+  libcli11-dev)
+packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev dpkg-dev wine64)
+packages_test=(googletest libgtest-dev libgmock-dev)
+packages_lint=(clang-14 clang-tidy-14 clang-format-14)
+
+# ensure_packages REASON PACKAGE...: installs those that are missing.
+ensure_packages() {
+  local reason=$1 package missing=()
+  shift
+  for package in "$@"; do
+    [[ $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] ||
+      missing+=("$package")
+  done
+  [[ ${#missing[@]} -gt 0 ]] || return 0
+
+  local root=()
+  if [[ $(id -u) -ne 0 ]]; then
+    command -v sudo >/dev/null || fail "Installing packages needs root or sudo: ${missing[*]}"
+    sudo -v || fail "Installing packages needs root or sudo: ${missing[*]}"
+    root=(sudo)
+  fi
+  run_logged packages "Installing ${missing[*]} ($reason)" \
+    install_packages "${missing[@]}"
+}
+
+install_packages() {
+  local apt=("${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y
+    -o DPkg::Lock::Timeout=300)
+  # A foreign source that does not answer is no reason to give up: the installation decides.
+  "${apt[@]}" update || echo "Not every package list could be brought up to date."
+  "${apt[@]}" install --no-install-recommends "$@"
+}
+
+jobs=$(nproc)
+
+# build PRESET TARGET...: configures where needed and builds.
+build() {
+  local preset=$1
+  shift
+  if [[ ! -f $repository/build/$preset/build.ninja ]]; then
+    (cd "$repository" && run_logged "configure-$preset" "Configuring $preset" \
+      cmake --preset "$preset")
+  fi
+  (cd "$repository" && run_logged "build-$preset" "Building $preset: $*" \
+    cmake --build --preset "$preset" -j "$jobs" --target "$@")
+}
+
+# Ends the Wine processes of our prefix: they would linger for a while, and hold the folder.
+stop_wine() {
+  if [[ -d $repository/build/wine ]]; then
+    WINEPREFIX=$repository/build/wine /usr/lib/wine/wineserver -k || true
+  fi
+}
