@@ -1,0 +1,38 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+namespace readcard {
+
+ParsedOptions ParseOptions(std::vector<std::string> arguments) {
+  Options options;
+  CLI::App app(
+      "Reads the identity card that lies on the reader and prints what it holds.\n"
+      "Exit status: 0 every card was read, 1 a read failed, 2 wrong usage or no library.",
+      "readcard");
+  app.add_flag("--json", options.json, "Print one JSON document a read, and nothing else");
+  app.add_option("--files", options.filesFolder,
+                 "Write the blocks into this folder: text.bin, photo.wlt, fingerprint.bin")
+      ->type_name("DIR");
+  app.add_option("--repeat", options.repeat, "Read this many times, with a summary at the end")
+      ->type_name("N")
+      ->check(CLI::Range(1U, 1000000U));
+  app.add_option("--library", options.library,
+                 "The library to load, instead of the one beside the program")
+      ->type_name("PATH");
+  app.add_flag("--verbose", options.verbose,
+               "Show the library's own progress lines, on the error output");
+
+  // This parser takes its arguments from the end.
+  std::reverse(arguments.begin(), arguments.end());
+  try {
+    app.parse(std::move(arguments));
+  } catch (const CLI::ParseError& error) {
+    const bool helpWanted = app.exit(error) == 0;
+    return {false, helpWanted ? kAllRead : kUsage, {}};
+  }
+  return {true, kAllRead, options};
+}
+
+}  // namespace readcard

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace readcard {
+
+// What the program ends with; scripts rely on the numbers.
+enum ExitStatus { kAllRead = 0, kReadFailed = 1, kUsage = 2 };
+
+struct Options {
+  bool json = false;
+  bool verbose = false;
+  unsigned repeat = 1;
+  std::string filesFolder;  // empty: no files are written
+  std::string library;      // empty: searched beside the program
+};
+
+struct ParsedOptions {
+  bool run;        // false: help or a complaint was printed, the program ends
+  int exitStatus;  // of a program that ends
+  Options options;
+};
+
+// The arguments without the program's name, in UTF-8.
+ParsedOptions ParseOptions(std::vector<std::string> arguments);
+
+}  // namespace readcard

@@ -1,0 +1,77 @@
+#include "print_card.h"
+
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+namespace readcard {
+namespace {
+
+constexpr std::size_t kLabelColumns = 15;
+
+std::string Line(std::string_view label, std::string_view value) {
+  std::string line(label);
+  line.resize(std::max(line.size() + 1, kLabelColumns), ' ');
+  return line.append(value).append("\n");
+}
+
+std::string Size(const std::vector<std::uint8_t>& block) {
+  return block.empty() ? "none" : std::to_string(block.size()) + " bytes";
+}
+
+// A field kept as the service sent it may be malformed UTF-8; what cannot be shown is replaced.
+std::string Dump(const nlohmann::ordered_json& document) {
+  return document.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+std::string CardText(const CardRecord& card) {
+  std::string text = Line("Card type", CardTypeName(card.type));
+  for (const CardField& field : card.fields) {
+    if (!field.text.empty()) text += Line(field.label, field.text);
+  }
+  text += Line("Chip (DN)", card.dn);
+  text += Line("Text block", Size(card.text));
+  text += Line("Photo", Size(card.photo));
+  text += Line("Fingerprint", Size(card.fingerprint));
+  return text;
+}
+
+std::string FailureText(const Failure& failure) {
+  std::string text = "The card was not read";
+  if (failure.code) text += " (code " + std::to_string(*failure.code) + ")";
+  if (!failure.text.empty()) text += ": " + failure.text;
+  return text + "\n" + failure.hint + "\n";
+}
+
+std::string CardLine(const CardRecord& card, std::chrono::milliseconds duration) {
+  return std::string(CardTypeName(card.type)) + ", " + card.Field("name") + ", " +
+         card.Field("idNumber") + ", " + std::to_string(duration.count()) + " ms\n";
+}
+
+std::string CardJson(const CardRecord& card, std::chrono::milliseconds duration) {
+  nlohmann::ordered_json fields = nlohmann::ordered_json::object();
+  for (const CardField& field : card.fields) fields[field.key] = field.text;
+  const nlohmann::ordered_json document = {{"ok", true},
+                                           {"cardType", card.type},
+                                           {"cardTypeName", CardTypeName(card.type)},
+                                           {"fields", std::move(fields)},
+                                           {"dn", card.dn},
+                                           {"blockBytes",
+                                            {{"text", card.text.size()},
+                                             {"photo", card.photo.size()},
+                                             {"fingerprint", card.fingerprint.size()}}},
+                                           {"milliseconds", duration.count()}};
+  return Dump(document);
+}
+
+std::string FailureJson(const Failure& failure, std::chrono::milliseconds duration) {
+  nlohmann::ordered_json document = {{"ok", false}, {"code", nullptr}};
+  if (failure.code) document["code"] = *failure.code;
+  document["error"] = failure.text;
+  document["hint"] = failure.hint;
+  document["milliseconds"] = duration.count();
+  return Dump(document);
+}
+
+}  // namespace readcard
