@@ -77,6 +77,11 @@ build() {
     cmake --build --preset "$preset" -j "$jobs" --target "$@")
 }
 
+# Makes Wine's folder beforehand, so that no test has to wait for it.
+prepare_wine() {
+  run_logged wine "Starting Wine" "$repository/scripts/wine-run" cmd /c exit
+}
+
 # Ends the Wine processes of our prefix: they would linger for a while, and hold the folder.
 stop_wine() {
   if [[ -d $repository/build/wine ]]; then
