@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace idcardreader::platform {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+// The folder that holds the library itself (the module this code is linked into), and the folder of
+// the process's executable. Empty when the system does not tell.
+std::filesystem::path LibraryFolder();
+std::filesystem::path ExecutableFolder();
+
+// Opens a file with the modes of fopen ("rt" and "at" are text modes where the platform has them).
+// Null when it cannot be opened; LastSystemError() tells why. Not inherited by child processes.
+File OpenFile(const std::filesystem::path& path, const char* mode);
+
+// The same for a name that a host application handed over: zero-terminated, in the system's ANSI
+// code page, relative to the current directory.
+File OpenAnsiFile(const char* name, const char* mode);
+
+// True when the file exists and its status can be asked.
+bool AnsiFileExists(const char* name);
+
+// Creates one folder, readable by its owner only where the platform has that notion. An existing
+// folder is no error.
+bool CreateFolder(const std::filesystem::path& folder);
+
+// GetLastError, errno: of the last failed call of this header on this thread.
+unsigned long LastSystemError();
+
+// Bytes of a path for messages, in the encoding that the platform's ANSI calls use.
+std::string AnsiText(const std::filesystem::path& path);
+
+}  // namespace idcardreader::platform

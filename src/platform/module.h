@@ -1,0 +1,11 @@
+#pragma once
+
+namespace idcardreader::platform {
+
+// Keeps this library in memory although the host unloads it, as long as threads of ours may run in
+// it. Each Pin is undone by one Unpin; the last Unpin may run only on a thread whose caller still
+// holds the library (an export called by the host does), else the code would vanish under it.
+bool PinModule();
+void UnpinModule();
+
+}  // namespace idcardreader::platform

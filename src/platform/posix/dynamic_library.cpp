@@ -1,0 +1,23 @@
+#include "platform/dynamic_library.h"
+
+#include <dlfcn.h>
+
+namespace idcardreader::platform {
+
+// Here a library names the place of its dependencies itself, so both ways of searching are one.
+std::unique_ptr<DynamicLibrary> DynamicLibrary::Open(const std::string& fileName,
+                                                     Dependencies /*search*/) {
+  void* handle = dlopen(fileName.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) return nullptr;
+  return std::unique_ptr<DynamicLibrary>(new DynamicLibrary(handle));
+}
+
+DynamicLibrary::DynamicLibrary(void* opened) : handle(opened) {}
+
+DynamicLibrary::~DynamicLibrary() { dlclose(handle); }
+
+void* DynamicLibrary::Symbol(const char* name) const { return dlsym(handle, name); }
+
+std::string DynamicLibraryFileName(const std::string& baseName) { return "lib" + baseName + ".so"; }
+
+}  // namespace idcardreader::platform

@@ -1,0 +1,27 @@
+#include "platform/dynamic_library.h"
+
+#include <windows.h>
+
+namespace idcardreader::platform {
+
+std::unique_ptr<DynamicLibrary> DynamicLibrary::Open(const std::string& fileName,
+                                                     Dependencies search) {
+  const HMODULE module =
+      search == Dependencies::default_search
+          ? LoadLibraryA(fileName.c_str())
+          : LoadLibraryExA(fileName.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+  if (module == nullptr) return nullptr;
+  return std::unique_ptr<DynamicLibrary>(new DynamicLibrary(module));
+}
+
+DynamicLibrary::DynamicLibrary(void* opened) : handle(opened) {}
+
+DynamicLibrary::~DynamicLibrary() { FreeLibrary(static_cast<HMODULE>(handle)); }
+
+void* DynamicLibrary::Symbol(const char* name) const {
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle), name));
+}
+
+std::string DynamicLibraryFileName(const std::string& baseName) { return baseName + ".dll"; }
+
+}  // namespace idcardreader::platform

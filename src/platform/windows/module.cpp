@@ -1,0 +1,24 @@
+#include "platform/module.h"
+
+#include <windows.h>
+
+#include "platform/windows/own_module.h"
+
+namespace idcardreader::platform {
+
+HMODULE OwnModule(bool addReference) {
+  const DWORD flags =
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+      (addReference ? 0 : static_cast<DWORD>(GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT));
+  HMODULE module = nullptr;
+  const auto address = reinterpret_cast<LPCWSTR>(&OwnModule);
+  return GetModuleHandleExW(flags, address, &module) != 0 ? module : nullptr;
+}
+
+bool PinModule() { return OwnModule(true) != nullptr; }
+
+void UnpinModule() {
+  if (const HMODULE module = OwnModule(false)) FreeLibrary(module);
+}
+
+}  // namespace idcardreader::platform
