@@ -1,5 +1,6 @@
 #include "service/decode_server_link.h"
 
+#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -107,12 +108,12 @@ DecodeServerLink::~DecodeServerLink() {
 }
 
 void DecodeServerLink::SetSetting(std::int32_t item, std::string_view text) {
-  const std::lock_guard guard(linkLock);
   if (item == kItemLogSwitch) {
-    traceLog.Switch(text.find_first_not_of('0') != std::string_view::npos);
-  } else {
-    settings.Apply(item, text);
+    traceLog.Switch(std::atoi(std::string(text).c_str()) != 0);
+    return;
   }
+  const std::lock_guard guard(linkLock);
+  settings.Apply(item, text);
 }
 
 void DecodeServerLink::SetTokenProtocol(bool on) {
@@ -214,10 +215,12 @@ bool DecodeServerLink::InitSocket(std::size_t mode, ReadGeneration generation) {
     }
     return false;
   }
+  std::uint32_t timeoutMs = 0;
   {
     const std::lock_guard guard(linkLock);
-    transport->SetSocketOptions(settings.SocketTimeout());
+    timeoutMs = settings.SocketTimeout();
   }
+  transport->SetSocketOptions(timeoutMs);
   const std::vector<ServerEndpoint> servers = ResolvedServers();
   if (servers.size() < mode) {
     return false;

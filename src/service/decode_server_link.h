@@ -51,7 +51,7 @@ class DecodeServerLink {
   bool LoginNeeded();
 
   void PostCommand(ReadGeneration generation, std::int32_t item, std::string text,
-                   BlockView block = {});
+                   Block block = {});
   std::string TakeEvent(ReadGeneration generation, std::int32_t item);
   Block TakeKey(ReadGeneration generation, std::int32_t item);
   // The text of the oldest failure, whatever read it belongs to; empty when there is none.
