@@ -43,5 +43,7 @@ target_compile_options(
             -Wconversion
             -Wcast-align
             -Wformat=2
+            # Leaving out members that have defaults is what designated initializers are for.
+            -Wno-missing-field-initializers
             $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
             $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)

@@ -22,13 +22,14 @@ if(WIN32)
   list(APPEND readingTargets hidapi)
   install(TARGETS hidapi RUNTIME DESTINATION bin COMPONENT reading)
 endif()
-if(TARGET virtual_reader)
-  list(APPEND readingTargets virtual_reader)
+if(TARGET virtual-reader)
+  # It goes where no loader finds it by accident: a host gets it by being started beside it.
+  list(APPEND readingTargets virtual-reader)
   install(
-    TARGETS virtual_reader
+    TARGETS virtual-reader
     RUNTIME DESTINATION devkit/virtual-reader COMPONENT reading
-    LIBRARY DESTINATION devkit/virtual-reader COMPONENT reading
-    ARCHIVE EXCLUDE_FROM_ALL DESTINATION lib COMPONENT reading)
+    LIBRARY DESTINATION devkit/virtual-reader COMPONENT reading NAMELINK_SKIP
+    ARCHIVE EXCLUDE_FROM_ALL DESTINATION lib COMPONENT unshipped)
 endif()
 
 foreach(program decode-service datafile)
