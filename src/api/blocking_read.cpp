@@ -1,0 +1,26 @@
+#include "api/blocking_read.h"
+
+#include "api/card_block_buffers.h"
+#include "api/engine_use.h"
+#include "api/export_guard.h"
+#include "api/result_text.h"
+
+namespace idcardreader {
+
+bool ReadCardBlocking() {
+  const bool succeeded = Guarded(false, [] {
+    const EngineUse engine = UseOrCreateEngine();
+    if (!engine->ReadCardStartRead(false)) {
+      return false;
+    }
+    FetchBlocks(*engine.operator->());
+    return true;
+  });
+  if (!succeeded) {
+    DropBlocks();
+    SetResultText({});
+  }
+  return succeeded;
+}
+
+}  // namespace idcardreader

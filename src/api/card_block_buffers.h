@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+
+#include "reader/reader_engine.h"
+
+namespace idcardreader {
+
+enum class CardBlock { text, photo, fingerprint };
+
+// The blocks of the last card that a blocking read brought, copied out of its record. They outlive
+// the engine. Any thread may call these.
+
+// Replaces all three by those of the engine's record.
+void FetchBlocks(ReaderEngine& engine);
+// Replaces one; true when the record has it.
+bool FetchBlock(ReaderEngine& engine, CardBlock block);
+void DropBlocks();
+
+bool HoldsBlock(CardBlock block);
+// Copies a block that is held and not empty, and stores its length; otherwise touches nothing.
+bool CopyBlock(CardBlock block, std::uint8_t* buffer, std::uint32_t* length);
+
+// When the library is unloaded.
+void ReleaseBlocks();
+
+}  // namespace idcardreader

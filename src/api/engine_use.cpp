@@ -1,0 +1,126 @@
+#include "api/engine_use.h"
+
+#include <memory>
+#include <mutex>
+
+#include "platform/files.h"
+#include "platform/module.h"
+#include "platform/mutex.h"
+#include "platform/socket.h"
+#include "reader/hid_door.h"
+#include "support/process_wide.h"
+
+namespace idcardreader {
+namespace {
+
+// Guarded by lock. The engine is made and destroyed outside of it, since both do I/O; changing
+// keeps everybody else away meanwhile.
+struct EngineHolder {
+  platform::CSMutex lock;
+  platform::Condition changed;
+  std::unique_ptr<ReaderEngine> engine;
+  int users = 0;
+  bool changing = false;
+};
+
+ProcessWide<EngineHolder> holder;
+
+// Keeps the library in memory as long as the engine's threads may run in it.
+std::unique_ptr<ReaderEngine> MakeEngine() {
+  platform::PinModule();
+  try {
+    return std::make_unique<ReaderEngine>(
+        EngineDoors{SystemReaderDoor(), platform::SystemSockets(), platform::SystemClock(),
+                    platform::ExecutableFolder(), platform::LibraryFolder()});
+  } catch (...) {
+    platform::UnpinModule();
+    throw;
+  }
+}
+
+// Ends `changing` whichever way the work ends.
+class Change {
+ public:
+  ~Change() {
+    const std::lock_guard guard(holder->lock);
+    holder->changing = false;
+    holder->changed.NotifyAll();
+  }
+};
+
+}  // namespace
+
+EngineUse::~EngineUse() {
+  if (engine == nullptr) {
+    return;
+  }
+  const std::lock_guard guard(holder->lock);
+  --holder->users;
+  holder->changed.NotifyAll();
+}
+
+EngineUse UseEngine() {
+  const std::lock_guard guard(holder->lock);
+  if (holder->engine == nullptr || holder->changing) {
+    return {};
+  }
+  ++holder->users;
+  return EngineUse(holder->engine.get());
+}
+
+EngineUse UseOrCreateEngine() {
+  {
+    const std::lock_guard guard(holder->lock);
+    while (holder->changing) {
+      holder->changed.Wait(holder->lock);  // ended by the Change of the thread at work
+    }
+    if (holder->engine != nullptr) {
+      ++holder->users;
+      return EngineUse(holder->engine.get());
+    }
+    holder->changing = true;
+  }
+  const Change change;
+  std::unique_ptr<ReaderEngine> made = MakeEngine();
+  const std::lock_guard guard(holder->lock);
+  holder->engine = std::move(made);
+  ++holder->users;
+  return EngineUse(holder->engine.get());
+}
+
+void DestroyEngine() {
+  ReaderEngine* ending = nullptr;
+  {
+    const std::lock_guard guard(holder->lock);
+    while (holder->changing) {
+      holder->changed.Wait(holder->lock);  // ended by the Change of the thread at work
+    }
+    if (holder->engine == nullptr) {
+      return;
+    }
+    holder->changing = true;
+    ending = holder->engine.get();
+  }
+  const Change change;
+  ending->ExitEngine();
+  std::unique_ptr<ReaderEngine> ended;
+  {
+    const std::lock_guard guard(holder->lock);
+    while (holder->users > 0) {
+      holder->changed.Wait(holder->lock);  // ended by the users: their waits are released
+    }
+    ended = std::move(holder->engine);
+  }
+  ended.reset();
+  platform::UnpinModule();
+}
+
+bool ReleaseEngineUse() {
+  if (holder->engine != nullptr || holder->changing) {
+    return false;
+  }
+  holder.Destroy();
+  return true;
+}
+
+}  // namespace idcardreader

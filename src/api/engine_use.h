@@ -1,0 +1,37 @@
+#pragma once
+
+#include <utility>
+
+#include "reader/reader_engine.h"
+
+namespace idcardreader {
+
+// The process's one engine, kept alive while this object exists; false when there is none.
+class EngineUse {
+ public:
+  EngineUse() = default;
+  explicit EngineUse(ReaderEngine* engine) : engine(engine) {}
+  ~EngineUse();
+  EngineUse(EngineUse&& other) noexcept : engine(std::exchange(other.engine, nullptr)) {}
+  EngineUse& operator=(EngineUse&&) = delete;
+
+  explicit operator bool() const { return engine != nullptr; }
+  ReaderEngine* operator->() const { return engine; }
+
+ private:
+  ReaderEngine* engine = nullptr;
+};
+
+// The engine that is there.
+EngineUse UseEngine();
+// The engine, made if need be; waits while another thread makes or destroys it. Throws when it
+// cannot be made.
+EngineUse UseOrCreateEngine();
+// Releases a blocked read, waits until nobody uses the engine, and destroys it.
+void DestroyEngine();
+
+// When the library is unloaded: gives back what the uses need. False, and nothing done, when there
+// is an engine.
+bool ReleaseEngineUse();
+
+}  // namespace idcardreader

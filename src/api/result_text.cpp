@@ -1,0 +1,32 @@
+#include "api/result_text.h"
+
+#include <mutex>
+#include <string>
+
+#include "platform/mutex.h"
+#include "support/process_wide.h"
+
+namespace idcardreader {
+namespace {
+
+constexpr std::size_t kReservedSize = 64 * 1024;
+
+struct ResultText {
+  platform::CSMutex lock;
+  std::string text;
+};
+
+ProcessWide<ResultText> result;
+
+}  // namespace
+
+const char* SetResultText(std::string_view text) {
+  const std::lock_guard guard(result->lock);
+  result->text.reserve(kReservedSize);
+  result->text.assign(text);
+  return result->text.c_str();
+}
+
+void ReleaseResultText() { result.Destroy(); }
+
+}  // namespace idcardreader

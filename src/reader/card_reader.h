@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/mutex.h"
+#include "reader/hid_line.h"
+#include "reader/reader_device.h"
+#include "reader/reader_outcome.h"
+#include "reader/reader_report.h"
+#include "reader/reader_settings.h"
+#include "service/card_blocks.h"
+#include "support/activity_log.h"
+
+namespace idcardreader {
+
+// The reader on the desk: opening and identifying it, and every command it knows. Nothing here
+// raises a status code; the outcome says which one a failure has.
+//
+// deviceLock only serialises the operations: it is held while one of them runs. What is known of
+// the reader is guarded by infoLock, so that it can be asked for while an operation runs.
+class CardReader {
+ public:
+  CardReader(ReaderDoor& door, ActivityLog& log);
+
+  void Configure(const ReaderSettings& settings);
+
+  // Opens and identifies the reader, unless that is done; drops stale reports. newlyOpened tells
+  // whether its codes were read now.
+  ReaderOutcome OpenDevice(bool& newlyOpened);
+  void Close();
+  // The next OpenDevice opens the other kind of reader.
+  void UseSerialPort(bool serial);
+
+  // The reader's 64-byte answer; its bytes 2 to 33 are the DN.
+  ReaderOutcome ReadDn(Answer& answer);
+  ReaderOutcome WriteInputKey(const Block& key, Answer& answer);
+  // Leaves no key bytes in the buffers when it is done.
+  ReaderOutcome WriteOutputKey(const Block& key);
+  ReaderOutcome ReadCardFile(CardFile file, Block& bytes, const AbandonTest& abandoned);
+  ReaderOutcome getSfzCardUid();
+  ReaderOutcome ReadTypeACardUid();
+  // The duration counts in units of 10 ms, its lowest 8 bits, at least 1.
+  ReaderOutcome beep(std::uint32_t milliseconds);
+
+  void ForgetCardUid();
+
+  std::string VersionCode();
+  std::string AuthorizeCode();
+  std::string CardUidHex();
+  std::uint32_t CardKind();
+  std::uint32_t DeviceStatus();
+
+ private:
+  ReaderLine& Line() { return hidLine; }
+  ReaderOutcome OpenPort();
+  ReaderOutcome Identify();
+  ReaderOutcome readAuthorizeCode();
+  ReaderOutcome readVersion();
+  ReaderOutcome ReadCode(ReaderCommand command, std::size_t size, std::string& code);
+  void SetCommand(ReaderCommand command, BlockView parameters = {});
+  ReaderOutcome writeAndReadData(std::uint32_t timeoutMs, std::size_t serialLength);
+  ReaderOutcome EvaluateStatus();
+  ReaderOutcome Noted(ReaderOutcome outcome);
+  void KeepUid(std::uint32_t kind, std::size_t offset, std::size_t size);
+
+  ActivityLog& log;
+
+  platform::CSMutex deviceLock;
+  ReaderDoor& door;
+  HidLine hidLine;
+  Report commandBuffer{};
+  Report answerBuffer{};
+  std::uint16_t vendorId = 0;
+  std::uint16_t productId = 0;
+
+  platform::CSMutex infoLock;
+  bool useSerialPort = false;
+  bool deviceReady = false;
+  std::uint32_t deviceStatus = 0;
+  std::string versionCode;
+  std::string authorizeCode;
+  std::uint32_t cardKind = 0;
+  std::string cardUidHex;
+};
+
+}  // namespace idcardreader

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+
+#include "reader/reader_device.h"
+#include "reader/reader_line.h"
+#include "support/activity_log.h"
+
+namespace idcardreader {
+
+// The line to a USB reader: one report each way; answers echo the command code.
+class HidLine : public ReaderLine {
+ public:
+  explicit HidLine(ActivityLog& log);
+
+  // The device of the next exchanges; its reports of before count as stale.
+  std::unique_ptr<ReaderDevice>& Device() { return device; }
+  bool Open() const { return device != nullptr; }
+
+  ReaderOutcome Exchange(const Report& request, Report& answer, std::uint32_t timeoutMs,
+                         std::size_t serialLength) override;
+  ReaderOutcome Send(const Report& request, Report& answer, std::uint32_t timeoutMs,
+                     std::size_t serialLength) override;
+  ReaderOutcome Stream(const Report& request, Report& answer, std::size_t length,
+                       std::vector<std::uint8_t>& bytes, const AbandonTest& abandoned) override;
+  void DropStaleReports() override;
+
+ private:
+  bool Write(const Report& request);
+  int Read(Report& answer, std::uint32_t timeoutMs);
+  bool EchoMatches(const Report& request, const Report& answer);
+
+  ActivityLog& log;
+  std::unique_ptr<ReaderDevice> device;
+  bool staleReports = false;
+};
+
+}  // namespace idcardreader

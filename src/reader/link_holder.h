@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/clock.h"
+#include "platform/mutex.h"
+#include "platform/socket.h"
+#include "service/decode_server_link.h"
+
+namespace idcardreader {
+
+// The process's one service link, made on first need, with the settings that each link is given.
+// Whoever holds the pointer keeps the link alive while using it.
+class LinkHolder {
+ public:
+  LinkHolder(platform::SocketApi& sockets, platform::Clock& clock);
+
+  std::shared_ptr<DecodeServerLink> Ensure();
+  // Null when there is none.
+  std::shared_ptr<DecodeServerLink> Get();
+  // Writes a setting by its item number, to the link that is there and to every later one. The item
+  // "Exit" destroys the link; items that are no settings have no effect.
+  void Record(std::int32_t item, const std::string& text);
+
+ private:
+  platform::SocketApi& sockets;
+  platform::Clock& clock;
+  platform::CSMutex holderLock;  // guards the rest; taken after stateLock, before the link's lock
+  std::shared_ptr<DecodeServerLink> link;
+  std::map<std::int32_t, std::string> settings;
+};
+
+}  // namespace idcardreader

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/clock.h"
+#include "reader/card_reader.h"
+#include "reader/link_holder.h"
+#include "reader/read_state.h"
+#include "reader/status_sink.h"
+#include "service/card_blocks.h"
+#include "support/activity_log.h"
+
+namespace idcardreader {
+
+// The relay of a card between reader and service, as a queue of typed tasks: each pass takes one,
+// and a task that waits for the service queues itself again. Passes run on one thread, the read
+// thread; a test may run them itself.
+class ReadStateMachine {
+ public:
+  ReadStateMachine(ReadState& state, CardReader& reader, LinkHolder& links, StatusSink& status,
+                   ActivityLog& log, platform::Clock& clock);
+
+  void Pass();
+
+ private:
+  struct TaskRow;
+  struct SectorStep;
+  static const TaskRow kTaskTable[];
+  static const SectorStep kSectorSteps[];
+
+  void Act(const ReadTask& task);
+  void PostToLink(const ReadTask& task);
+  void PostHeartbeatOrLogin(const ReadTask& task);
+  void PostDn(const ReadTask& task);
+  void PostInputKey(const ReadTask& task);
+  void AwaitDnAnswer(const ReadTask& task);
+  void AwaitInputKeyAnswer(const ReadTask& task);
+  void RelaySector(const ReadTask& task);
+  void AwaitFinalAnswer(const ReadTask& task);
+
+  // Both finish the read when the service is done with it, under stateLock; true when a card was
+  // read.
+  bool CheckResult();
+  bool CollectFinalAnswer(const ReadTask& task);
+  bool TakeOutcome(DecodeServerLink& link, ReadGeneration generation);
+  void StoreResults(DecodeServerLink& link, ReadGeneration generation);
+  void BeepForSuccess();
+
+  bool TakeKey(const ReadTask& task, std::int32_t keyItem, Block& key);
+  void Queue(const ReadTask& after, std::int32_t type, std::string text = {}, Block block = {});
+  void RaiseFailure(const ReadTask& task, const ReaderOutcome& outcome);
+  void LogHex(std::string_view label, BlockView bytes, std::size_t count);
+
+  ReadState& state;
+  CardReader& reader;
+  LinkHolder& links;
+  StatusSink& status;
+  ActivityLog& log;
+  platform::Clock& clock;
+};
+
+}  // namespace idcardreader

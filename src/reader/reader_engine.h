@@ -1,0 +1,117 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/socket.h"
+#include "platform/thread.h"
+#include "reader/card_reader.h"
+#include "reader/conf_file.h"
+#include "reader/link_holder.h"
+#include "reader/read_state.h"
+#include "reader/read_state_machine.h"
+#include "reader/reader_device.h"
+#include "reader/reader_settings.h"
+#include "reader/status_sink.h"
+#include "support/activity_log.h"
+#include "support/data_files.h"
+
+namespace idcardreader {
+
+// Where the engine meets the world outside.
+struct EngineDoors {
+  ReaderDoor& reader;
+  platform::SocketApi& sockets;
+  platform::Clock& clock;
+  std::filesystem::path executableFolder;  // of conf.yaml
+  std::filesystem::path libraryFolder;     // of the data files
+};
+
+// The one object behind every export: configuration, reader, read thread, service link, the record
+// of the card and the last error. Any thread may call it.
+class ReaderEngine : private StatusSink {
+ public:
+  explicit ReaderEngine(const EngineDoors& doors);
+  ~ReaderEngine() override;
+  ReaderEngine(const ReaderEngine&) = delete;
+  ReaderEngine& operator=(const ReaderEngine&) = delete;
+
+  // Prepares a read and opens the reader; false while a read is running.
+  bool ReadInit();
+  // Releases a blocked read, ends the threads and closes everything; the configuration stays and
+  // the next read starts anew.
+  bool ExitEngine();
+  // Reads one card: true when that succeeded. autoMode asks for the automatic search instead.
+  bool ReadCardStartRead(bool autoMode);
+  void StopRead();
+
+  // False when there is no service link to be told.
+  bool SetLogging(bool on, bool detail);
+  // False while a read is running.
+  bool SetDeviceType(bool serial);
+  void SetBeepOnSuccess(bool on);
+
+  // Empty when there is no card, no reader, or a read is running.
+  std::string GetCardUid(std::int32_t mode);
+
+  std::string GetLastErrorText();
+  std::string GetResultText(std::int32_t item) { return state.GetResultText(item); }
+  bool GetResultBytes(std::int32_t item, std::vector<std::uint8_t>& bytes) {
+    return state.GetResultBytes(item, bytes);
+  }
+  std::string DnHex() { return state.DnHex(); }
+  std::string VersionCode() { return reader.VersionCode(); }
+  std::string AuthorizeCode() { return reader.AuthorizeCode(); }
+  const std::string& HostDeviceCode() const { return hostDeviceCode; }
+  const std::string& SerialDescription() const { return serialDescription; }
+  std::uint32_t DeviceStatus() { return reader.DeviceStatus(); }
+  std::uint32_t CardKind() { return reader.CardKind(); }
+
+ private:
+  ReadGeneration SetError(std::int32_t code, ReadGeneration generation) override;
+  void RaiseReaderFailure(const ReaderOutcome& outcome, ReadGeneration& generation);
+
+  bool LoadConfig();
+  void LoadConfFile();
+  bool LoadAppId();
+  void LoadEndpoints();
+  std::string ResolvedAddress(const std::string& host);
+  void RecordEndpoints();
+
+  bool StartReadThread(ReadGeneration generation);
+  void RunReadThread();
+  bool OpenDevice(ReadGeneration& generation);
+  bool StartStep(ReadGeneration generation);
+  bool StartService(DecodeServerLink& link, ReadGeneration generation);
+  bool ReadDn(ReadGeneration generation, Answer& answer);
+
+  platform::SocketApi& sockets;
+  platform::Clock& clock;
+  const std::filesystem::path executableFolder;
+  const std::filesystem::path libraryFolder;
+
+  ActivityLog log;
+  ReadState state;
+  LinkHolder links;
+  CardReader reader;
+  ReadStateMachine machine;
+
+  // Written while the engine is made, by its one maker, and only read afterwards, but for logDetail.
+  std::optional<ConfFile> configFile;
+  std::unique_ptr<DataFiles> dataFiles;
+  ReaderSettings settings;
+  std::string hostDeviceCode;
+  std::string serialDescription;
+  std::atomic<bool> logDetail = false;
+
+  std::atomic<bool> stopRequested = false;
+  std::unique_ptr<platform::CSThread> readThread;  // guarded by the state's lock
+};
+
+}  // namespace idcardreader

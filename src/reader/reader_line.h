@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "reader/reader_outcome.h"
+#include "reader/reader_report.h"
+
+namespace idcardreader {
+
+using AbandonTest = std::function<bool()>;
+
+// How commands and answers travel between us and an open reader. The answer buffer keeps what it
+// held where nothing new came.
+class ReaderLine {
+ public:
+  virtual ~ReaderLine() = default;
+
+  // One command and its answer, without a look at the status byte. serialLength is the command's
+  // length on a line that has no reports.
+  virtual ReaderOutcome Exchange(const Report& request, Report& answer, std::uint32_t timeoutMs,
+                                 std::size_t serialLength) = 0;
+  // A command whose answer nobody looks at.
+  virtual ReaderOutcome Send(const Report& request, Report& answer, std::uint32_t timeoutMs,
+                             std::size_t serialLength) = 0;
+  // A command whose answer is a stream of this many bytes. The test is asked before each wait.
+  virtual ReaderOutcome Stream(const Report& request, Report& answer, std::size_t length,
+                               std::vector<std::uint8_t>& bytes, const AbandonTest& abandoned) = 0;
+  // Throws away what an earlier exchange left on its way, if one did. A late answer must never be
+  // taken for that of the next card.
+  virtual void DropStaleReports() = 0;
+};
+
+}  // namespace idcardreader

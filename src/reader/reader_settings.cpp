@@ -1,0 +1,26 @@
+#include "reader/reader_settings.h"
+
+#include "support/split_text.h"
+
+namespace idcardreader {
+
+void ReaderSettings::ApplyConfFile(const ConfFile& file) {
+  canLog = file.Switch("canLog");
+  canLogDetail = file.Switch("canLogDetail");
+  canRecordDB = file.Switch("canRecordDB");
+  vid = file.Integer("vid", vid);
+  pid = file.Integer("pid", pid);
+  comnum = file.Integer("comnum", comnum);
+  comport = file.Integer("comport", comport);
+  comname = file.Text("comname", comname);
+}
+
+void ApplyEndpoint(const std::string& endpoint, std::string& host, std::string& port) {
+  const auto pieces = SplitText(endpoint, ':');
+  if (pieces.size() == 2) {
+    host = pieces[0];
+    port = pieces[1];
+  }
+}
+
+}  // namespace idcardreader

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdint>
+
+#include "service/link_command.h"
+
+namespace idcardreader {
+
+// Where the codes of a read are raised.
+class StatusSink {
+ public:
+  virtual ~StatusSink() = default;
+  // Returns the generation that follows, kNoRead when the one given was over.
+  virtual ReadGeneration SetError(std::int32_t code, ReadGeneration generation) = 0;
+};
+
+}  // namespace idcardreader
