@@ -39,7 +39,8 @@ target_compile_options(
             -Wall
             -Wextra
             -Wpedantic
-            -Wshadow
+            # A constructor's parameter may have the name of the member that it sets.
+            $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>
             -Wconversion
             -Wcast-align
             -Wformat=2
