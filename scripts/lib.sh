@@ -65,16 +65,15 @@ install_packages() {
 
 jobs=$(nproc)
 
-# build PRESET TARGET...: configures where needed and builds.
+# build PRESET TARGET...: configures and builds. Configuring anew takes a second and finds what was
+# installed since.
 build() {
   local preset=$1
   shift
-  if [[ ! -f $repository/build/$preset/build.ninja ]]; then
-    (cd "$repository" && run_logged "configure-$preset" "Configuring $preset" \
-      cmake --preset "$preset")
-  fi
-  (cd "$repository" && run_logged "build-$preset" "Building $preset: $*" \
-    cmake --build --preset "$preset" -j "$jobs" --target "$@")
+  cd "$repository"
+  run_logged "configure-$preset" "Configuring $preset" cmake --preset "$preset"
+  run_logged "build-$preset" "Building $preset: $*" \
+    cmake --build --preset "$preset" -j "$jobs" --target "$@"
 }
 
 # Makes Wine's folder beforehand, so that no test has to wait for it.
