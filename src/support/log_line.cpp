@@ -1,32 +1,35 @@
 #include "support/log_line.h"
 
+#include <array>
 #include <cstdio>
 
 namespace idcardreader {
 namespace {
 
-template <std::size_t Capacity, typename... Arguments>
-std::string Formatted(const char* format, Arguments... arguments) {
-  char text[Capacity];
-  const int length = std::snprintf(text, sizeof text, format, arguments...);
-  return length > 0 ? std::string(text) : std::string();
-}
+// Room for seven numbers of any size.
+using Line = std::array<char, 96>;
 
 }  // namespace
 
 std::string LogTimePrefix(const platform::LocalTime& time) {
-  return Formatted<96>("%04d:%02d:%02d|%02d:%02d:%02d|%03d|", time.year, time.month, time.day,
-                       time.hour, time.minute, time.second, time.millisecond);
+  Line line{};
+  std::snprintf(line.data(), line.size(), "%04d:%02d:%02d|%02d:%02d:%02d|%03d|", time.year,
+                time.month, time.day, time.hour, time.minute, time.second, time.millisecond);
+  return line.data();
 }
 
 std::string LogFileStamp(const platform::LocalTime& time) {
-  return Formatted<96>("%04d%02d%02d-%02d%02d%02d%03d-", time.year, time.month, time.day, time.hour,
-                       time.minute, time.second, time.millisecond);
+  Line line{};
+  std::snprintf(line.data(), line.size(), "%04d%02d%02d-%02d%02d%02d%03d-", time.year, time.month,
+                time.day, time.hour, time.minute, time.second, time.millisecond);
+  return line.data();
 }
 
 std::string LogFileStampWithoutMilliseconds(const platform::LocalTime& time) {
-  return Formatted<96>("%04d%02d%02d-%02d%02d%02d", time.year, time.month, time.day, time.hour,
-                       time.minute, time.second);
+  Line line{};
+  std::snprintf(line.data(), line.size(), "%04d%02d%02d-%02d%02d%02d", time.year, time.month,
+                time.day, time.hour, time.minute, time.second);
+  return line.data();
 }
 
 }  // namespace idcardreader
