@@ -94,24 +94,52 @@ constexpr Tables kTables = MakeTables();
 constexpr bool IsHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 constexpr bool IsLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
 
-// What a first byte of UTF-8 promises. The limits of the second byte shut out overlong forms,
-// surrogates and what lies above U+10FFFF.
-struct Utf8Lead {
-  int continuations;
-  unsigned char secondMinimum;
-  unsigned char secondMaximum;
+// How many bytes are to follow a first byte of UTF-8; 0 for a byte that begins nothing.
+constexpr std::size_t ContinuationsAfter(unsigned char lead) {
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  return lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+}
+
+constexpr bool IsContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
+
+// Shuts out overlong forms, surrogates and what lies above U+10FFFF.
+constexpr bool SecondByteFits(unsigned char lead, unsigned char second) {
+  switch (lead) {
+    case 0xE0:
+      return second >= 0xA0;
+    case 0xED:
+      return second < 0xA0;
+    case 0xF0:
+      return second >= 0x90;
+    case 0xF4:
+      return second < 0x90;
+    default:
+      return true;
+  }
+}
+
+struct Utf8Character {
+  char32_t point;
+  std::size_t length;
 };
 
-constexpr Utf8Lead ClassifyUtf8Lead(unsigned char lead) {
-  if (lead < 0xC2) return {0, 0, 0};
-  if (lead <= 0xDF) return {1, 0x80, 0xBF};
-  if (lead == 0xE0) return {2, 0xA0, 0xBF};
-  if (lead == 0xED) return {2, 0x80, 0x9F};
-  if (lead <= 0xEF) return {2, 0x80, 0xBF};
-  if (lead == 0xF0) return {3, 0x90, 0xBF};
-  if (lead <= 0xF3) return {3, 0x80, 0xBF};
-  if (lead == 0xF4) return {3, 0x80, 0x8F};
-  return {0, 0, 0};
+// The character at the start of a text that is not empty, or what Windows takes for one malformed
+// character: a first byte that the text's end cuts short takes all that is left; otherwise it takes
+// the continuation bytes up to and including a second one that does not fit.
+Utf8Character DecodeUtf8(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  if (lead < 0x80) return {lead, 1};
+  const std::size_t continuations = ContinuationsAfter(lead);
+  if (continuations == 0) return {kReplacement, 1};
+  if (text.size() <= continuations) return {kReplacement, text.size()};
+  char32_t point = lead & (0x3Fu >> continuations);
+  for (std::size_t i = 1; i <= continuations; ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (!IsContinuation(byte)) return {kReplacement, i};
+    if (i == 1 && !SecondByteFits(lead, byte)) return {kReplacement, 2};
+    point = point << 6 | (byte & 0x3Fu);
+  }
+  return {point, continuations + 1};
 }
 
 void AppendUtf16(std::u16string& text, char32_t point) {
@@ -149,31 +177,10 @@ void AppendUtf8(std::string& text, char32_t point) {
 std::u16string Utf8ToUtf16(std::string_view utf8) {
   std::u16string text;
   text.reserve(utf8.size());
-  std::size_t position = 0;
-  while (position < utf8.size()) {
-    const auto lead = static_cast<unsigned char>(utf8[position++]);
-    if (lead < 0x80) {
-      text += static_cast<char16_t>(lead);
-      continue;
-    }
-    const Utf8Lead kind = ClassifyUtf8Lead(lead);
-    char32_t point = lead & (0x3Fu >> kind.continuations);
-    unsigned char minimum = kind.secondMinimum;
-    unsigned char maximum = kind.secondMaximum;
-    int missing = kind.continuations;
-    while (missing > 0 && position < utf8.size()) {
-      const auto byte = static_cast<unsigned char>(utf8[position]);
-      if (byte < minimum || byte > maximum) break;
-      point = point << 6 | (byte & 0x3Fu);
-      minimum = 0x80;
-      maximum = 0xBF;
-      --missing;
-      ++position;
-    }
-    // What was a good beginning counts as one malformed character, and the byte that broke it
-    // begins the next.
-    const bool whole = kind.continuations > 0 && missing == 0;
-    AppendUtf16(text, whole ? point : char32_t{kReplacement});
+  while (!utf8.empty()) {
+    const Utf8Character character = DecodeUtf8(utf8);
+    AppendUtf16(text, character.point);
+    utf8.remove_prefix(character.length);
   }
   return text;
 }

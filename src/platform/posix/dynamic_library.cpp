@@ -7,6 +7,7 @@ namespace idcardreader::platform {
 // Here a library names the place of its dependencies itself, so both ways of searching are one.
 std::unique_ptr<DynamicLibrary> DynamicLibrary::Open(const std::string& fileName,
                                                      Dependencies /*search*/) {
+  if (fileName.empty()) return nullptr;  // it would stand for the program itself
   void* handle = dlopen(fileName.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) return nullptr;
   return std::unique_ptr<DynamicLibrary>(new DynamicLibrary(handle));

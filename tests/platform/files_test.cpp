@@ -1,0 +1,180 @@
+#include "platform/files.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#ifdef _WIN32
+#include <io.h>
+#include <windows.h>
+#else
+#include <fcntl.h>
+#endif
+
+namespace idcardreader::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool IsInherited(std::FILE* file) {
+#ifdef _WIN32
+  DWORD flags = 0;
+  const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+  EXPECT_TRUE(GetHandleInformation(handle, &flags));
+  return (flags & HANDLE_FLAG_INHERIT) != 0;
+#else
+  return (fcntl(fileno(file), F_GETFD) & FD_CLOEXEC) == 0;
+#endif
+}
+
+// The codes that the system calls of this platform give.
+#ifdef _WIN32
+constexpr unsigned long kNotFound = ERROR_FILE_NOT_FOUND;
+constexpr unsigned long kExists = ERROR_ALREADY_EXISTS;
+#else
+constexpr unsigned long kNotFound = ENOENT;
+constexpr unsigned long kExists = EEXIST;
+#endif
+
+// An empty folder of the test's own, below the working directory.
+class FilesTest : public testing::Test {
+ protected:
+  FilesTest() {
+    const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+    folder = fs::current_path() / (std::string("files-") + test.name());
+    fs::remove_all(folder);
+    fs::create_directory(folder);
+  }
+  ~FilesTest() override { fs::remove_all(folder); }
+
+  static void Write(const fs::path& path, const char* mode, const char* text) {
+    const File file = OpenFile(path, mode);
+    ASSERT_NE(file, nullptr) << LastSystemError();
+    ASSERT_GE(std::fputs(text, file.get()), 0);
+  }
+
+  static std::string Read(const fs::path& path) {
+    const File file = OpenFile(path, "rt");
+    if (file == nullptr) return "(cannot be opened)";
+    char text[64] = {};
+    const std::size_t length = std::fread(text, 1, sizeof text - 1, file.get());
+    return {text, length};
+  }
+
+  fs::path folder;
+};
+
+TEST_F(FilesTest, WritesAppendsAndReads) {
+  const fs::path file = folder / "log.txt";
+  Write(file, "at", "one\n");
+  Write(file, "at", "two\n");
+  EXPECT_EQ(Read(file), "one\ntwo\n");
+  Write(file, "wb", "new");
+  EXPECT_EQ(Read(file), "new");
+}
+
+TEST_F(FilesTest, TakesNamesOfEveryScript) {
+  const fs::path inner = folder / fs::path(u"身份证\u00E9");
+  ASSERT_TRUE(CreateFolder(inner));
+  Write(inner / fs::path(u"读卡.txt"), "wt", "ok");
+  EXPECT_EQ(Read(inner / fs::path(u"读卡.txt")), "ok");
+}
+
+// One file or empty folder at any depth; the library's own removal does not reach that deep on
+// Windows.
+void RemoveOne(const fs::path& path) {
+#ifdef _WIN32
+  const std::wstring name = L"\\\\?\\" + path.native();
+  EXPECT_TRUE(DeleteFileW(name.c_str()) || RemoveDirectoryW(name.c_str())) << GetLastError();
+#else
+  fs::remove(path);
+#endif
+}
+
+TEST_F(FilesTest, TakesPathsOfAnyLength) {
+  fs::path deep = folder;
+  while (deep.native().size() < 400) {
+    deep /= std::string(60, 'd');
+    ASSERT_TRUE(CreateFolder(deep)) << LastSystemError();
+    ASSERT_TRUE(CreateFolder(deep)) << "an existing one is no error";
+  }
+  const fs::path file = deep / "file.txt";
+  Write(file, "wt", "deep down");
+  EXPECT_EQ(Read(file), "deep down");
+  EXPECT_EQ(Read(deep / "." / ".." / deep.filename() / "file.txt"), "deep down");
+  for (fs::path path = file; path != folder; path = path.parent_path()) RemoveOne(path);
+}
+
+TEST_F(FilesTest, TellsWhyAFileCannotBeOpened) {
+  EXPECT_EQ(OpenFile(folder / "missing.txt", "rt"), nullptr);
+  EXPECT_EQ(LastSystemError(), kNotFound);
+  const std::string missing = AnsiText(folder / "missing.txt");
+  EXPECT_EQ(OpenAnsiFile(missing.c_str(), "rb"), nullptr);
+  EXPECT_EQ(LastSystemError(), kNotFound);
+}
+
+TEST_F(FilesTest, AFolderIsNoFile) {
+  EXPECT_EQ(OpenFile(folder, "rt"), nullptr);
+  EXPECT_NE(LastSystemError(), 0u);
+}
+
+TEST_F(FilesTest, TakesTheNameThatAHostGave) {
+  const std::string name = AnsiText(folder.filename()) + "/photo.bmp";
+  EXPECT_FALSE(AnsiFileExists(name.c_str()));
+  File file = OpenAnsiFile(name.c_str(), "wb");
+  ASSERT_NE(file, nullptr);
+  std::fputs("BM", file.get());
+  file.reset();
+  EXPECT_TRUE(AnsiFileExists(name.c_str()));
+  EXPECT_EQ(Read(folder / "photo.bmp"), "BM");
+}
+
+TEST_F(FilesTest, NoNameIsNoFile) {
+  EXPECT_FALSE(AnsiFileExists(nullptr));
+  EXPECT_EQ(OpenAnsiFile(nullptr, "rb"), nullptr);
+  EXPECT_EQ(OpenAnsiFile("", "rb"), nullptr);
+}
+
+TEST_F(FilesTest, ChildProcessesInheritNoFile) {
+  const fs::path path = folder / "file.txt";
+  EXPECT_FALSE(IsInherited(OpenFile(path, "at").get()));
+  EXPECT_FALSE(IsInherited(OpenAnsiFile(AnsiText(path).c_str(), "rb").get()));
+}
+
+TEST_F(FilesTest, CreatesOneFolderAndNoneAboveIt) {
+  const fs::path inner = folder / "logdata";
+  EXPECT_TRUE(CreateFolder(inner));
+  EXPECT_TRUE(fs::is_directory(inner));
+  EXPECT_FALSE(CreateFolder(folder / "missing" / "logdata"));
+#ifndef _WIN32
+  EXPECT_EQ(fs::status(inner).permissions(), fs::perms::owner_all);
+#endif
+}
+
+TEST_F(FilesTest, AFileInPlaceOfAFolderIsAnError) {
+  const fs::path path = folder / "logdata";
+  Write(path, "wt", "not a folder");
+  EXPECT_FALSE(CreateFolder(path));
+  EXPECT_EQ(LastSystemError(), kExists);
+}
+
+TEST(Files, KnowsTheFoldersOfTheProgram) {
+  // This code is linked into the program, so both are one here.
+  const fs::path program = ExecutableFolder();
+  EXPECT_TRUE(program.is_absolute());
+  EXPECT_TRUE(fs::is_directory(program));
+  EXPECT_EQ(LibraryFolder(), program);
+}
+
+TEST(Files, ItsOwnFolderDoesNotDependOnTheCurrentOne) {
+  const fs::path before = LibraryFolder();
+  const fs::path current = fs::current_path();
+  fs::current_path(current.root_path());
+  EXPECT_EQ(LibraryFolder(), before);
+  EXPECT_EQ(ExecutableFolder(), before);
+  fs::current_path(current);
+}
+
+}  // namespace
+}  // namespace idcardreader::platform

@@ -1,0 +1,109 @@
+// The signals of POSIX systems: a host may have handlers and timers of its own, and they must
+// neither run on the library's threads nor spoil its calls.
+#ifndef _WIN32
+
+#include <signal.h>
+#include <sys/time.h>
+
+#include "platform/clock.h"
+#include "platform/event.h"
+#include "platform/loopback_peer.h"
+#include "platform/socket.h"
+#include "platform/thread.h"
+
+// Behind asio, which wants to bring in the headers of the system itself.
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+namespace idcardreader::platform {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+std::atomic<int> signalsTaken{0};
+
+// Interrupts the process every few milliseconds, by a handler that does not restart system calls.
+class SignalTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    signalsTaken = 0;
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++signalsTaken; };
+    sigaction(SIGALRM, &action, &before);
+    SetInterval(5000);
+  }
+  void TearDown() override {
+    SetInterval(0);
+    sigaction(SIGALRM, &before, nullptr);
+  }
+
+  static void SetInterval(suseconds_t microseconds) {
+    const itimerval timer{{0, microseconds}, {0, microseconds}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+  }
+
+  struct sigaction before {};
+};
+
+TEST_F(SignalTest, ASleepLastsItsTime) {
+  const auto start = steady_clock::now();
+  SystemClock().Sleep(100);
+  EXPECT_GE(steady_clock::now() - start, milliseconds(99));
+  EXPECT_GT(signalsTaken, 0);
+}
+
+TEST_F(SignalTest, ATimedWaitLastsItsTime) {
+  Event event;
+  const auto start = steady_clock::now();
+  EXPECT_FALSE(event.WaitFor(milliseconds(100)));
+  EXPECT_GE(steady_clock::now() - start, milliseconds(99));
+  EXPECT_GT(signalsTaken, 0);
+}
+
+TEST_F(SignalTest, AReceiveKeepsToItsTimeOut) {
+  SocketApi& api = SystemSockets();
+  LoopbackPeer peer;
+  const SocketHandle handle = api.CreateTcpSocket();
+  ASSERT_TRUE(api.Connect(handle, "127.0.0.1", peer.Port()));
+  peer.Accept();
+  api.SetTimeouts(handle, 150);
+  char buffer[16];
+  const auto start = steady_clock::now();
+  EXPECT_LT(api.Receive(handle, buffer, sizeof buffer), 0);
+  const auto taken = steady_clock::now() - start;
+  EXPECT_GE(taken, milliseconds(140));
+  EXPECT_LT(taken, milliseconds(1500));
+  EXPECT_GT(signalsTaken, 0);
+
+  const std::string tooMuch(20'000'000, 'x');
+  const auto startOfSend = steady_clock::now();
+  const int sent = api.Send(handle, tooMuch.data(), tooMuch.size());
+  EXPECT_GT(sent, 0);
+  EXPECT_LT(sent, static_cast<int>(tooMuch.size()));
+  EXPECT_LT(steady_clock::now() - startOfSend, milliseconds(1500));
+  api.Close(handle);
+}
+
+TEST(PosixThread, TakesNoSignalsButItsOwnFaults) {
+  sigset_t callerBefore;
+  pthread_sigmask(SIG_BLOCK, nullptr, &callerBefore);
+  sigset_t inside;
+  sigemptyset(&inside);
+  CSThread thread;
+  ASSERT_TRUE(thread.Start([&] { pthread_sigmask(SIG_BLOCK, nullptr, &inside); }));
+  thread.Join();
+  for (const int number : {SIGTERM, SIGINT, SIGALRM, SIGUSR1, SIGCHLD, SIGPIPE}) {
+    EXPECT_EQ(sigismember(&inside, number), 1) << number;
+  }
+  EXPECT_EQ(sigismember(&inside, SIGSEGV), 0);
+  sigset_t callerAfter;
+  pthread_sigmask(SIG_BLOCK, nullptr, &callerAfter);
+  EXPECT_EQ(sigismember(&callerAfter, SIGTERM), sigismember(&callerBefore, SIGTERM));
+}
+
+}  // namespace
+}  // namespace idcardreader::platform
+
+#endif
