@@ -76,14 +76,17 @@ build() {
     cmake --build --preset "$preset" -j "$jobs" --target "$@"
 }
 
-# Makes Wine's folder beforehand, so that no test has to wait for it.
+# Makes Wine's folder beforehand, so that no program has to wait for it. Descriptor 9 tells other
+# runs that Wine is in use here; Wine itself must not inherit it (9>&-), as it outlives the run.
 prepare_wine() {
-  run_logged wine "Starting Wine" "$repository/scripts/wine-run" cmd /c exit
+  exec 9>"$repository/build/wine-users"
+  flock -s 9
+  run_logged wine "Starting Wine" "$repository/scripts/wine-run" cmd /c exit 9>&-
 }
 
-# Ends the Wine processes of our prefix: they would linger for a while, and hold the folder.
+# Ends the Wine processes when nobody else uses them: they would linger for a while.
 stop_wine() {
-  if [[ -d $repository/build/wine ]]; then
-    WINEPREFIX=$repository/build/wine /usr/lib/wine/wineserver -k || true
+  if flock -n -x 9 2>/dev/null; then
+    WINEPREFIX=$repository/build/wine /usr/lib/wine/wineserver -k 9>&- || true
   fi
 }
