@@ -55,8 +55,7 @@
  *
  * Texts are byte strings. GBK means code page 936 (in .NET Encoding.GetEncoding(936), which needs
  * System.Text.Encoding.CodePages; in Python "gbk"). A character that GBK does not hold stands as
- * one
- * "?" for each of its UTF-16 units. UTF-8 means that the field is handed on exactly as the service
+ * one "?" for each of its UTF-16 units. UTF-8 means that the field is handed on exactly as the service
  * sent it; numbers and dates are such fields and in practice plain ASCII. The text block of
  * SDT_ReadBaseMsg is UTF-16, little-endian.
  *
@@ -148,7 +147,10 @@ extern "C" {
 
 /* Results of the SDT_* functions. */
 #define IDCARDREADER_SDT_SUCCESS 0x90        /* 144: done */
-#define IDCARDREADER_SDT_NO_FINGERPRINT 0x91 /* 145: no fingerprint block is held */
+#define IDCARDREADER_SDT_NO_FINGERPRINT 0x91 /* 145: no fingerprint block is held; not supported */
+#define IDCARDREADER_SDT_CARD_FOUND 0x9F     /* 159: a card is on the reader */
+#define IDCARDREADER_SDT_NO_CARD 0x80        /* 128: no card */
+#define IDCARDREADER_SDT_NOT_SELECTED 0x81   /* 129: the card was not read */
 #define IDCARDREADER_SDT_NOTHING_READ 0x41   /*  65: no text block is held; nothing was copied */
 
 /* Results of GetNewCardType. */
@@ -194,15 +196,25 @@ IDCARDREADER_API int32_t readCardLog(int32_t on);
  * card can be fetched. On failure no block is handed out, fields must not be used, and
  * readCardGetLastError tells why. A read has no time limit of its own, but every step of it has:
  * with a service that does not answer it ends after a few seconds. readCardStop ends it from
- * another thread. Any other mode is the automatic card search, which this version does not offer:
- * nothing changes and 0 is returned. mode     8 bits. Returns  1 the card was read; 0 it was not,
- * it was stopped, or another read is running (which goes on, but the blocks of the card before are
- * no longer handed out). Engine   created.
+ * another thread.
+ *
+ * Any other mode: the automatic card search. The first call switches the reader's own search on;
+ * every call then waits up to one second (a fifth of a second on a serial line) for the reader to
+ * report a card. Call it again and again until it returns 1, then read with mode 0, which switches
+ * the search off. A serial reader's search reports only a card that lies on it when the search is
+ * switched on.
+ *   mode     8 bits.
+ *   Returns  mode 0: 1 the card was read; 0 it was not, it was stopped, or another read is running
+ *            (which goes on, but the blocks of the card before are no longer handed out).
+ *            Other modes: 1 a card was reported; 0 none yet, the reader could not be opened (codes
+ *            27, 28, 48) or was lost (47), or a read is running.
+ *   Engine   created.
  */
 IDCARDREADER_API int32_t readCardStart(int32_t mode);
 
 /*
- * Ends a read: the readCardStart(0) that blocks in another thread returns 0. With no read running
+ * Ends a read: the readCardStart(0) that blocks in another thread returns 0. Ends a search: the next
+ * call of readCardStart with another mode begins anew. With no read running
  * it only takes back the mark of success of the last one, so that readCardGetLastError answers as
  * after a failure. Without an engine it does nothing.
  */
@@ -218,24 +230,31 @@ IDCARDREADER_API void readCardStop(void);
  *    1       no error.
  *    2       the client thread could not be created: the system is out of threads or memory.
  *    3       no socket could be made: the system's network is not set up.
- *    7, 8    the heartbeat that opens a read could not be sent / was not answered. 9, 10: the
- * card's DN. 11, 12: the output key. 13, 14: sector 11. 15, 16: sector 12. 17, 18: sector 13. 19,
- * 20: sector 21. The connection broke or the service was silent for longer than the time-out. Check
- * network and firewall, then read again; every read connects anew. 22       the content did not
- * come, or held no data: as above, or the service cannot decode the card. 26       the read thread
- * could not be created: see 2. 27       no reader found. Plug it in; check vid and pid in
- * conf.yaml; on Linux check that the user may read and write the device node. 28       the reader
- * is there but cannot be opened: another program holds it, or the user may not use it. 29       no
- * service could be reached. Check hostport.dat, name resolution, firewall. 30       the reader's
- * answer was missing or malformed. Read again; if it stays, replug it. 31 - 39  the reader reports
- * a trouble: 31 unknown status, 32 communication, 33 collision (more than one card), 34 time-out,
- * 35 buffer too small, 36 internal, 37 invalid parameter (a wrong key among others), 38 checksum,
- * 39 card locked. Lay the card down again. 40       the card's DN could not be read in two
- * attempts: no card, or it was taken away. 44, 45   the service refused the card's DN / key, or its
- * token has expired. Read again: after an expiry the next read logs in anew. If it stays, ask the
- * operator of the service. 46       the result did not come in time, or the fields were fetched too
- * late (see the top). 47       the reader was unplugged. Plug it in; the next read opens it again.
- *   48       the serial port could not be opened. Check comnum and comport in conf.yaml.
+ *    7, 8    the heartbeat that opens a read could not be sent / was not answered.
+ *    9, 10   the card's DN: likewise.
+ *   11, 12   the output key: likewise.
+ *   13, 14   sector 11.   15, 16  sector 12.   17, 18  sector 13.   19, 20  sector 21.
+ *            The connection broke or the service was silent for longer than the time-out. Check
+ *            network and firewall, then read again; every read connects anew.
+ *   22       the content did not come, or held no data: as above, or the service cannot decode the
+ *            card.
+ *   26       the read thread could not be created: see 2.
+ *   27       no reader found. Plug it in; check vid and pid in conf.yaml; on Linux check that the
+ *            user may read and write the device node.
+ *   28       the reader is there but cannot be opened: another program holds it, or the user may
+ *            not use it.
+ *   29       no service could be reached. Check hostport.dat, name resolution, firewall.
+ *   30       the reader's answer was missing or malformed. Read again; if it stays, replug it.
+ *   31 - 39  the reader reports a trouble: 31 unknown status, 32 communication, 33 collision (more
+ *            than one card), 34 time-out, 35 buffer too small, 36 internal, 37 invalid parameter (a
+ *            wrong key among others), 38 checksum, 39 card locked. Lay the card down again.
+ *   40       the card's DN could not be read in two attempts: no card, or it was taken away.
+ *   44, 45   the service refused the card's DN / key, or its token has expired. Read again: after
+ *            an expiry the next read logs in anew. If it stays, ask the operator of the service.
+ *   46       the result did not come in time, or the fields were fetched too late (see the top).
+ *   47       the reader was unplugged. Plug it in; the next read opens it again.
+ *   48       the serial port could not be opened. Check comnum and comport (comname on Linux) in
+ *            conf.yaml, and whether another program holds the port.
  *   49, 50   the login could not be sent / was not answered: as 7, 8.
  *   51       the service refused the login: appid.dat does not fit the service or this machine.
  *   55       the content could not be decompressed: it came damaged. Read again.
@@ -290,13 +309,14 @@ IDCARDREADER_API const char* readCardGetComSet(void);
 
 /*
  *   Returns  the reader's state: 0 not opened yet (or no engine could be created), 1 opened, 3
- * lost. Engine   created.
+ *            lost.
+ *   Engine   created.
  */
 IDCARDREADER_API int32_t readCardGetDeviceStatus(void);
 
 /*
- * The kind of card that the reader has last named when it was asked for a UID. Not the card type:
- * that is GetNewCardType.
+ * The kind of card that the reader has last named when it was asked for a UID, or reported in a
+ * search. Not the card type: that is GetNewCardType.
  *   Returns  16 an identity card; 4 or another value up to 255 for other cards, as the reader
  *            names them; 0 none.
  *   Engine   created.
@@ -305,9 +325,11 @@ IDCARDREADER_API int32_t readCardGetCardType(void);
 
 /*
  * Chooses the reader that the next read opens, and gives the service three seconds instead of two
- * for its final answer. The serial reader is not offered by this version: reads then fail with 48.
+ * for its final answer. The serial port is that of conf.yaml: on Windows COM and comnum (1 to 999),
+ * on Linux comname when it begins with "/", else /dev/ttyS and comnum less 1; comport is the baud
+ * rate.
  *   kind     1 the serial reader; any other value the USB reader, which is also the default.
- *   Returns  1 done; 0 a read is running, nothing changed.
+ *   Returns  1 done; 0 a read or a search is running, nothing changed.
  *   Engine   created.
  */
 IDCARDREADER_API int32_t readCardSetDeviceType(int32_t kind);
@@ -321,12 +343,21 @@ IDCARDREADER_API int32_t readCardSetDeviceType(int32_t kind);
 IDCARDREADER_API uint64_t readCardBeep(int32_t on);
 
 /* ============================================================================================
- * Standard reader interface: hands out the blocks of the last card that readCardStart(0) read.
+ * Standard reader interface: for hosts written for a reader with a security module of its own. This
+ * reader has none, so only the search, the selection (which reads the card) and the functions that
+ * hand out blocks do something; the others succeed and yield fixed values.
  *
- * The port is ignored: a process has one reader. Only resident identity cards have a text block, so
- * the other types give IDCARDREADER_SDT_NOTHING_READ here and are fetched field by field. Each
- * buffer has at least the bytes named above and each length is stored in bytes; a buffer and its
- * length stay untouched when the block is not held. No function here creates the engine.
+ *     SDT_OpenPort(1001);                         no effect
+ *     if (SDT_StartFindIDCard(1001, word) == IDCARDREADER_SDT_CARD_FOUND &&
+ *         SDT_SelectIDCard(1001, word) == IDCARDREADER_SDT_SUCCESS)
+ *       SDT_ReadBaseFPMsg(...);                   blocks of the card, as often as you like
+ *     SDT_ClosePort(1001);                        no effect; CloseComm closes
+ *
+ * The port is ignored: a process has one reader. Arguments that hosts of this interface pass behind
+ * those declared here are ignored as well. Only resident identity cards have a text block, so the
+ * other types give IDCARDREADER_SDT_NOTHING_READ here and are fetched field by field. Each buffer
+ * has at least the bytes named above and each length is stored in bytes; a buffer and its length
+ * stay untouched when the block is not held.
  *
  * Text block, 256 bytes: UTF-16 little-endian, unused bytes zero. A longer value is cut.
  *     offset   0, 15 characters  name
@@ -343,6 +374,52 @@ IDCARDREADER_API uint64_t readCardBeep(int32_t on);
  * Fingerprint block, 512 or 1024 bytes: as the card holds it.
  * ============================================================================================ */
 
+/* Nothing to do: always IDCARDREADER_SDT_SUCCESS. */
+IDCARDREADER_API int32_t SDT_OpenPort(int32_t port);
+IDCARDREADER_API int32_t SDT_ClosePort(int32_t port);
+IDCARDREADER_API int32_t SDT_ResetSAM(int32_t port);
+IDCARDREADER_API int32_t SDT_GetSAMStatus(int32_t port);
+IDCARDREADER_API int32_t SDT_SetMaxRFByte(int32_t port);
+IDCARDREADER_API int32_t SDT_SetCOMBaud(int32_t port);
+
+/*
+ * Fixed values, always with IDCARDREADER_SDT_SUCCESS. A null pointer is passed over. No zero byte is
+ * written behind a text.
+ *   SDT_GetCOMBaud          115200, whatever the baud rate is.
+ *   SDT_GetErrorString      1 byte, "@".
+ *   SDT_GetSAMID,
+ *   SDT_GetSAMIDToStr       16 bytes, ASCII digits.
+ *   SDT_ReadIINSNDN         28 bytes, ASCII digits.
+ *   SDT_ReadIINSNDNToASCII,
+ *   SDT_ReadMngInfo         56 bytes, ASCII digits.
+ */
+IDCARDREADER_API int32_t SDT_GetCOMBaud(int32_t port, uint32_t* baudRate);
+IDCARDREADER_API int32_t SDT_GetErrorString(int32_t port, char* text);
+IDCARDREADER_API int32_t SDT_GetSAMID(int32_t port, uint8_t* id);
+IDCARDREADER_API int32_t SDT_GetSAMIDToStr(int32_t port, char* id);
+IDCARDREADER_API int32_t SDT_ReadIINSNDN(int32_t port, uint8_t* serial);
+IDCARDREADER_API int32_t SDT_ReadIINSNDNToASCII(int32_t port, uint8_t* management);
+IDCARDREADER_API int32_t SDT_ReadMngInfo(int32_t port, uint8_t* management);
+
+/* Not supported: always IDCARDREADER_SDT_NO_FINGERPRINT. */
+IDCARDREADER_API int32_t SDT_ReadNewAppMsg(int32_t port);
+
+/*
+ * Asks once whether a card is on the reader: the automatic search of readCardStart.
+ *   managementInformation  gets 4 bytes, "0123", whatever the result; may be null.
+ *   Returns  IDCARDREADER_SDT_CARD_FOUND or IDCARDREADER_SDT_NO_CARD.
+ *   Engine   created.
+ */
+IDCARDREADER_API int32_t SDT_StartFindIDCard(int32_t port, uint8_t* managementInformation);
+
+/*
+ * Reads the card: readCardStart(0), which blocks. readCardGetLastError tells why it failed.
+ *   managementInformation  gets 4 bytes, "0123"; may be null.
+ *   Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NOT_SELECTED.
+ *   Engine   created.
+ */
+IDCARDREADER_API int32_t SDT_SelectIDCard(int32_t port, uint8_t* managementInformation);
+
 /*
  * Copies the text block and, when held, the photo block.
  *   Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NOTHING_READ. Works without an engine:
@@ -353,8 +430,9 @@ IDCARDREADER_API int32_t SDT_ReadBaseMsg(int32_t port, uint8_t* text, uint32_t* 
 
 /*
  * Copies the text block and, when held, the photo and the fingerprint block. Both names do the
- * same. Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NOTHING_READ, the latter also when
- * there is no engine.
+ * same.
+ *   Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NOTHING_READ, the latter also when there
+ *            is no engine.
  */
 IDCARDREADER_API int32_t SDT_ReadBaseFPMsg(int32_t port, uint8_t* text, uint32_t* textLength,
                                            uint8_t* photo, uint32_t* photoLength,
@@ -365,6 +443,24 @@ IDCARDREADER_API int32_t SDT_ReadBaseMsgFingerPrint(int32_t port, uint8_t* text,
                                                     uint32_t* fingerprintLength);
 
 /*
+ * Write the same blocks to files, their bytes and nothing else.
+ *   ...FileName  zero-terminated, in the system's ANSI code page, relative to the current directory.
+ *                A file that cannot be opened is passed over without a report.
+ *   ...Length    gets the block's number of bytes when it is held, also when its file was not
+ *                written; may be null.
+ *   Returns      IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NOTHING_READ, the latter also when
+ *                there is no engine.
+ */
+IDCARDREADER_API int32_t SDT_ReadBaseMsgToFile(int32_t port, const char* textFileName,
+                                               uint32_t* textLength, const char* photoFileName,
+                                               uint32_t* photoLength);
+IDCARDREADER_API int32_t SDT_ReadBaseFPMsgToFile(int32_t port, const char* textFileName,
+                                                 uint32_t* textLength, const char* photoFileName,
+                                                 uint32_t* photoLength,
+                                                 const char* fingerprintFileName,
+                                                 uint32_t* fingerprintLength);
+
+/*
  * Copies the fingerprint block.
  *   Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NO_FINGERPRINT. Works without an engine.
  */
@@ -372,8 +468,71 @@ IDCARDREADER_API int32_t SDT_ReadFPMsg(int32_t port, uint8_t* fingerprint,
                                        uint32_t* fingerprintLength);
 
 /* ============================================================================================
- * Closing.
+ * Older interfaces.
+ *
+ *     InitComm(1001);                    no effect: the first read opens the reader
+ *     Authenticate();                    asks once for a card
+ *     if (Read_Content(1)) ...           reads it and writes its files
+ *     CloseComm();
  * ============================================================================================ */
+
+/* Nothing to do: always 1. */
+IDCARDREADER_API int32_t InitComm(int32_t port);
+IDCARDREADER_API int32_t Routon_IC_FindCard(void);
+IDCARDREADER_API int32_t Routon_Set210Update(void);
+IDCARDREADER_API int32_t Routon_SetNewVersion(void);
+IDCARDREADER_API int32_t Routon_StartFindIDCard(void);
+
+/*
+ * Asks once whether a card is on the reader, as SDT_StartFindIDCard does.
+ *   Returns  always 0, card or not: hosts of this interface go on to Read_Content in any case.
+ *   Engine   created.
+ */
+IDCARDREADER_API int32_t Authenticate(void);
+
+/*
+ * Reads the card, readCardStart(0), and writes files into the current directory.
+ *   mode     1 the text block to "WZ.TXT", the photo block to "ZP.WLT" and, when WltRS.dll
+ *            (libWltRS.so) is there, the photo as a bitmap by its function GetBmp; 2 the two files
+ *            only; any other value no files. A file that cannot be written is passed over.
+ *   Returns  1 the card was read; 0 it was not.
+ *   Engine   created.
+ */
+IDCARDREADER_API int32_t Read_Content(int32_t mode);
+
+/*
+ *   serialNumber  at least 16 bytes; gets 16 fixed ASCII digits without a zero byte. May be null.
+ *   Returns       always 1.
+ */
+IDCARDREADER_API int32_t ReadIINSNDN(char* serialNumber);
+
+/*
+ * Hands its argument to the function dewlt of Dewlt.dll (libDewlt.so), which is loaded on first use.
+ *   Returns  what that returns; 0 when it is not there.
+ */
+IDCARDREADER_API uintptr_t dewlt(uintptr_t argument);
+
+/*
+ * Sounds the reader, if it is open and no read is running. The first two arguments are ignored.
+ *   milliseconds  counts in units of 10, at least one; from 2,560 on it starts again at one unit.
+ *   Returns       always 1.
+ *   Engine        not created.
+ */
+IDCARDREADER_API int32_t HID_BeepLED(int32_t beep, int32_t led, int32_t milliseconds);
+IDCARDREADER_API int32_t Routon_BeepLED(int32_t beep, int32_t led, int32_t milliseconds);
+
+/*
+ *   version  gets the one byte "1", without a zero byte. May be null.
+ *   Returns  always 1.
+ */
+IDCARDREADER_API int32_t Routon_Get210Version(char* version);
+
+/*
+ * Copies the text block of the last card.
+ *   text, textLength  at least IDCARDREADER_TEXT_BLOCK_BYTES bytes; gets the number of bytes.
+ *   Returns           1; 0 no text block is held, nothing was copied.
+ */
+IDCARDREADER_API int32_t Routon_ReadBaseMsg(uint8_t* text, uint32_t* textLength);
 
 /*
  * Shuts the engine down as readCardDestory does and gives it back. The next function that needs an

@@ -73,8 +73,12 @@ bool CopyBlock(CardBlock block, std::uint8_t* buffer, std::uint32_t* length) {
   if (!held.held || held.bytes.empty()) {
     return false;
   }
-  std::copy(held.bytes.begin(), held.bytes.end(), buffer);
-  *length = static_cast<std::uint32_t>(held.bytes.size());
+  if (buffer != nullptr) {
+    std::copy(held.bytes.begin(), held.bytes.end(), buffer);
+  }
+  if (length != nullptr) {
+    *length = static_cast<std::uint32_t>(held.bytes.size());
+  }
   return true;
 }
 

@@ -2,12 +2,13 @@
 
 #include <memory>
 #include <mutex>
+#include <new>
 
 #include "platform/files.h"
 #include "platform/module.h"
 #include "platform/mutex.h"
 #include "platform/socket.h"
-#include "reader/hid_door.h"
+#include "reader/system_door.h"
 #include "support/process_wide.h"
 
 namespace idcardreader {
@@ -86,6 +87,17 @@ EngineUse UseOrCreateEngine() {
   holder->engine = std::move(made);
   ++holder->users;
   return EngineUse(holder->engine.get());
+}
+
+EngineUse TryUseOrCreateEngine(int attempts) {
+  for (int attempt = 0; attempt < attempts; ++attempt) {
+    try {
+      return UseOrCreateEngine();
+    } catch (const std::bad_alloc&) {
+      continue;  // memory may have been given back meanwhile
+    }
+  }
+  return {};
 }
 
 void DestroyEngine() {

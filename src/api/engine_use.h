@@ -27,6 +27,8 @@ EngineUse UseEngine();
 // The engine, made if need be; waits while another thread makes or destroys it. Throws when it
 // cannot be made.
 EngineUse UseOrCreateEngine();
+// The same, tried so many times; false when it cannot be made.
+EngineUse TryUseOrCreateEngine(int attempts);
 // Releases a blocked read, waits until nobody uses the engine, and destroys it.
 void DestroyEngine();
 

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <mutex>
 
+#include "platform/serial_port.h"
+#include "support/console.h"
 #include "support/hex_text.h"
+#include "support/text_log.h"
 
 namespace idcardreader {
 namespace {
@@ -12,11 +15,18 @@ constexpr std::uint32_t kCardTimeoutMs = 2000;
 constexpr std::uint32_t kCodeTimeoutMs = 1000;
 constexpr std::uint32_t kTypeATimeoutMs = 100;
 constexpr std::uint32_t kBeepTimeoutMs = 100;
+constexpr std::uint32_t kSearchOnTimeoutMs = 100;
+constexpr std::uint32_t kSearchOffTimeoutMs = 1000;
+constexpr std::uint32_t kNotificationTimeoutMs = 1000;
+
+constexpr std::uint32_t kSerialPauseMs = 50;
+constexpr std::uint32_t kLargestSerialPort = 999;
 
 constexpr std::uint32_t kOpened = 1;
 constexpr std::uint32_t kLost = 3;
 
 constexpr std::uint32_t kIdentityCardKind = 16;
+constexpr std::uint8_t kAnyKind = 255;
 constexpr std::size_t kIdentityCardUidSize = 8;
 constexpr std::size_t kTypeAUidOffset = 4;
 constexpr std::size_t kLongestUid = kAnswerSize - kTypeAUidOffset;
@@ -27,19 +37,37 @@ Answer AnswerOf(const Report& report) {
   return answer;
 }
 
+// Sixteen bytes a line, with an empty line before them.
+void PrintReport(const Answer& report) {
+  std::string text;
+  for (std::size_t index = 0; index < report.size(); ++index) {
+    text += index % 16 == 0 ? "\n" : "";
+    text += HexText(&report[index], 1) + " ";
+  }
+  PrintLine(text);
+}
+
 }  // namespace
 
-CardReader::CardReader(ReaderDoor& door, ActivityLog& log) : log(log), door(door), hidLine(log) {}
+CardReader::CardReader(ReaderDoor& door, ActivityLog& log, platform::Clock& clock)
+    : log(log), clock(clock), door(door), hidLine(log), serialLine(log) {}
 
 void CardReader::Configure(const ReaderSettings& settings) {
   const std::lock_guard guard(deviceLock);
   vendorId = static_cast<std::uint16_t>(settings.vid);
   productId = static_cast<std::uint16_t>(settings.pid);
+  serialPortNumber = settings.comnum;
+  serialPortName = settings.comname;
+  baud = settings.comport;
 }
 
 ReaderOutcome CardReader::OpenDevice(bool& newlyOpened) {
   const std::lock_guard guard(deviceLock);
   newlyOpened = false;
+  ReaderOutcome outcome = UsesSerialPort() ? OpenSerial() : ReaderOutcome();
+  if (!outcome.Done()) {
+    return outcome;
+  }
   {
     const std::lock_guard info(infoLock);
     if (deviceReady) {
@@ -47,7 +75,9 @@ ReaderOutcome CardReader::OpenDevice(bool& newlyOpened) {
       return {};
     }
   }
-  ReaderOutcome outcome = OpenPort();
+  if (!UsesSerialPort()) {
+    outcome = OpenHid();
+  }
   if (outcome.Done()) {
     Line().DropStaleReports();
     outcome = Identify();
@@ -56,13 +86,19 @@ ReaderOutcome CardReader::OpenDevice(bool& newlyOpened) {
   return outcome;
 }
 
-ReaderOutcome CardReader::OpenPort() {
-  {
-    const std::lock_guard info(infoLock);
-    if (useSerialPort) {
-      return ReaderOutcome::Failed(ERRORT_SerialPort);
-    }
+ReaderLine& CardReader::Line() {
+  if (UsesSerialPort()) {
+    return serialLine;
   }
+  return hidLine;
+}
+
+bool CardReader::UsesSerialPort() {
+  const std::lock_guard info(infoLock);
+  return useSerialPort;
+}
+
+ReaderOutcome CardReader::OpenHid() {
   switch (door.OpenHid(vendorId, productId, hidLine.Device())) {
     case ReaderDoor::Result::not_found:
       return ReaderOutcome::Failed(ERRORT_NoReader);
@@ -71,6 +107,31 @@ ReaderOutcome CardReader::OpenPort() {
     case ReaderDoor::Result::opened:
       break;
   }
+  return {};
+}
+
+// The port stays open from its first use on; a line that took no command has closed it.
+ReaderOutcome CardReader::OpenSerial() {
+  if (serialLine.Open()) {
+    return {};
+  }
+  {
+    const std::lock_guard info(infoLock);
+    deviceReady = false;
+  }
+  clock.Sleep(kSerialPauseMs);
+  std::unique_ptr<platform::CPort> port;
+  if (serialPortNumber <= kLargestSerialPort) {
+    port = door.OpenSerial(platform::SerialPortName(serialPortNumber, serialPortName), baud);
+  }
+  if (port == nullptr) {
+    log.Log("Com Open Fail");
+    log.Log("Com OpenCom Fail");
+    return ReaderOutcome::Failed(ERRORT_SerialPort);
+  }
+  serialLine.Use(std::move(port));
+  clock.Sleep(kSerialPauseMs);
+  log.Log("Com Init Sucess");
   return {};
 }
 
@@ -115,9 +176,11 @@ ReaderOutcome CardReader::ReadCode(ReaderCommand command, std::size_t size, std:
 
 void CardReader::Close() {
   const std::lock_guard guard(deviceLock);
-  hidLine.Device().reset();
+  hidLine.Close();
+  serialLine.Close();
   const std::lock_guard info(infoLock);
   deviceReady = false;
+  _isAutoFindCardOn = false;
 }
 
 void CardReader::UseSerialPort(bool serial) {
@@ -126,6 +189,11 @@ void CardReader::UseSerialPort(bool serial) {
     useSerialPort = serial;
     deviceReady = false;
   }
+}
+
+bool CardReader::IsOpen() {
+  const std::lock_guard guard(deviceLock);
+  return Line().Open();
 }
 
 ReaderOutcome CardReader::ReadDn(Answer& answer) {
@@ -197,13 +265,125 @@ ReaderOutcome CardReader::ReadTypeACardUid() {
 ReaderOutcome CardReader::beep(std::uint32_t milliseconds) {
   const std::lock_guard guard(deviceLock);
   log.Log("HID beep");
-  if (!hidLine.Open()) {
+  if (!Line().Open()) {
     return {};
   }
   const std::uint32_t duration = std::max<std::uint32_t>(milliseconds / 10 % 256, 1);
   const std::array<std::uint8_t, 1> parameters = {static_cast<std::uint8_t>(duration)};
   SetCommand(ReaderCommand::beep, parameters);
   return Noted(Line().Send(commandBuffer, answerBuffer, kBeepTimeoutMs, 2));
+}
+
+ReaderOutcome CardReader::openAutoFindCard(bool& notified) {
+  const std::lock_guard guard(deviceLock);
+  const ReaderOutcome outcome = SwitchSearch(true, kSearchOnTimeoutMs, notified);
+  if (!SearchIsOn()) {
+    ErrorLog().Log("openAutoFindCard-2-write:" + HexText(commandBuffer));
+    ErrorLog().Log("openAutoFindCard-2-read:" + HexText(answerBuffer));
+    log.Log("HID openAutoFindCard _isAutoFindCardOn = false");
+  }
+  return outcome;
+}
+
+ReaderOutcome CardReader::closeAutoFindCard() {
+  const std::lock_guard guard(deviceLock);
+  log.Log("HID closeAutoFindCard");
+  bool notified = false;
+  const ReaderOutcome outcome = SwitchSearch(false, kSearchOffTimeoutMs, notified);
+  // A card may still be reported while the search ends; the next read must not meet that report.
+  Line().ExpectStaleReports();
+  return outcome;
+}
+
+// Fails without a code when the reader does not acknowledge, or refuses.
+ReaderOutcome CardReader::SwitchSearch(bool on, std::uint32_t timeoutMs, bool& notified) {
+  const std::array<std::uint8_t, 1> parameters = {static_cast<std::uint8_t>(on ? 1 : 0)};
+  SetCommand(ReaderCommand::search, parameters);
+  ReaderLine& line = Line();
+  if (!line.WriteCommand(commandBuffer, 2)) {
+    return Noted(ReaderOutcome::Failed(line.FailureCode()));
+  }
+  const std::uint32_t allowedMs = line.SearchAnswerTimeout(timeoutMs);
+  const std::uint32_t startTick = clock.TickCount();
+  bool acknowledged = false;
+  for (std::uint32_t passedMs = 0; passedMs <= allowedMs && !acknowledged;
+       passedMs = clock.TickCount() - startTick) {
+    const int received = line.ReadReport(answerBuffer, allowedMs - passedMs);
+    if (received < 0 && !UsesSerialPort()) {
+      return Noted(ReaderOutcome::Failed(ERRORT_ReaderLost));
+    }
+    if (received <= 0) {
+      break;
+    }
+    if (KeepNotification(AnswerOf(answerBuffer))) {
+      notified = true;
+    } else {
+      acknowledged = answerBuffer[0] == static_cast<std::uint8_t>(ReaderCommand::search);
+    }
+  }
+  const bool accepted = acknowledged && answerBuffer[1] == 0;
+  const std::lock_guard info(infoLock);
+  if (on) {
+    _isAutoFindCardOn = accepted;
+  } else if (accepted) {
+    _isAutoFindCardOn = false;
+  }
+  return accepted ? ReaderOutcome() : ReaderOutcome::Failed(ERRORT_None);
+}
+
+bool CardReader::SearchIsOn() {
+  const std::lock_guard info(infoLock);
+  return _isAutoFindCardOn;
+}
+
+std::int32_t CardReader::idReader_FindCard(Answer& report, ReaderOutcome& outcome) {
+  const std::lock_guard guard(deviceLock);
+  const bool serial = UsesSerialPort();
+  outcome = {};
+  int received = -1;
+  if (Line().Open()) {
+    Report incoming{};
+    received = Line().ReadReport(serial ? answerBuffer : incoming,
+                                 serial ? Line().SearchAnswerTimeout(0) : kNotificationTimeoutMs);
+    if (received > 0 && !serial) {
+      report = AnswerOf(incoming);
+    }
+    if (received < 0 && !serial) {
+      outcome = Noted(ReaderOutcome::Failed(ERRORT_ReaderLost));
+    }
+  }
+  if (received == 0) {
+    log.Log("idReader_FindCard communicate timeout!\n");
+    return 0;
+  }
+  if (received < 0) {
+    log.Log("idReader_FindCard error!\n");
+    return -1;
+  }
+  PrintReport(report);
+  const std::uint8_t kind = report[1];
+  if (kind > kIdentityCardKind && kind != kAnyKind) {
+    log.Log("idReader_FindCard card type error\n");
+    return -2;
+  }
+  log.Log("idReader_FindCard ok\n");
+  return kind;
+}
+
+bool CardReader::KeepNotification(BlockView report) {
+  const auto notification = ParseCardNotification(report);
+  if (!notification) {
+    return false;
+  }
+  const std::lock_guard info(infoLock);
+  cardKind = notification->kind;
+  cardUidHex = HexText(notification->uid);
+  return true;
+}
+
+void CardReader::ForgetCardKind() {
+  const std::lock_guard info(infoLock);
+  cardKind = 0;
 }
 
 void CardReader::ForgetCardUid() {
@@ -261,6 +441,10 @@ ReaderOutcome CardReader::EvaluateStatus() {
 }
 
 ReaderOutcome CardReader::Noted(ReaderOutcome outcome) {
+  if (UsesSerialPort() && !serialLine.Open()) {
+    const std::lock_guard info(infoLock);
+    deviceReady = false;
+  }
   if (outcome.ReaderLost()) {
     const std::lock_guard info(infoLock);
     deviceReady = false;

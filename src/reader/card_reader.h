@@ -4,12 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "platform/clock.h"
 #include "platform/mutex.h"
+#include "reader/card_notification.h"
 #include "reader/hid_line.h"
 #include "reader/reader_device.h"
 #include "reader/reader_outcome.h"
 #include "reader/reader_report.h"
 #include "reader/reader_settings.h"
+#include "reader/serial_line.h"
 #include "service/card_blocks.h"
 #include "support/activity_log.h"
 
@@ -22,7 +25,7 @@ namespace idcardreader {
 // the reader is guarded by infoLock, so that it can be asked for while an operation runs.
 class CardReader {
  public:
-  CardReader(ReaderDoor& door, ActivityLog& log);
+  CardReader(ReaderDoor& door, ActivityLog& log, platform::Clock& clock);
 
   void Configure(const ReaderSettings& settings);
 
@@ -32,6 +35,7 @@ class CardReader {
   void Close();
   // The next OpenDevice opens the other kind of reader.
   void UseSerialPort(bool serial);
+  bool IsOpen();
 
   // The reader's 64-byte answer; its bytes 2 to 33 are the DN.
   ReaderOutcome ReadDn(Answer& answer);
@@ -44,6 +48,19 @@ class CardReader {
   // The duration counts in units of 10 ms, its lowest 8 bits, at least 1.
   ReaderOutcome beep(std::uint32_t milliseconds);
 
+  // Switches the reader's own search on. A card that it reports meanwhile is not taken for the
+  // acknowledgement; notified tells of it.
+  ReaderOutcome openAutoFindCard(bool& notified);
+  ReaderOutcome closeAutoFindCard();
+  bool SearchIsOn();
+  // Waits up to a second for one report of the search: the kind that it names (255 too), 0 for
+  // none, -1 for an error, -2 for a kind that there is not. report gets its 64 bytes; on a serial
+  // line it stays zero.
+  std::int32_t idReader_FindCard(Answer& report, ReaderOutcome& outcome);
+  // Remembers a notified card as the one last seen; false for a report of another layout.
+  bool KeepNotification(BlockView report);
+  void ForgetCardKind();
+
   void ForgetCardUid();
 
   std::string VersionCode();
@@ -53,8 +70,11 @@ class CardReader {
   std::uint32_t DeviceStatus();
 
  private:
-  ReaderLine& Line() { return hidLine; }
-  ReaderOutcome OpenPort();
+  ReaderLine& Line();
+  ReaderOutcome OpenHid();
+  ReaderOutcome OpenSerial();
+  bool UsesSerialPort();
+  ReaderOutcome SwitchSearch(bool on, std::uint32_t timeoutMs, bool& notified);
   ReaderOutcome Identify();
   ReaderOutcome readAuthorizeCode();
   ReaderOutcome readVersion();
@@ -66,14 +86,19 @@ class CardReader {
   void KeepUid(std::uint32_t kind, std::size_t offset, std::size_t size);
 
   ActivityLog& log;
+  platform::Clock& clock;
 
   platform::CSMutex deviceLock;
   ReaderDoor& door;
   HidLine hidLine;
+  SerialLine serialLine;
   Report commandBuffer{};
   Report answerBuffer{};
   std::uint16_t vendorId = 0;
   std::uint16_t productId = 0;
+  std::uint32_t serialPortNumber = 0;
+  std::string serialPortName;
+  std::uint32_t baud = 0;
 
   platform::CSMutex infoLock;
   bool useSerialPort = false;
@@ -81,6 +106,7 @@ class CardReader {
   std::uint32_t deviceStatus = 0;
   std::string versionCode;
   std::string authorizeCode;
+  bool _isAutoFindCardOn = false;
   std::uint32_t cardKind = 0;
   std::string cardUidHex;
 };

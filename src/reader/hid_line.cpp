@@ -83,6 +83,10 @@ ReaderOutcome HidLine::Stream(const Report& request, Report& answer, std::size_t
   return {};
 }
 
+int HidLine::ReadReport(Report& answer, std::uint32_t timeoutMs) { return Read(answer, timeoutMs); }
+
+bool HidLine::WriteCommand(const Report& request, std::size_t) { return Write(request); }
+
 void HidLine::DropStaleReports() {
   Report dropped;
   for (int count = 0; staleReports && count < kLargestStaleCount; ++count) {

@@ -15,7 +15,6 @@ class HidLine : public ReaderLine {
 
   // The device of the next exchanges; its reports of before count as stale.
   std::unique_ptr<ReaderDevice>& Device() { return device; }
-  bool Open() const { return device != nullptr; }
 
   ReaderOutcome Exchange(const Report& request, Report& answer, std::uint32_t timeoutMs,
                          std::size_t serialLength) override;
@@ -23,7 +22,16 @@ class HidLine : public ReaderLine {
                      std::size_t serialLength) override;
   ReaderOutcome Stream(const Report& request, Report& answer, std::size_t length,
                        std::vector<std::uint8_t>& bytes, const AbandonTest& abandoned) override;
+  int ReadReport(Report& answer, std::uint32_t timeoutMs) override;
+  bool WriteCommand(const Report& request, std::size_t serialLength) override;
+  std::uint32_t SearchAnswerTimeout(std::uint32_t hidTimeoutMs) const override {
+    return hidTimeoutMs;
+  }
+  std::int32_t FailureCode() const override { return ERRORT_ReaderLost; }
+  bool Open() const override { return device != nullptr; }
+  void Close() override { device.reset(); }
   void DropStaleReports() override;
+  void ExpectStaleReports() override { staleReports = true; }
 
  private:
   bool Write(const Report& request);

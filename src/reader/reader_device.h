@@ -3,6 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
+
+#include "platform/serial_port.h"
 
 namespace idcardreader {
 
@@ -26,6 +29,9 @@ class ReaderDoor {
   // one is found.
   virtual Result OpenHid(std::uint16_t vendorId, std::uint16_t productId,
                          std::unique_ptr<ReaderDevice>& device) = 0;
+  // Null when the port does not open.
+  virtual std::unique_ptr<platform::CPort> OpenSerial(const std::string& portName,
+                                                      std::uint32_t baud) = 0;
 };
 
 }  // namespace idcardreader

@@ -43,8 +43,9 @@ ReaderEngine::ReaderEngine(const EngineDoors& doors)
       libraryFolder(doors.libraryFolder),
       log(kLogName, doors.clock),
       links(doors.sockets, doors.clock),
-      reader(doors.reader, log),
+      reader(doors.reader, log, doors.clock),
       machine(state, reader, links, *this, log, doors.clock),
+      search(reader, *this, log, doors.clock),
       hostDeviceCode(idcardreader::HostDeviceCode()) {
   LoadConfig();  // without its files the engine still drives the reader
 }
@@ -71,6 +72,7 @@ bool ReaderEngine::ExitEngine() {
   }
   links.Record(kItemExit, "Exit");
   reader.Close();
+  search.Reset();
   log.Close();
   configFile.reset();
   dataFiles.reset();
@@ -80,16 +82,34 @@ bool ReaderEngine::ExitEngine() {
 
 bool ReaderEngine::ReadCardStartRead(bool autoMode) {
   log.Log("\nReadCardStartRead");
-  if (autoMode) {
-    return false;
+  return autoMode ? FindCard() : ReadCard();
+}
+
+bool ReaderEngine::FindCard() {
+  log.Log("ReadCardStartRead   auto = TRUE");
+  return !state.ReadRunning() && search.FindCard();
+}
+
+bool ReaderEngine::PrepareSearch() { return ReadInit(); }
+
+void ReaderEngine::RaiseSearchFailure(const ReaderOutcome& outcome) {
+  ReadGeneration generation = state.CurrentGeneration();
+  if (!state.ReadRunning()) {
+    RaiseReaderFailure(outcome, generation);
   }
-  log.Log("ReadCardStartRead   auto = FALSE");
+}
+
+bool ReaderEngine::ReadCard() {
   const ReadGeneration generation = state.Begin();
   if (generation == kNoRead) {
+    log.Log("ReadCardStartRead   auto = FALSE");
     log.Log("m_bReadCardStart_Begin true");
     return false;
   }
   const CallerInside inside(state, generation);
+  ReadGeneration closed = generation;
+  RaiseReaderFailure(search.CloseBeforeRead(), closed);
+  log.Log("ReadCardStartRead   auto = FALSE");
   log.Log("read_sfz   BEGIN");
   if (!StartStep(generation)) {
     // Whatever failed without a code of its own; after a failure with one this has no effect.
@@ -164,6 +184,7 @@ bool ReaderEngine::ReadDn(ReadGeneration generation, Answer& answer) {
 }
 
 void ReaderEngine::StopRead() {
+  search.Stop();
   const ReadGeneration stopped = state.Stop();
   if (const auto link = links.Get()) {
     link->EndRead(stopped);
@@ -180,7 +201,7 @@ bool ReaderEngine::SetLogging(bool on, bool detail) {
 
 bool ReaderEngine::SetDeviceType(bool serial) {
   const std::lock_guard guard(state.stateLock);
-  if (state.ReadRunning()) {
+  if (state.ReadRunning() || search.On()) {
     return false;
   }
   reader.UseSerialPort(serial);
@@ -209,6 +230,13 @@ std::string ReaderEngine::GetCardUid(std::int32_t mode) {
     RaiseReaderFailure(reader.ReadTypeACardUid(), generation);
   }
   return reader.CardUidHex();
+}
+
+void ReaderEngine::Beep(std::uint32_t milliseconds) {
+  ReadGeneration generation = state.CurrentGeneration();
+  if (!state.ReadRunning()) {
+    RaiseReaderFailure(reader.beep(milliseconds), generation);
+  }
 }
 
 std::string ReaderEngine::GetLastErrorText() {

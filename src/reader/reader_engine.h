@@ -11,6 +11,7 @@
 #include "platform/clock.h"
 #include "platform/socket.h"
 #include "platform/thread.h"
+#include "reader/auto_search.h"
 #include "reader/card_reader.h"
 #include "reader/conf_file.h"
 #include "reader/link_holder.h"
@@ -35,7 +36,7 @@ struct EngineDoors {
 
 // The one object behind every export: configuration, reader, read thread, service link, the record
 // of the card and the last error. Any thread may call it.
-class ReaderEngine : private StatusSink {
+class ReaderEngine : private StatusSink, private AutoSearch::Host {
  public:
   explicit ReaderEngine(const EngineDoors& doors);
   ~ReaderEngine() override;
@@ -59,6 +60,8 @@ class ReaderEngine : private StatusSink {
 
   // Empty when there is no card, no reader, or a read is running.
   std::string GetCardUid(std::int32_t mode);
+  // Sounds the reader, if it is open and no read is running.
+  void Beep(std::uint32_t milliseconds);
 
   std::string GetLastErrorText();
   std::string GetResultText(std::int32_t item) { return state.GetResultText(item); }
@@ -76,6 +79,8 @@ class ReaderEngine : private StatusSink {
  private:
   ReadGeneration SetError(std::int32_t code, ReadGeneration generation) override;
   void RaiseReaderFailure(const ReaderOutcome& outcome, ReadGeneration& generation);
+  bool PrepareSearch() override;
+  void RaiseSearchFailure(const ReaderOutcome& outcome) override;
 
   bool LoadConfig();
   void LoadConfFile();
@@ -87,6 +92,8 @@ class ReaderEngine : private StatusSink {
   bool StartReadThread(ReadGeneration generation);
   void RunReadThread();
   bool OpenDevice(ReadGeneration& generation);
+  bool FindCard();
+  bool ReadCard();
   bool StartStep(ReadGeneration generation);
   bool StartService(DecodeServerLink& link, ReadGeneration generation);
   bool ReadDn(ReadGeneration generation, Answer& answer);
@@ -101,8 +108,10 @@ class ReaderEngine : private StatusSink {
   LinkHolder links;
   CardReader reader;
   ReadStateMachine machine;
+  AutoSearch search;
 
-  // Written while the engine is made, by its one maker, and only read afterwards, but for logDetail.
+  // Written while the engine is made, by its one maker, and only read afterwards, but for
+  // logDetail.
   std::optional<ConfFile> configFile;
   std::unique_ptr<DataFiles> dataFiles;
   ReaderSettings settings;

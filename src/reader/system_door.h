@@ -4,7 +4,7 @@
 
 namespace idcardreader {
 
-// The door of the product: hidapi.
+// The door of the product: hidapi, and the system's serial ports.
 ReaderDoor& SystemReaderDoor();
 
 }  // namespace idcardreader

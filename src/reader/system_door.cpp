@@ -1,4 +1,4 @@
-#include "reader/hid_door.h"
+#include "reader/system_door.h"
 
 #include <hidapi/hidapi.h>
 
@@ -31,7 +31,7 @@ class HidDevice : public ReaderDevice {
   std::unique_ptr<hid_device, CloseHid> device;
 };
 
-class HidDoor : public ReaderDoor {
+class SystemDoor : public ReaderDoor {
  public:
   Result OpenHid(std::uint16_t vendorId, std::uint16_t productId,
                  std::unique_ptr<ReaderDevice>& device) override {
@@ -48,12 +48,21 @@ class HidDoor : public ReaderDoor {
     device = std::make_unique<HidDevice>(opened);
     return Result::opened;
   }
+
+  std::unique_ptr<platform::CPort> OpenSerial(const std::string& portName,
+                                              std::uint32_t baud) override {
+    auto port = std::make_unique<platform::ComAccess>();
+    if (!port->Open(portName.c_str(), baud)) {
+      return nullptr;
+    }
+    return port;
+  }
 };
 
-ProcessWide<HidDoor> hidDoor;
+ProcessWide<SystemDoor> systemDoor;
 
 }  // namespace
 
-ReaderDoor& SystemReaderDoor() { return *hidDoor; }
+ReaderDoor& SystemReaderDoor() { return *systemDoor; }
 
 }  // namespace idcardreader

@@ -1,0 +1,62 @@
+#include "api/photo_decoders.h"
+
+#include <mutex>
+
+#include "platform/dynamic_library.h"
+#include "platform/mutex.h"
+#include "support/process_wide.h"
+
+namespace idcardreader {
+namespace {
+
+using GetBmpFunction = int (*)(const char* photoFileName, int mode);
+using DewltFunction = std::uintptr_t (*)(std::uintptr_t argument);
+
+constexpr int kToBitmapFile = 1;
+
+// A function of an outside library.
+class OutsideFunction {
+ public:
+  OutsideFunction(const char* libraryName, const char* functionName)
+      : libraryName(libraryName), functionName(functionName) {}
+
+  // Null while it is not to be had.
+  void* Resolve() {
+    const std::lock_guard guard(lock);
+    if (function == nullptr) {
+      library = platform::DynamicLibrary::Open(
+          platform::DynamicLibraryFileName(libraryName),
+          platform::DynamicLibrary::Dependencies::from_its_own_folder);
+      function = library != nullptr ? library->Symbol(functionName) : nullptr;
+    }
+    return function;
+  }
+
+ private:
+  const char* const libraryName;
+  const char* const functionName;
+  platform::CSMutex lock;
+  std::unique_ptr<platform::DynamicLibrary> library;
+  void* function = nullptr;
+};
+
+ProcessWide<OutsideFunction> getBmp("WltRS", "GetBmp");
+ProcessWide<OutsideFunction> dewltFunction("Dewlt", "dewlt");
+
+}  // namespace
+
+bool DecodePhotoFile(const char* photoFileName) {
+  const auto function = reinterpret_cast<GetBmpFunction>(getBmp->Resolve());
+  if (function == nullptr) {
+    return false;
+  }
+  function(photoFileName, kToBitmapFile);
+  return true;
+}
+
+std::uintptr_t CallDewlt(std::uintptr_t argument) {
+  const auto function = reinterpret_cast<DewltFunction>(dewltFunction->Resolve());
+  return function != nullptr ? function(argument) : 0;
+}
+
+}  // namespace idcardreader
