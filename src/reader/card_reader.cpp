@@ -122,7 +122,8 @@ ReaderOutcome CardReader::OpenSerial() {
   clock.Sleep(kSerialPauseMs);
   std::unique_ptr<platform::CPort> port;
   if (serialPortNumber <= kLargestSerialPort) {
-    port = door.OpenSerial(platform::SerialPortName(serialPortNumber, serialPortName), baud);
+    port = door.OpenSerial(
+        platform::SerialPortName(static_cast<int>(serialPortNumber), serialPortName), baud);
   }
   if (port == nullptr) {
     log.Log("Com Open Fail");

@@ -52,7 +52,7 @@ class SystemDoor : public ReaderDoor {
   std::unique_ptr<platform::CPort> OpenSerial(const std::string& portName,
                                               std::uint32_t baud) override {
     auto port = std::make_unique<platform::ComAccess>();
-    if (!port->Open(portName.c_str(), baud)) {
+    if (!port->Open(portName, baud)) {
       return nullptr;
     }
     return port;
