@@ -1,0 +1,116 @@
+#include "service/service_messages.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <string>
+
+#include "service/card_blocks.h"
+
+namespace idcardreader {
+namespace {
+
+TEST(ServiceMessages, LoginNamesTheApplicationAndEndsTheLine) {
+  EXPECT_EQ(LoginMessage({}),
+            R"({"appId":"app001","hardwareNumber":"IDCard","deviceNumber":"PcDevice",)"
+            R"("hardwareVersion":"verson","sdkVersion":"V2.84","deviceName":"readcard",)"
+            R"("deviceType":"readcard","type":"login"})"
+            "\n");
+  EXPECT_EQ(
+      LoginMessage({"whole", "a", "b", "c", "d"}),
+      R"({"appId":"a","hardwareNumber":"b","deviceNumber":"c","hardwareVersion":"d",)"
+      R"("sdkVersion":"V2.84","deviceName":"readcard","deviceType":"readcard","type":"login"})"
+      "\n");
+}
+
+TEST(ServiceMessages, HeartbeatCarriesTheDeviceCode) {
+  EXPECT_EQ(HeartbeatMessage({}), R"({"sbm":"Appid&IDCard&PcDevice","type":"HEARTBEAT"})");
+}
+
+TEST(ServiceMessages, ACardWithoutFingerprintsSendsNoData) {
+  EXPECT_EQ(NoFingerprintMessage("tk"), "{\"type\":\"BB21_2\",\"token\":\"tk\"}\n");
+}
+
+// An answer of the reader: echo, status, then data counted up from the value given.
+Block ReaderAnswer(std::uint8_t first) {
+  Block answer(64, 0);
+  std::iota(answer.begin() + 2, answer.end(), first);
+  return answer;
+}
+
+// BB AA 01 AA BB FF FF, 01 to 20, 90 00 00
+constexpr char kDnData[] =
+    "[-26,-27,1,3,-54,5,92,54,125,41,21,87,-70,-98,-62,-3,78,19,-89,-75,-96,-73,-61,110,-112,-27,"
+    "-118,-72,58,-23,-17,63,-106,-39,19,83,72,64,-14,-81,73,11,-54,50,19,-31,-59,0]}";
+// BB B2, 21 to 28, 90 00 00 FF FF, 29 to 30, 90 00 00
+constexpr char kOutputKeyData[] =
+    "[19,77,75,93,-90,-21,-29,-90,127,-31,71,-6,-57,-106,-114,79,76,-54,-125,-9,-116,118,36,-47,73,"
+    "11,-54,50,19,-31,-59,0]}";
+
+// Each block of eight is enciphered by itself, so that a file of zeros gives the same again and
+// again between the block with the mark and the one with the pad.
+std::string ZeroFileData(const std::string& first, int zeroBlocks, const std::string& last) {
+  std::string data = "[" + first;
+  for (int block = 0; block < zeroBlocks; ++block) data += ",-17,81,50,-54,95,75,-14,110";
+  return data + "," + last + "]}";
+}
+
+constexpr char kPadOf6[] = "73,11,-54,50,19,-31,-59,0";
+constexpr char kPadOf8[] = "64,-128,-37,102,53,-97,100,-96";
+
+struct UploadCase {
+  const char* type;      // token dialect
+  const char* dataType;  // device-code dialect
+  Upload upload;
+  Block block;
+  std::string data;
+};
+
+TEST(ServiceMessages, UploadsCarryTheEncipheredBlockInBothDialects) {
+  Block fingerprints(1024, 0);
+  fingerprints[2] = 1;
+  const UploadCase kCases[] = {
+      {"dn2", "NULL", Upload::dn, DnBlock(ReaderAnswer(0x01)), kDnData},
+      {"BBB2", "FIRST", Upload::output_key, OutputKeyBlock(ReaderAnswer(0x21)), kOutputKeyData},
+      {"BB11", "FIRST", Upload::sector11, SectorBlock(kFile11, Block(214, 0)),
+       ZeroFileData("18,27,50,-70,-56,-105,94,-117", 26, kPadOf8)},
+      {"BB12", "FIRST", Upload::sector12, SectorBlock(kFile12, Block(256, 0)),
+       ZeroFileData("-38,-80,88,-92,116,71,-69,-35", 31, kPadOf6)},
+      {"BB13", "FIRST", Upload::sector13, SectorBlock(kFile13, Block(1024, 0)),
+       ZeroFileData("85,-63,-87,74,94,110,-70,-31", 127, kPadOf6)},
+      {"BB21", "FIRST", Upload::sector21, SectorBlock(kFile21, fingerprints),
+       ZeroFileData("79,-19,29,-19,96,36,-36,-17", 127, kPadOf6)},
+      // What a reader did not deliver counts as zeros.
+      {"BB12", "FIRST", Upload::sector12, SectorBlock(kFile12, Block{}),
+       ZeroFileData("-38,-80,88,-92,116,71,-69,-35", 31, kPadOf6)},
+  };
+  for (const UploadCase& row : kCases) {
+    EXPECT_EQ(
+        UploadMessage(Dialect::token, "tk-1", row.upload, row.block),
+        std::string(R"({"type":")") + row.type + R"(","token":"tk-1","data":)" + row.data + "\n");
+    EXPECT_EQ(UploadMessage(Dialect::device_code, "a&b", row.upload, row.block),
+              std::string(R"({"sbm":"a&b","type":"INFO","dataType":")") + row.dataType +
+                  R"(","data":)" + row.data);
+  }
+}
+
+TEST(CardBlocks, HaveTheSizesThatTheServiceExpects) {
+  EXPECT_EQ(DnBlock(ReaderAnswer(1)).size(), 42U);
+  EXPECT_EQ(OutputKeyBlock(ReaderAnswer(1)).size(), 26U);
+  EXPECT_EQ(SectorBlock(kFile11, Block(2000, 7)).size(), 216U);
+  EXPECT_EQ(SectorBlock(kFile12, {}).size(), 258U);
+  EXPECT_EQ(SectorBlock(kFile13, {}).size(), 1026U);
+  EXPECT_EQ(SectorBlock(kFile21, {}).size(), 1026U);
+}
+
+TEST(CardBlocks, FingerprintsShowInTheFirstThreeBytes) {
+  for (const std::size_t position : {0U, 1U, 2U, 3U, 1023U}) {
+    Block area(1024, 0);
+    area[position] = 0x80;
+    EXPECT_EQ(HasFingerprint(area), position < 3) << position;
+  }
+  EXPECT_FALSE(HasFingerprint(Block{}));
+}
+
+}  // namespace
+}  // namespace idcardreader
