@@ -2,25 +2,12 @@
 
 #include <cstddef>
 
-// The part of hidapi's binary interface that the virtual reader takes over, in hidapi's own layout.
+#include "virtual_reader/hid_device_info.h"
+
+// The part of hidapi's binary interface that the virtual reader takes over.
 namespace devkit {
 
 struct HidDevice;  // opaque
-
-struct HidDeviceInfo {
-  char* path;
-  unsigned short vendorId;
-  unsigned short productId;
-  wchar_t* serialNumber;
-  unsigned short releaseNumber;
-  wchar_t* manufacturer;
-  wchar_t* product;
-  unsigned short usagePage;
-  unsigned short usage;
-  int interfaceNumber;
-  HidDeviceInfo* next;
-  int busType;
-};
 
 extern "C" {
 HidDeviceInfo* hid_enumerate(unsigned short vendorId, unsigned short productId);
