@@ -93,6 +93,7 @@ TEST(Event, EachSetReleasesOneWaiter) {
   Event left;
   std::atomic<int> released{0};
   std::vector<std::thread> waiters;
+  waiters.reserve(3);
   for (int i = 0; i < 3; ++i) {
     waiters.emplace_back([&] {
       event.Wait();

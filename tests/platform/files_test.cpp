@@ -39,7 +39,7 @@ constexpr unsigned long kExists = EEXIST;
 
 // An empty folder of the test's own, below the working directory.
 class FilesTest : public testing::Test {
- protected:
+ public:
   FilesTest() {
     const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
     folder = fs::current_path() / (std::string("files-") + test.name());
@@ -48,6 +48,7 @@ class FilesTest : public testing::Test {
   }
   ~FilesTest() override { fs::remove_all(folder); }
 
+ protected:
   static void Write(const fs::path& path, const char* mode, const char* text) {
     const File file = OpenFile(path, mode);
     ASSERT_NE(file, nullptr) << LastSystemError();

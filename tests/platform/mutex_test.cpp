@@ -21,6 +21,7 @@ TEST(CSMutex, KeepsOtherThreadsOutUntilTheLastUnlock) {
   CSMutex mutex;
   int counter = 0;
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < 5000; ++round) {
@@ -41,6 +42,7 @@ TEST(Condition, WakesEveryWaiterAndGivesTheMutexBack) {
   bool go = false;
   int gone = 0;
   std::vector<std::thread> threads;
+  threads.reserve(3);
   for (int i = 0; i < 3; ++i) {
     threads.emplace_back([&] {
       const std::lock_guard hold(mutex);

@@ -33,7 +33,7 @@ void WriteLine(const fs::path& path, const std::string& text) {
 
 // A tree like the kernel's: class/net/<name> beside the devices that it points to.
 class SysfsAdapterTest : public testing::Test {
- protected:
+ public:
   SysfsAdapterTest() {
     const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
     root = fs::current_path() / (std::string("sysfs-") + test.name());
@@ -41,6 +41,7 @@ class SysfsAdapterTest : public testing::Test {
   }
   ~SysfsAdapterTest() override { fs::remove_all(root); }
 
+ protected:
   void AddInterface(const std::string& name, const std::string& address) {
     WriteLine(ClassNet() / name / "address", address);
   }

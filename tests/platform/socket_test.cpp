@@ -23,13 +23,14 @@ using std::chrono::steady_clock;
 
 // A socket that is connected to a peer, the way the service connection does it.
 class SocketTest : public testing::Test {
- protected:
+ public:
   SocketTest() { EXPECT_EQ(api.StartSockets(), SocketApi::Start::ok); }
   ~SocketTest() override {
     for (const SocketHandle handle : created) api.Close(handle);
     api.StopSockets();
   }
 
+ protected:
   SocketHandle Create() {
     const SocketHandle handle = api.CreateTcpSocket();
     EXPECT_NE(handle, kInvalidSocket);

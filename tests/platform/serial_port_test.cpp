@@ -1,0 +1,301 @@
+#include "platform/serial_port.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include <fcntl.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+#endif
+
+namespace idcardreader::platform {
+namespace {
+
+using testing::StartsWith;
+
+#ifdef _WIN32
+constexpr const char* kMissingPort = "\\\\.\\COM250";
+#else
+constexpr const char* kMissingPort = "/dev/no-such-port";
+#endif
+
+TEST(SerialPortName, NamesThePortOfANumber) {
+  struct {
+    int number;
+    const char* configuredName;
+    const char* windows;
+    const char* elsewhere;
+  } const cases[] = {
+      {1, "", "\\\\.\\COM1", "/dev/ttyS0"},
+      {12, "", "\\\\.\\COM12", "/dev/ttyS11"},
+      {999, "COM3", "\\\\.\\COM999", "/dev/ttyS998"},
+      {2, "/dev/ttyUSB0", "\\\\.\\COM2", "/dev/ttyUSB0"},
+  };
+  for (const auto& [number, configuredName, windows, elsewhere] : cases) {
+#ifdef _WIN32
+    const char* expected = windows;
+    static_cast<void>(elsewhere);
+#else
+    const char* expected = elsewhere;
+    static_cast<void>(windows);
+#endif
+    EXPECT_EQ(SerialPortName(number, configuredName), expected);
+  }
+}
+
+TEST(ComAccess, TellsWhyAPortDoesNotOpen) {
+  ComAccess port;
+  EXPECT_EQ(port.LastErrorText(), "");
+  EXPECT_FALSE(port.Open(kMissingPort, 115200));
+  EXPECT_THAT(port.LastErrorText(),
+              StartsWith("\nOpen(): CreateFile() failed, invalid handle value: (2) "));
+  EXPECT_EQ(port.LastErrorText().back(), '\n');
+}
+
+TEST(ComAccess, FailsWithoutAnOpenPort) {
+  ComAccess port;
+  std::uint8_t byte = 0;
+  EXPECT_EQ(port.ReadData(&byte, 0, 1000), 0);
+  EXPECT_EQ(port.WriteData(&byte, 0), 0);
+  EXPECT_EQ(port.ReadData(&byte, 1, 1000), -1);
+  EXPECT_THAT(port.LastErrorText(), StartsWith("\nReadData(): SetCommMask() failed: ("));
+  EXPECT_EQ(port.WriteData(&byte, 1), -1);
+  EXPECT_THAT(port.LastErrorText(), StartsWith("\nWriteData(): WriteFile() failed: ("));
+}
+
+#ifndef _WIN32
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// The device at the other end of the line is this test, over a pseudo-terminal.
+class SerialTerminalTest : public testing::Test {
+ public:
+  SerialTerminalTest() {
+    int slave = -1;
+    std::array<char, 128> text{};
+    EXPECT_EQ(openpty(&device, &slave, text.data(), nullptr, nullptr), 0);
+    name = text.data();
+    // Kept open: a line without any user would count as hung up for the device.
+    keeper = slave;
+  }
+  ~SerialTerminalTest() override {
+    close(keeper);
+    if (device >= 0) close(device);
+  }
+
+ protected:
+  void DeviceSends(const std::string& bytes) const {
+    ASSERT_EQ(write(device, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  }
+
+  std::string DeviceReceives(std::size_t count) const {
+    std::string bytes;
+    std::array<char, 256> buffer{};
+    while (bytes.size() < count) {
+      const ssize_t taken = read(device, buffer.data(), buffer.size());
+      if (taken <= 0) break;
+      bytes.append(buffer.data(), static_cast<std::size_t>(taken));
+    }
+    return bytes;
+  }
+
+  void DeviceIsUnplugged() {
+    close(device);
+    device = -1;
+  }
+
+  termios Line() const {
+    termios line{};
+    EXPECT_EQ(tcgetattr(keeper, &line), 0);
+    return line;
+  }
+
+  std::string Read(std::uint32_t maximum, std::uint32_t timeoutMs) {
+    std::vector<std::uint8_t> buffer(maximum);
+    const std::int32_t count = port.ReadData(buffer.data(), maximum, timeoutMs);
+    return count < 0 ? "failed" : std::string(buffer.begin(), buffer.begin() + count);
+  }
+
+  std::int32_t Write(const std::string& bytes) {
+    return port.WriteData(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                          static_cast<std::uint32_t>(bytes.size()));
+  }
+
+  int device = -1;
+  int keeper = -1;
+  std::string name;
+  ComAccess port;
+};
+
+TEST_F(SerialTerminalTest, SetsTheLineToEightBitsWithoutParity) {
+  for (const auto& [baud, code] : {std::pair(57600u, B57600), std::pair(115200u, B115200)}) {
+    ASSERT_TRUE(port.Open(name, baud)) << port.LastErrorText();
+    const termios line = Line();
+    EXPECT_EQ(cfgetispeed(&line), static_cast<speed_t>(code));
+    EXPECT_EQ(cfgetospeed(&line), static_cast<speed_t>(code));
+    EXPECT_EQ(line.c_cflag & CSIZE, static_cast<tcflag_t>(CS8));
+    EXPECT_EQ(line.c_cflag & (PARENB | CSTOPB), 0u);
+  }
+}
+
+TEST_F(SerialTerminalTest, ChangesNoByteOnTheWay) {
+  ASSERT_TRUE(port.Open(name, 115200));
+  std::string all;
+  for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
+  EXPECT_EQ(Write(all), 256);
+  EXPECT_EQ(DeviceReceives(256), all);
+  DeviceSends(all);
+  std::string received;
+  while (received.size() < all.size()) {
+    const std::string piece = Read(1024, 1000);
+    ASSERT_NE(piece, "failed");
+    received += piece;
+  }
+  EXPECT_EQ(received, all);
+}
+
+TEST_F(SerialTerminalTest, RefusesARateThatNoLineHas) {
+  EXPECT_FALSE(port.Open(name, 12345));
+  EXPECT_THAT(port.LastErrorText(), StartsWith("\nOpen(): SetCommState() failed: (22) "));
+  EXPECT_EQ(Write("x"), -1) << "the port must be closed again";
+}
+
+TEST_F(SerialTerminalTest, RefusesAFileThatIsNoLine) {
+  EXPECT_FALSE(port.Open("/dev/null", 115200));
+  EXPECT_THAT(port.LastErrorText(), StartsWith("\nOpen(): GetCommState() failed: (25) "));
+}
+
+TEST_F(SerialTerminalTest, OpensForOneOwnerAtATime) {
+  ASSERT_TRUE(port.Open(name, 115200));
+  {
+    ComAccess second;
+    EXPECT_FALSE(second.Open(name, 115200));
+    EXPECT_THAT(second.LastErrorText(), StartsWith("\nOpen(): CreateFile() failed"));
+  }
+  EXPECT_EQ(Write("still ours"), 10);
+  EXPECT_TRUE(port.Open(name, 115200)) << "its owner may open it anew";
+}
+
+TEST_F(SerialTerminalTest, LeavesThePortFreeForTheNext) {
+  { EXPECT_TRUE(ComAccess().Open(name, 115200)); }
+  EXPECT_TRUE(port.Open(name, 57600)) << port.LastErrorText();
+  const int other = open(name.c_str(), O_RDWR | O_NOCTTY);
+  close(other);
+}
+
+TEST_F(SerialTerminalTest, DropsWhatCameBeforeItOpened) {
+  ASSERT_TRUE(port.Open(name, 115200));
+  DeviceSends("stale");
+  ASSERT_TRUE(port.Open(name, 115200));
+  EXPECT_EQ(Read(64, 0), "failed");
+}
+
+TEST_F(SerialTerminalTest, ASilentLineEndsAReadAfterItsTimeOut) {
+  for (const std::uint32_t baud : {57600u, 115200u}) {
+    ASSERT_TRUE(port.Open(name, baud));
+    const auto start = steady_clock::now();
+    EXPECT_EQ(Read(64, 100), "failed");
+    const auto taken = steady_clock::now() - start;
+    EXPECT_GE(taken, milliseconds(99));
+    EXPECT_LT(taken, milliseconds(1000));
+    EXPECT_EQ(port.LastErrorText(), "\nError ReadData(): No EV_RXCHAR occured");
+  }
+}
+
+TEST_F(SerialTerminalTest, AReadWaitsForTheFirstByteOnly) {
+  ASSERT_TRUE(port.Open(name, 57600));
+  std::thread sender([&] { DeviceSends("abc"); });
+  const auto start = steady_clock::now();
+  EXPECT_EQ(Read(64, 10'000), "abc");
+  EXPECT_LT(steady_clock::now() - start, milliseconds(5000));
+  sender.join();
+}
+
+TEST_F(SerialTerminalTest, AReadTakesNoMoreThanItsRoom) {
+  for (const std::uint32_t baud : {57600u, 115200u}) {
+    ASSERT_TRUE(port.Open(name, baud));
+    DeviceSends("abcdef");
+    EXPECT_EQ(Read(4, 1000), "abcd");
+    EXPECT_EQ(Read(4, 1000), "ef");
+  }
+}
+
+TEST_F(SerialTerminalTest, AReadDoesNotWaitForRoomToFill) {
+  // Even at the rate at which reads gather, they end when nothing follows at once.
+  ASSERT_TRUE(port.Open(name, 115200));
+  DeviceSends("abc");
+  const auto start = steady_clock::now();
+  EXPECT_EQ(Read(1024, 60'000), "abc");
+  EXPECT_LT(steady_clock::now() - start, milliseconds(1000));
+}
+
+TEST_F(SerialTerminalTest, AnUnpluggedLineFailsAtOnce) {
+  ASSERT_TRUE(port.Open(name, 115200));
+  DeviceIsUnplugged();
+  const auto start = steady_clock::now();
+  EXPECT_EQ(Read(64, 60'000), "failed");
+  EXPECT_THAT(port.LastErrorText(),
+              StartsWith("\nWriteData(): GetOverlappedResult() failed: (5) "));
+  EXPECT_EQ(Write("x"), -1);
+  EXPECT_THAT(port.LastErrorText(),
+              StartsWith("\nWriteData(): GetOverlappedResult() failed: (5) "));
+  EXPECT_LT(steady_clock::now() - start, milliseconds(5000));
+}
+
+TEST_F(SerialTerminalTest, ALineThatIsUnpluggedEndsAWaitingRead) {
+  ASSERT_TRUE(port.Open(name, 57600));
+  DeviceSends("1");
+  std::atomic<bool> first{false};
+  std::string second;
+  std::thread reader([&] {
+    first = Read(64, 60'000) == "1";
+    second = Read(64, 60'000);
+  });
+  while (!first) std::this_thread::yield();
+  DeviceIsUnplugged();
+  reader.join();
+  EXPECT_EQ(second, "failed");
+}
+
+TEST_F(SerialTerminalTest, AWriteToALineThatTakesNothingEnds) {
+  struct {
+    std::uint32_t baud;
+    bool failsAsAWhole;
+  } const cases[] = {{115200, true}, {57600, false}};
+  for (const auto& [baud, failsAsAWhole] : cases) {
+    ASSERT_TRUE(port.Open(name, baud));
+    std::int32_t written = 1;
+    auto start = steady_clock::now();
+    while (written == 1) {
+      start = steady_clock::now();
+      written = Write("x");
+    }
+    EXPECT_LT(steady_clock::now() - start, milliseconds(4000));
+    EXPECT_EQ(written, failsAsAWhole ? -1 : 0);
+    if (failsAsAWhole) {
+      EXPECT_THAT(port.LastErrorText(),
+                  StartsWith("\nWriteData(): GetOverlappedResult() failed: (110) "));
+    }
+  }
+}
+
+TEST_F(SerialTerminalTest, ChildProcessesInheritNoPort) {
+  const int next = dup(keeper);
+  close(next);  // the number that the port will get
+  ASSERT_TRUE(port.Open(name, 115200));
+  EXPECT_NE(fcntl(next, F_GETFD) & FD_CLOEXEC, 0);
+}
+
+#endif
+
+}  // namespace
+}  // namespace idcardreader::platform
