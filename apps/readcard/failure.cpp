@@ -28,8 +28,8 @@ constexpr Hint kHints[] = {
      "write its device node."},
     {28, 28, "Close other programs that use the reader; on Linux check that you may use it."},
     {29, 29,
-     "The decode service cannot be reached: check hostport.dat beside the library, name resolution "
-     "and firewall."},
+     "The decode service cannot be reached: check appid.dat and hostport.dat beside the library, "
+     "name resolution and firewall."},
     {30, 31, "Read again; if it stays so, unplug the reader and plug it in again."},
     {32, 39, "Lay one card flat on the reader, leave it there, and read again."},
     {40, 40, "Lay a card on the reader, leave it there, and read again."},
@@ -51,34 +51,44 @@ constexpr int kFirstFailureCode = 2;
 constexpr int kLastFailureCode = 55;
 
 // The interface hands out a text, not a number. The text begins with the text of the code; the
-// longest one that fits is it, since one code's text may begin with another's.
-std::optional<int> CodeOf(const HostLibrary& library, std::string_view lastError) {
+// longest one that fits is it, since one code's text may begin with another's. `codeText` holds what
+// was found: the library's texts share one place.
+std::optional<int> CodeOf(const HostLibrary& library, std::string_view lastError,
+                          std::string& codeText) {
   std::optional<int> code;
-  std::size_t longest = 0;
   for (int candidate = kFirstFailureCode; candidate <= kLastFailureCode; ++candidate) {
     const std::string_view text = library.readCardErrorInfo(candidate);
-    if (text.size() > longest && lastError.starts_with(text)) {
-      longest = text.size();
+    if (text.size() > codeText.size() && lastError.starts_with(text)) {
+      codeText = text;
       code = candidate;
     }
   }
   return code;
 }
 
+// Behind the code's text stands the last line of the error log, which mostly is that text again,
+// with the details.
+std::string_view WithoutRepetition(std::string_view lastError, std::string_view codeText) {
+  const std::string_view logLine = lastError.substr(codeText.size());
+  return !codeText.empty() && logLine.starts_with(codeText) ? logLine : lastError;
+}
+
 std::string HintFor(std::optional<int> code) {
   for (const Hint& hint : kHints) {
     if (code && *code >= hint.firstCode && *code <= hint.lastCode) return hint.text;
   }
-  return "The read ended without a status code: the newest file in the folder errordata beside the "
-         "library may tell more.";
+  return "There is no status code for this: the card's record may lack its photo or be of an "
+         "unknown "
+         "kind. The newest file in the folder errordata beside the library may tell more.";
 }
 
 }  // namespace
 
 Failure FetchFailure(const HostLibrary& library) {
   const std::string lastError = library.readCardGetLastError();
-  const std::optional<int> code = CodeOf(library, lastError);
-  return {code, GbkToUtf8(lastError), HintFor(code)};
+  std::string codeText;
+  const std::optional<int> code = CodeOf(library, lastError, codeText);
+  return {code, GbkToUtf8(WithoutRepetition(lastError, codeText)), HintFor(code)};
 }
 
 }  // namespace readcard

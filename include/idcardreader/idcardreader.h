@@ -299,7 +299,7 @@ IDCARDREADER_API int32_t readCardGetUID(int32_t mode, char* buffer);
  *   readCardGetHostDeviceCode  what names this host to the service: a network adapter's address,
  *                              as 00-1A-2B-3C-4D-5E, or "pcDevice".
  *   readCardGetSdkVersion      the library's version, as "V2.84".
- *   readCardGetComSet          serial port and baud rate as configured.
+ *   readCardGetComSet          serial port and baud rate as configured; empty without conf.yaml.
  */
 IDCARDREADER_API const char* readCardGetVersionCode(void);
 IDCARDREADER_API const char* readCardGetAuthorizeCode(void);

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "api/desk.h"
+#include "api/expected_record.h"
+#include "api/record_checks.h"
+#include "api/run_folder.h"
+#include "api/shipped_library.h"
+#include "decode_service/decode_service.h"
+
+namespace apitest {
+
+using std::chrono::milliseconds;
+
+struct ReadResult {
+  int result = 0;
+  milliseconds duration{0};
+};
+
+// The shipped library, a virtual reader and a decode service that knows all cards of the devkit.
+class ApiTest : public testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  void Load();
+  // Without CloseComm.
+  void Unload() { library.reset(); }
+
+  // Starts the service, also once more on the port it had.
+  void StartService();
+  void StopService();
+  void ServiceMisbehaves(const nlohmann::json& serviceSection);
+  void ServiceBehaves() { ServiceMisbehaves(nlohmann::json::object()); }
+  // To be called before the first call of the library, or after CloseComm: data files are read when
+  // the engine is created.
+  void WriteDataFiles();
+
+  // readCardStart(0) on this thread. A read that does not end within the limit is a failed test,
+  // and is stopped.
+  ReadResult Read(milliseconds limit = std::chrono::seconds(20));
+  // The same on another thread.
+  std::future<ReadResult> ReadInBackground();
+  // Puts the card down, reads it and checks everything that the library hands out.
+  void ExpectGoodRead(const std::string& card);
+
+  std::string LastError() const { return library->readCardGetLastError(); }
+
+  static devkit::Card CardOf(const std::string& name);
+
+  std::unique_ptr<ShippedLibrary> library;
+  std::unique_ptr<devkit::DecodeService> service;
+  std::uint16_t servicePort = 0;
+  Desk desk;
+  RunFolder& folder = RunFolder::Get();
+};
+
+// Waits for what no event tells of; false when it has not become true within the limit.
+bool Eventually(const std::function<bool()>& condition, milliseconds limit);
+
+// The card that tests use to which any good card will do.
+inline constexpr char kAnyCard[] = "resident";
+inline constexpr char kTypeACard[] = "other-card";
+
+}  // namespace apitest

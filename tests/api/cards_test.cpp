@@ -1,0 +1,98 @@
+// Every card of the devkit, read and compared with its file through every function that hands out a
+// read.
+
+#include <algorithm>
+
+#include "api/api_test.h"
+
+namespace apitest {
+namespace {
+
+const std::vector<std::string>& CardNames() {
+  static const std::vector<std::string> names = {"gat",
+                                                 "gat-no-photo",
+                                                 "other-card",
+                                                 "resident",
+                                                 "resident-fingerprint-late",
+                                                 "resident-long-address",
+                                                 "resident-long-messages",
+                                                 "resident-long-name",
+                                                 "resident-no-fingerprint",
+                                                 "resident-no-photo",
+                                                 "resident-other-nation",
+                                                 "resident-other-sex",
+                                                 "resident-photo-largest",
+                                                 "resident-photo-smallest",
+                                                 "resident-photo-too-small",
+                                                 "resident-rare-extension",
+                                                 "resident-rare-private",
+                                                 "resident-short-fingerprint",
+                                                 "resident-spaces",
+                                                 "sample",
+                                                 "yjznew",
+                                                 "yjznew-no-photo",
+                                                 "yjznew-two-slashes",
+                                                 "yjzold",
+                                                 "yjzold-no-code",
+                                                 "yjzold-no-photo"};
+  return names;
+}
+
+class CardsTest : public ApiTest, public testing::WithParamInterface<std::string> {};
+
+TEST_P(CardsTest, YieldsEveryFieldAndBlock) {
+  const devkit::Card card = CardOf(GetParam());
+  if (ExpectedToSucceed(card)) {
+    ExpectGoodRead(GetParam());
+  } else {
+    desk.Put(GetParam());
+    EXPECT_EQ(Read().result, 0);
+    ExpectNoBlocks(*library);
+  }
+  for (const devkit::ReceivedMessage& message : service->Received()) {
+    EXPECT_TRUE(message.accepted) << message.exchange << ": " << message.objection;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Devkit, CardsTest, testing::ValuesIn(CardNames()), [](const auto& param) {
+  std::string name = param.param;
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+});
+
+// The list above names the tests and so cannot come from the folder itself.
+TEST(CardNamesTest, HoldEveryCardOfTheDevkit) {
+  std::vector<std::string> found;
+  for (const devkit::Card& card : devkit::ReadCards(SourceFolder() / "devkit" / "cards")) {
+    found.push_back(card.label);
+  }
+  std::vector<std::string> listed = CardNames();
+  std::sort(found.begin(), found.end());
+  std::sort(listed.begin(), listed.end());
+  EXPECT_EQ(found, listed);
+}
+
+class ManyReadsTest : public ApiTest {};
+
+TEST_F(ManyReadsTest, ChangingCardsAreNeverMixed) {
+  for (int round = 0; round < 3; ++round) {
+    for (const std::string& name : CardNames()) {
+      if (ExpectedToSucceed(CardOf(name))) ExpectGoodRead(name);
+    }
+  }
+}
+
+// Two cards of one type, one after the other, so that what a field lacks cannot come from the card
+// before.
+TEST_F(ManyReadsTest, FirstReadLogsInAndLaterOnesSendTheHeartbeat) {
+  ExpectGoodRead(kAnyCard);
+  ASSERT_FALSE(service->Received().empty());
+  EXPECT_EQ(service->Received().front().exchange, "login");
+  service->ForgetReceived();
+  ExpectGoodRead(kAnyCard);
+  ASSERT_FALSE(service->Received().empty());
+  EXPECT_EQ(service->Received().front().exchange, "heartbeat");
+}
+
+}  // namespace
+}  // namespace apitest

@@ -1,0 +1,166 @@
+// What every function does before there is anything to hand out, and how values cross the border of
+// the library.
+
+#include <regex>
+
+#include "api/api_test.h"
+#include "reader_model/reader_model.h"
+
+namespace apitest {
+namespace {
+
+class ExportsTest : public ApiTest {
+ protected:
+  // These create no engine, so what they answer shows that there is none.
+  void ExpectNoEngine() {
+    EXPECT_EQ(library->readCardInit(), 0);
+    EXPECT_STREQ(library->readCardErrorInfo(1), "");
+  }
+};
+
+TEST_F(ExportsTest, WithoutAnEngineNothingIsHandedOutAndNoneIsCreated) {
+  ExpectNoEngine();
+  EXPECT_EQ(library->readCardDestory(), 0);
+  library->readCardStop();
+  EXPECT_STREQ(library->readCardGetLastError(), "");
+  EXPECT_STREQ(library->readCardGetDN(), "");
+  ExpectNoRecord(*library);
+  EXPECT_EQ(library->CloseComm(), 1);
+  ExpectNoEngine();
+  EXPECT_TRUE(folder.Files("errordata").empty());
+}
+
+TEST_F(ExportsTest, WhatNeedsAnEngineCreatesIt) {
+  const std::function<void()> creators[] = {
+      [this] { EXPECT_EQ(library->readCardLog(0), 1); },
+      [this] { EXPECT_EQ(library->readCardSetDeviceType(0), 1); },
+      [this] { EXPECT_NE(library->readCardBeep(0), 0u); },
+      [this] { EXPECT_STREQ(library->readCardGetSdkVersion(), "V2.84"); },
+      [this] { EXPECT_STREQ(library->readCardGetVersionCode(), ""); },
+      [this] { EXPECT_STREQ(library->readCardGetAuthorizeCode(), ""); },
+      [this] { EXPECT_NE(std::string(library->readCardGetHostDeviceCode()), ""); },
+      [this] { EXPECT_STREQ(library->readCardGetComSet(), ""); },
+      [this] { EXPECT_EQ(library->readCardGetDeviceStatus(), 0); },
+      [this] { EXPECT_EQ(library->readCardGetCardType(), 0); },
+      [this] {
+        char uid[IDCARDREADER_UID_BYTES];
+        EXPECT_EQ(library->readCardGetUID(9, uid), 0);
+      }};
+  for (const auto& create : creators) {
+    ExpectNoEngine();
+    create();
+    EXPECT_STRNE(library->readCardErrorInfo(1), "");
+    library->CloseComm();
+  }
+}
+
+TEST_F(ExportsTest, BeforeTheFirstReadThereIsNoRecord) {
+  library->readCardLog(0);
+  ExpectNoRecord(*library);
+  EXPECT_EQ(library->readCardInit(), 1) << LastError();
+  ExpectNoRecord(*library);
+}
+
+TEST_F(ExportsTest, CodesHaveTheirTexts) {
+  library->readCardLog(0);
+  const struct {
+    std::int32_t code;
+    const char* text;
+  } rows[] = {{1, "正常"},          {27, "读卡(未找到设备)"}, {38, "读卡(CRC_A不匹配)"},
+              {55, "解压数据失败"}, {56, "ERRORT_End"},       {0, "错误代码无效"},
+              {57, "错误代码无效"}, {-1, "错误代码无效"},     {INT32_MIN, "错误代码无效"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(library->readCardErrorInfo(row.code), Gbk(row.text)) << row.code;
+  }
+}
+
+TEST_F(ExportsTest, TextsShareOnePlace) {
+  const char* const version = library->readCardGetSdkVersion();
+  const char* const text = library->readCardErrorInfo(56);
+  EXPECT_EQ(version, text);
+  EXPECT_STREQ(version, "ERRORT_End");
+}
+
+TEST_F(ExportsTest, TellsAboutReaderAndHost) {
+  EXPECT_EQ(library->readCardGetDeviceStatus(), 0);
+  ExpectGoodRead(kAnyCard);
+  EXPECT_EQ(library->readCardGetDeviceStatus(), 1);
+  const devkit::ReaderIdentity identity = devkit::StandardReaderIdentity();
+  EXPECT_EQ(library->readCardGetVersionCode(), devkit::ToHex(identity.version));
+  EXPECT_EQ(library->readCardGetAuthorizeCode(), devkit::ToHex(identity.authorizeCode));
+  EXPECT_STREQ(library->readCardGetComSet(), "");  // there is no conf.yaml
+  EXPECT_TRUE(std::regex_match(library->readCardGetHostDeviceCode(),
+                               std::regex("pcDevice|[0-9A-F]{2}(-[0-9A-F]{2})*")));
+}
+
+TEST_F(ExportsTest, ReadsTheUidOfBothKindsOfCard) {
+  const auto uid = [this](int mode) {
+    std::string text(IDCARDREADER_UID_BYTES, '\0');
+    const int result = library->readCardGetUID(mode, text.data());
+    text.resize(text.find('\0'));
+    EXPECT_EQ(result, text.empty() ? 0 : 1);
+    return text;
+  };
+  const std::string identityCard = devkit::ToHex(CardOf(kAnyCard).uid);
+  desk.Put(kAnyCard);
+  EXPECT_EQ(uid(0), identityCard);
+  EXPECT_EQ(library->readCardGetCardType(), 16);
+  EXPECT_EQ(uid(1), identityCard);
+  EXPECT_EQ(uid(2), "");
+  EXPECT_EQ(uid(3), "");
+
+  const std::string otherCard = devkit::ToHex(CardOf(kTypeACard).uid);
+  desk.Put(kTypeACard);
+  EXPECT_EQ(uid(0), otherCard);
+  EXPECT_EQ(library->readCardGetCardType(), 4);
+  EXPECT_EQ(uid(1), "");
+  EXPECT_EQ(uid(2), otherCard);
+
+  desk.TakeCardAway();
+  EXPECT_EQ(uid(0), "");
+}
+
+// A host may declare a flag as a byte, and then only the lowest 8 bits of the register are set by
+// it; the others hold anything.
+TEST_F(ExportsTest, OnlyTheLowestByteOfAFlagCounts) {
+  using WideFlag = std::int32_t (*)(std::uint64_t);
+  const auto start = reinterpret_cast<WideFlag>(library->Symbol("readCardStart"));
+  const auto log = reinterpret_cast<WideFlag>(library->Symbol("readCardLog"));
+  constexpr std::uint64_t kRubbish = 0xDEADBEEFCAFEF000;
+  desk.Put(kAnyCard);
+  EXPECT_EQ(log(kRubbish), 1);
+  EXPECT_EQ(start(kRubbish), 1) << LastError();
+  EXPECT_TRUE(folder.Files("logdata").empty()) << "logging was switched on";
+}
+
+// All 32 bits of a result count, whatever width the library computes with.
+TEST_F(ExportsTest, ResultsAreZeroOrOneInAll32Bits) {
+  const auto resultOf = [this](const char* function, int argument = 0) {
+    return reinterpret_cast<std::uint32_t (*)(int)>(library->Symbol(function))(argument);
+  };
+  EXPECT_EQ(resultOf("readCardInit"), 0u);
+  EXPECT_EQ(resultOf("readCardDestory"), 0u);
+  EXPECT_EQ(resultOf("readCardSetDeviceType"), 1u);
+  desk.Put(kAnyCard);
+  EXPECT_EQ(resultOf("readCardInit"), 1u);
+  EXPECT_EQ(resultOf("readCardStart"), 1u);
+  EXPECT_EQ(resultOf("GetNewCardType"), 1u);
+  desk.TakeCardAway();
+  EXPECT_EQ(resultOf("readCardStart"), 0u);
+  EXPECT_EQ(resultOf("readCardDestory"), 1u);
+  EXPECT_EQ(resultOf("CloseComm"), 1u);
+}
+
+// The serial reader is another one: choosing it and going back must open the USB reader again.
+TEST_F(ExportsTest, GoesBackToTheUsbReader) {
+  ExpectGoodRead(kAnyCard);
+  // Every kind but 1 is the USB reader; a kind is 32 bits wide.
+  for (const int usbReader : {0, 2, 257, -1}) {
+    EXPECT_EQ(library->readCardSetDeviceType(1), 1);
+    EXPECT_EQ(library->readCardSetDeviceType(usbReader), 1);
+    ExpectGoodRead("gat");
+  }
+}
+
+}  // namespace
+}  // namespace apitest

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace apitest {
+
+// A folder of this process's own with the shipped library and the virtual reader in hidapi's place,
+// as a host would have them. The virtual reader stays loaded for the process and keeps to its desk
+// file, so there is one such folder for all tests of a process.
+class RunFolder {
+ public:
+  static RunFolder& Get();
+
+  const std::filesystem::path& Path() const { return folder; }
+  std::filesystem::path Library() const;
+  std::filesystem::path DeskFile() const;
+
+  void WriteFile(const std::string& name, const std::string& content) const;
+  void RemoveFile(const std::string& name) const;
+  std::string ReadFile(const std::filesystem::path& relative) const;
+  // Names of the files in a folder of it, sorted; none when there is no such folder.
+  std::vector<std::string> Files(const std::string& subfolder) const;
+  // Removes the log folders as far as no logger holds them open.
+  void RemoveLogs() const;
+
+ private:
+  RunFolder();
+  ~RunFolder();
+
+  std::filesystem::path folder;
+};
+
+// Where the tests find the shipped files and the source tree, from the environment.
+std::filesystem::path StageFolder();
+std::filesystem::path SourceFolder();
+
+}  // namespace apitest
