@@ -142,13 +142,15 @@ Utf8Character DecodeUtf8(std::string_view text) {
   return {point, continuations + 1};
 }
 
-void AppendUtf16(std::u16string& text, char32_t point) {
+// Writes what one character needs and yields the place behind it.
+char16_t* PutUtf16(char16_t* to, char32_t point) {
   if (point < 0x10000) {
-    text += static_cast<char16_t>(point);
-    return;
+    *to++ = static_cast<char16_t>(point);
+  } else {
+    *to++ = static_cast<char16_t>(0xD7C0 + (point >> 10));
+    *to++ = static_cast<char16_t>(0xDC00 + (point & 0x3FF));
   }
-  text += static_cast<char16_t>(0xD7C0 + (point >> 10));
-  text += static_cast<char16_t>(0xDC00 + (point & 0x3FF));
+  return to;
 }
 
 void AppendUtf8(std::string& text, char32_t point) {
@@ -175,13 +177,14 @@ void AppendUtf8(std::string& text, char32_t point) {
 }  // namespace
 
 std::u16string Utf8ToUtf16(std::string_view utf8) {
-  std::u16string text;
-  text.reserve(utf8.size());
+  std::u16string text(utf8.size(), u'\0');  // no byte yields more than one unit
+  char16_t* end = text.data();
   while (!utf8.empty()) {
     const Utf8Character character = DecodeUtf8(utf8);
-    AppendUtf16(text, character.point);
+    end = PutUtf16(end, character.point);
     utf8.remove_prefix(character.length);
   }
+  text.resize(static_cast<std::size_t>(end - text.data()));
   return text;
 }
 
@@ -203,39 +206,37 @@ std::string Utf16ToUtf8(std::u16string_view utf16) {
 }
 
 std::string Utf16ToGbk(std::u16string_view utf16) {
-  std::string text;
-  text.reserve(utf16.size() * 2);
+  std::string text(utf16.size() * 2, '\0');
+  char* end = text.data();
   for (const char16_t unit : utf16) {
     const std::uint16_t code = kTables.codes[unit];
-    if (code > 0xFF) {
-      text += static_cast<char>(code >> 8);
-      text += static_cast<char>(code & 0xFF);
-    } else {
-      text += code == 0 && unit != 0 ? kUnknown : static_cast<char>(code);
-    }
+    if (code > 0xFF) *end++ = static_cast<char>(code >> 8);
+    *end++ = code == 0 && unit != 0 ? kUnknown : static_cast<char>(code & 0xFF);
   }
+  text.resize(static_cast<std::size_t>(end - text.data()));
   return text;
 }
 
 std::u16string GbkToUtf16(std::string_view gbk) {
-  std::u16string text;
-  text.reserve(gbk.size());
+  std::u16string text(gbk.size(), u'\0');
+  char16_t* end = text.data();
   for (std::size_t i = 0; i < gbk.size(); ++i) {
     const auto byte = static_cast<unsigned char>(gbk[i]);
     if (byte == kEuroByte) {
-      text += kEuro;
+      *end++ = kEuro;
     } else if (byte == kLastByte) {
-      text += kLastByteCharacter;
+      *end++ = kLastByteCharacter;
     } else if (!IsLead(byte)) {
-      text += static_cast<char16_t>(byte);
+      *end++ = byte;
     } else if (i + 1 < gbk.size() && gbk[i + 1] != '\0') {
       // A lead byte takes the byte behind it along, even one that makes no sense there.
       const auto trail = static_cast<unsigned char>(gbk[++i]);
-      text += IsTrail(trail) ? kTables.characters[CellIndex(byte, trail)] : char16_t{kUnknown};
+      *end++ = IsTrail(trail) ? kTables.characters[CellIndex(byte, trail)] : char16_t{kUnknown};
     } else {
-      text += static_cast<char16_t>(kUnknown);
+      *end++ = kUnknown;
     }
   }
+  text.resize(static_cast<std::size_t>(end - text.data()));
   return text;
 }
 
