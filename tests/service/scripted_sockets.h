@@ -12,6 +12,7 @@
 #include "platform/event.h"
 #include "platform/mutex.h"
 #include "platform/socket.h"
+#include "support/eventually.h"
 
 namespace idcardreader {
 
@@ -56,9 +57,9 @@ class ScriptedSockets : public platform::SocketApi {
     const std::lock_guard guard(mutex);
     return answers.size();
   }
-  void AwaitSent(std::size_t count) {
-    std::unique_lock guard(mutex);
-    while (sent.size() < count) change.Wait(mutex);
+  // False when so many never come.
+  [[nodiscard]] bool AwaitSent(std::size_t count) {
+    return Eventually([this, count] { return Sent().size() >= count; });
   }
 
   // --- SocketApi ---

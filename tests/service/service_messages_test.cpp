@@ -6,6 +6,7 @@
 #include <string>
 
 #include "service/card_blocks.h"
+#include "service/wire_samples.h"
 
 namespace idcardreader {
 namespace {
@@ -38,15 +39,6 @@ Block ReaderAnswer(std::uint8_t first) {
   return answer;
 }
 
-// BB AA 01 AA BB FF FF, 01 to 20, 90 00 00
-constexpr char kDnData[] =
-    "[-26,-27,1,3,-54,5,92,54,125,41,21,87,-70,-98,-62,-3,78,19,-89,-75,-96,-73,-61,110,-112,-27,"
-    "-118,-72,58,-23,-17,63,-106,-39,19,83,72,64,-14,-81,73,11,-54,50,19,-31,-59,0]}";
-// BB B2, 21 to 28, 90 00 00 FF FF, 29 to 30, 90 00 00
-constexpr char kOutputKeyData[] =
-    "[19,77,75,93,-90,-21,-29,-90,127,-31,71,-6,-57,-106,-114,79,76,-54,-125,-9,-116,118,36,-47,73,"
-    "11,-54,50,19,-31,-59,0]}";
-
 // Each block of eight is enciphered by itself, so that a file of zeros gives the same again and
 // again between the block with the mark and the one with the pad.
 std::string ZeroFileData(const std::string& first, int zeroBlocks, const std::string& last) {
@@ -70,8 +62,9 @@ TEST(ServiceMessages, UploadsCarryTheEncipheredBlockInBothDialects) {
   Block fingerprints(1024, 0);
   fingerprints[2] = 1;
   const UploadCase kCases[] = {
-      {"dn2", "NULL", Upload::dn, DnBlock(ReaderAnswer(0x01)), kDnData},
-      {"BBB2", "FIRST", Upload::output_key, OutputKeyBlock(ReaderAnswer(0x21)), kOutputKeyData},
+      {"dn2", "NULL", Upload::dn, DnBlock(ReaderAnswer(0x01)), wire::kDnData},
+      {"BBB2", "FIRST", Upload::output_key, OutputKeyBlock(ReaderAnswer(0x21)),
+       wire::kOutputKeyBlockData},
       {"BB11", "FIRST", Upload::sector11, SectorBlock(kFile11, Block(214, 0)),
        ZeroFileData("18,27,50,-70,-56,-105,94,-117", 26, kPadOf8)},
       {"BB12", "FIRST", Upload::sector12, SectorBlock(kFile12, Block(256, 0)),

@@ -1,0 +1,157 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/mutex.h"
+#include "reader/reader_device.h"
+#include "support/bytes.h"
+#include "support/hex_text.h"
+
+namespace idcardreader {
+
+// Stands in for the reader on the desk: a card lies on it and every command succeeds, until a test
+// scripts other reports for a command.
+class ScriptedReader : public ReaderDoor {
+ public:
+  using Report = std::vector<std::uint8_t>;
+
+  // A whole answer that begins with these bytes; the rest counts up from 21, so that the bytes 2
+  // and on of an answer without data are those of the shared samples.
+  static Report Reply(std::string_view hex) {
+    Report report = Bytes(hex);
+    for (std::uint8_t next = 0x21; report.size() < 64; ++next) report.push_back(next);
+    return report;
+  }
+  static inline const Report kNothing = {};  // no report within the time
+  static inline const Report kLost = {0xDE, 0xAD};
+
+  // The reports that the next command of this code brings, instead of its usual ones.
+  void Script(std::uint8_t command, std::vector<Report> reports) {
+    const std::lock_guard guard(mutex);
+    scripts[command].push_back(std::move(reports));
+  }
+  // Reports that lie about already.
+  void Pend(const Report& report, std::size_t count = 1) {
+    const std::lock_guard guard(mutex);
+    pending.insert(pending.end(), count, report);
+  }
+
+  // --- the script; not changed while a read runs ---
+  Result result = Result::opened;
+  bool writesFail = false;
+  std::function<void(std::uint8_t command)> onRead;  // before a report of this command is read
+
+  // --- what happened ---
+  std::vector<Report> Written() {
+    const std::lock_guard guard(mutex);
+    return written;
+  }
+  // The command codes, and the file ids behind theirs: "30 64 06 0B11".
+  std::string Commands() {
+    std::string text;
+    for (const Report& report : Written()) {
+      const std::size_t count = report[1] == 0x0B ? 2 : 1;
+      text += (text.empty() ? "" : " ") + HexText(&report[1], count);
+    }
+    return text;
+  }
+  std::vector<std::uint32_t> Timeouts() {
+    const std::lock_guard guard(mutex);
+    return timeouts;
+  }
+  std::size_t ReportsLeft() {
+    const std::lock_guard guard(mutex);
+    return pending.size();
+  }
+  int opened = 0;
+  std::uint16_t vendorId = 0;
+  std::uint16_t productId = 0;
+
+  Result OpenHid(std::uint16_t vendor, std::uint16_t product,
+                 std::unique_ptr<ReaderDevice>& device) override {
+    ++opened;
+    vendorId = vendor;
+    productId = product;
+    if (result == Result::opened) device = std::make_unique<Device>(*this);
+    return result;
+  }
+  std::unique_ptr<platform::CPort> OpenSerial(const std::string&, std::uint32_t) override {
+    return nullptr;
+  }
+
+ private:
+  class Device : public ReaderDevice {
+   public:
+    explicit Device(ScriptedReader& reader) : reader(reader) {}
+    int Write(const std::uint8_t* data, std::size_t count) override {
+      return reader.Write({data, data + count});
+    }
+    int Read(std::uint8_t* data, std::size_t capacity, std::uint32_t timeoutMs) override {
+      return reader.Read(data, capacity, timeoutMs);
+    }
+
+   private:
+    ScriptedReader& reader;
+  };
+
+  int Write(const Report& request) {
+    const std::lock_guard guard(mutex);
+    if (writesFail) return -1;
+    written.push_back(request);
+    auto& scripted = scripts[request[1]];
+    const std::vector<Report> reports = scripted.empty() ? Usual(request) : scripted.front();
+    if (!scripted.empty()) scripted.pop_front();
+    pending.insert(pending.end(), reports.begin(), reports.end());
+    return static_cast<int>(request.size());
+  }
+
+  int Read(std::uint8_t* data, std::size_t capacity, std::uint32_t timeoutMs) {
+    if (onRead) onRead(Written().back()[1]);
+    const std::lock_guard guard(mutex);
+    timeouts.push_back(timeoutMs);
+    if (pending.empty()) return 0;
+    const Report report = pending.front();
+    pending.pop_front();
+    if (report == kLost) return -1;
+    std::copy_n(report.begin(), std::min(capacity, report.size()), data);
+    return static_cast<int>(report.size());
+  }
+
+  static std::vector<Report> Usual(const Report& request) {
+    switch (request[1]) {
+      case 0x06: {
+        Report dn = Bytes("0600");
+        for (std::uint8_t next = 1; dn.size() < 64; ++next) dn.push_back(next);
+        return {dn};
+      }
+      case 0x0B:  // the file's bytes are zeros
+        return std::vector<Report>((request[3] * 256U + request[4] + 59) / 60, Report(64, 0));
+      case 0x0C:
+        return {Reply("0C00 E001020304050607")};
+      case 0x0D:
+        return {Reply("0D00 04 04 DEADBEEF")};
+      case 0x30:
+        return {Reply("3000 A1A2A3A4A5A6")};
+      case 0x64:
+        return {Reply("6400 0284")};
+      default:
+        return {Reply(HexText(&request[1], 1) + "00")};
+    }
+  }
+
+  platform::CSMutex mutex;
+  std::map<std::uint8_t, std::deque<std::vector<Report>>> scripts;
+  std::deque<Report> pending;
+  std::vector<Report> written;
+  std::vector<std::uint32_t> timeouts;
+};
+
+}  // namespace idcardreader
