@@ -73,7 +73,6 @@ std::optional<DeskState> DeskFile::Look() {
     return std::nullopt;
   }
   if (text && text == rejected) {
-    if (!complained) complaint.insert(0, "virtual reader: ");
     complained = true;
     return std::nullopt;
   }

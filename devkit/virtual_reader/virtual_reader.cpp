@@ -89,7 +89,7 @@ void VirtualReader::Close(int handle) {
 void VirtualReader::LookAtDesk() {
   const std::optional<DeskState> state = deskFile.Look();
   if (const std::string complaint = deskFile.TakeComplaint(); !complaint.empty()) {
-    std::fprintf(stderr, "%s\n", complaint.c_str());
+    std::fprintf(stderr, "virtual reader: %s\n", complaint.c_str());
   }
   if (!state) return;
   Apply(*state, desk.presentation, reader, Clock::now());
