@@ -88,6 +88,19 @@ TEST(Event, AWaiterCannotBeRobbedByALaterOne) {
   EXPECT_TRUE(released);
 }
 
+TEST(Event, ASecondSetIsKeptAlthoughTheWaiterOfTheFirstStillSleeps) {
+  Event event;
+  bool released = false;
+  std::thread waiter([&] { released = event.WaitFor(kPlenty); });
+  LetOthersBeginToWait();
+  event.Set();
+  event.Set();
+  waiter.join();
+  EXPECT_TRUE(released);
+  EXPECT_TRUE(event.WaitFor(kAtOnce));
+  EXPECT_FALSE(event.WaitFor(kAtOnce));
+}
+
 TEST(Event, EachSetReleasesOneWaiter) {
   Event event;
   Event left;

@@ -44,9 +44,10 @@ class SocketTest : public testing::Test {
     api.Close(handle);
   }
 
-  bool ConnectWithLimit(SocketHandle handle, std::uint16_t port) {
+  bool ConnectWithLimit(SocketHandle handle, std::uint16_t port,
+                        const char* address = "127.0.0.1") {
     EXPECT_TRUE(api.SetNonBlocking(handle, true));
-    const bool connected = api.Connect(handle, "127.0.0.1", port) ||
+    const bool connected = api.Connect(handle, address, port) ||
                            (api.WaitWritable(handle, 1000) == 1 && api.PendingError(handle) == 0);
     EXPECT_TRUE(api.SetNonBlocking(handle, false));
     return connected;
@@ -90,6 +91,11 @@ TEST_F(SocketTest, ARefusedConnectionIsNeverTakenForAConnection) {
   peer.StopListening();
   EXPECT_FALSE(ConnectWithLimit(Create(), port));
   EXPECT_FALSE(api.Connect(Create(), "127.0.0.1", port));
+}
+
+TEST_F(SocketTest, AnAddressThatTheSystemRefusesAtOnceIsNeverTakenForAConnection) {
+  // Nothing is pending then, and nothing hinders writing.
+  EXPECT_FALSE(ConnectWithLimit(Create(), peer.Port(), "255.255.255.255"));
 }
 
 TEST_F(SocketTest, ConnectsToDottedAddressesOnly) {
