@@ -12,7 +12,7 @@ class Event {
  public:
   // A name is given to the system for those who look at the process. When the name is taken already
   // (a second owner here, or another process), the event is an unnamed one: sharing it would let
-  // one owner consume the wake-up of another.
+  // one owner consume the wake-up of another. Throws std::system_error when the system has none.
   explicit Event(const char* name = nullptr);
   ~Event();
   Event(const Event&) = delete;
