@@ -53,6 +53,8 @@ std::vector<LineStep> PlayLine(const std::string& answer, const Fault& fault) {
       return {{{}, {}, LineStep::Then::close}};
     case FaultKind::reset:
       return {{{}, {}, LineStep::Then::reset}};
+    case FaultKind::hang_up:
+      return {{{}, answer, LineStep::Then::reset}};
     case FaultKind::half:
       return {{{}, answer.substr(0, answer.size() / 2)}};
     case FaultKind::split: {

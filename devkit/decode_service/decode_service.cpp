@@ -1,351 +1,180 @@
 #include "decode_service/decode_service.h"
 
-#include <array>
-#include <asio.hpp>
-#include <condition_variable>
-#include <deque>
-#include <mutex>
-#include <set>
+#include <future>
 #include <thread>
 
 #include "base/json_file.h"
-#include "decode_service/answer_plan.h"
-#include "decode_service/message_splitter.h"
-#include "decode_service/registry.h"
+#include "decode_service/client_connection.h"
+#include "decode_service/listener.h"
+#include "decode_service/service_state.h"
 
 namespace devkit {
+namespace {
 
-using asio::ip::tcp;
+// How soon a changed scenario file is noticed while no client can connect.
+constexpr std::chrono::milliseconds kFilePause(100);
+
+Listener::Mode ModeOf(const Registry& registry) {
+  if (registry.ConnectionsAre(FaultKind::not_listening)) return Listener::Mode::refusing;
+  if (registry.ConnectionsAre(FaultKind::unanswered)) return Listener::Mode::unanswered;
+  return Listener::Mode::open;
+}
+
+}  // namespace
 
 struct DecodeService::Impl {
-  class Connection;
-
-  Impl(std::vector<Card> cards, Scenario scenario, ServiceOptions serviceOptions);
-
-  void Accept();
-  void CloseAll();
-  void LookAtScenarioFile();
-  void Remember(ReceivedMessage message);
-  void Log(const std::string& line) const {
-    if (options.log) options.log(line);
+  Impl(std::vector<Card> cards, Scenario scenario, ServiceOptions options)
+      : state(std::move(cards), std::move(scenario), std::move(options)),
+        listener(context, state.options.port,
+                 [this](asio::ip::tcp::socket socket) { Accepted(std::move(socket)); }),
+        fileTimer(context) {
+    if (!state.options.scenarioFile.empty()) ReadScenarioFile();
+    ApplyMode();
+    thread = std::thread([this] { context.run(); });
   }
 
-  const ServiceOptions options;
-  asio::io_context context;
-  tcp::acceptor acceptor;
-  std::uint16_t port = 0;
-  std::thread thread;
-
-  mutable std::mutex mutex;  // guards all below
-  mutable std::condition_variable grown;
-  Registry registry;
-  std::string scenarioText;  // of the scenario file as it was last taken over
-  std::deque<ReceivedMessage> received;
-  std::size_t receivedCount = 0;
-  int connectionCount = 0;
-  std::set<Connection*> connections;
-};
-
-class DecodeService::Impl::Connection : public std::enable_shared_from_this<Connection> {
- public:
-  Connection(Impl& serviceImpl, tcp::socket connected, int connectionNumber)
-      : impl(serviceImpl),
-        socket(std::move(connected)),
-        timer(impl.context),
-        number(connectionNumber),
-        session(impl.registry, impl.options.encoding) {
-    const std::lock_guard lock(impl.mutex);
-    impl.connections.insert(this);
-  }
-  ~Connection() {
-    const std::lock_guard lock(impl.mutex);
-    impl.connections.erase(this);
+  void Accepted(asio::ip::tcp::socket socket) {
+    LookAtScenarioFile();
+    std::make_shared<ClientConnection>(state, std::move(socket))->Start();
   }
 
-  void Start() {
-    std::error_code ignored;
-    socket.set_option(tcp::no_delay(true), ignored);
-    std::optional<Fault> fault;
+  // Throws FileError.
+  void ReadScenarioFile() {
+    const std::filesystem::path& file = state.options.scenarioFile;
+    scenarioText = ReadTextFile(file).value_or("");
+    Scenario scenario = ParseScenario(ParseJsonText(scenarioText, PathText(file)), PathText(file));
+    const std::lock_guard lock(state.mutex);
+    state.registry.SetScenario(std::move(scenario));
+  }
+
+  void LookAtScenarioFile() {
+    if (state.options.scenarioFile.empty()) return;
+    const std::optional<std::string> text = ReadTextFile(state.options.scenarioFile);
+    if (!text || *text == scenarioText) return;
+    try {
+      ReadScenarioFile();
+      state.Log("the scenario was read again");
+    } catch (const FileError& error) {
+      state.Log(error.what());
+    }
+    ApplyMode();
+  }
+
+  // As the scenario says, the port is open or not.
+  void ApplyMode() {
+    Listener::Mode mode;
     {
-      const std::lock_guard lock(impl.mutex);
-      if (const Fault* next = impl.registry.NextFault("connect", nullptr)) fault = *next;
+      const std::lock_guard lock(state.mutex);
+      mode = ModeOf(state.registry);
     }
-    Log("connected");
-    if (!fault) return Read();
-    switch (fault->kind) {
-      case FaultKind::close:
-        return End(LineStep::Then::close);
-      case FaultKind::reset:
-        return End(LineStep::Then::reset);
-      case FaultKind::drop:
-        silent = true;
-        return Read();
-      default:
-        break;
+    try {
+      listener.SetMode(mode);
+    } catch (const std::exception& error) {
+      state.Log(std::string("the port is lost: ") + error.what());
     }
-    timer.expires_after(fault->Time("ms"));
-    timer.async_wait([self = shared_from_this()](std::error_code error) {
-      if (!error) self->Read();
-    });
-  }
-
-  void End(LineStep::Then how) {
-    std::error_code ignored;
-    if (how == LineStep::Then::reset) {
-      socket.set_option(asio::socket_base::linger(true, 0), ignored);
-    }
-    timer.cancel();
-    socket.close(ignored);
-  }
-
- private:
-  void Read() {
-    socket.async_read_some(asio::buffer(input),
-                           [self = shared_from_this()](std::error_code error, std::size_t count) {
-                             self->Arrived(error, count);
-                           });
-  }
-
-  void Arrived(std::error_code error, std::size_t count) {
-    if (error) {
-      if (!waiting.empty()) Log("a message without its line feed: " + waiting);
-      Log("closed by the client");
-      return End(LineStep::Then::close);
-    }
-    if (!silent) {
-      for (MessageSplitter::Piece& piece : splitter.Feed({input.data(), count})) {
-        if (!TakePiece(std::move(piece))) return End(LineStep::Then::close);
-      }
-      HandleNext();
-    }
-    Read();
-  }
-
-  // False for something that no client sends.
-  bool TakePiece(MessageSplitter::Piece piece) {
-    using Kind = MessageSplitter::Piece::Kind;
-    const bool lineFeedMissing = !waiting.empty();
-    if (piece.kind == Kind::line_feed && lineFeedMissing) {
-      messages.push_back({std::exchange(waiting, std::string()), true});
-      return true;
-    }
-    if (piece.kind == Kind::object && !lineFeedMissing) {
-      if (EndsWithLineFeed(piece.text)) {
-        waiting = std::move(piece.text);
-      } else {
-        messages.push_back({std::move(piece.text), false});
-      }
-      return true;
-    }
-    std::string objection = lineFeedMissing                 ? "a line feed is missing"
-                            : piece.kind == Kind::line_feed ? "a line feed where none belongs"
-                                                            : "bytes that are no message";
-    Log(objection);
-    const std::lock_guard lock(impl.mutex);
-    ReceivedMessage message;
-    message.connection = number;
-    message.text = lineFeedMissing ? waiting : piece.text;
-    message.objection = std::move(objection);
-    impl.Remember(std::move(message));
-    return false;
-  }
-
-  void HandleNext() {
-    if (busy || messages.empty()) return;
-    busy = true;
-    const Message message = std::move(messages.front());
-    messages.pop_front();
-    Reply reply;
-    {
-      const std::lock_guard lock(impl.mutex);
-      reply = session.Handle(message.text);
-      impl.Remember({number, message.text, message.lineFeed, reply.exchange, reply.card,
-                     reply.accepted, reply.objection});
-    }
-    Log((reply.exchange.empty() ? "message" : reply.exchange) +
-        (reply.card.empty() ? "" : " of " + reply.card) + ": " +
-        (reply.accepted ? "accepted" : "refused, " + reply.objection) +
-        (reply.fault ? ", spoiled as the scenario says" : ""));
-    if (impl.options.logTexts) {
-      Log("  < " + message.text);
-      Log("  > " + reply.answer);
-    }
-    plan = PlanAnswer(reply);
-    planned = 0;
-    PlayNext();
-  }
-
-  void PlayNext() {
-    if (planned == plan.size()) {
-      busy = false;
-      return HandleNext();
-    }
-    if (plan[planned].pause.count() == 0) return Play();
-    timer.expires_after(plan[planned].pause);
-    timer.async_wait([self = shared_from_this()](std::error_code error) {
-      if (!error) self->Play();
-    });
-  }
-
-  void Play() {
-    const LineStep& step = plan[planned++];
-    if (step.then != LineStep::Then::go_on) return End(step.then);
-    asio::async_write(socket, asio::buffer(step.bytes),
-                      [self = shared_from_this()](std::error_code error, std::size_t) {
-                        if (!error) self->PlayNext();
-                      });
-  }
-
-  void Log(const std::string& line) const {
-    impl.Log("connection " + std::to_string(number) + ": " + line);
-  }
-
-  struct Message {
-    std::string text;
-    bool lineFeed;
-  };
-
-  Impl& impl;
-  tcp::socket socket;
-  asio::steady_timer timer;
-  const int number;
-  Session session;
-  MessageSplitter splitter;
-  std::array<char, 16384> input{};
-  std::string waiting;  // an object whose line feed has not come yet
-  std::deque<Message> messages;
-  std::vector<LineStep> plan;
-  std::size_t planned = 0;
-  bool busy = false;    // an answer is being played
-  bool silent = false;  // accepted, and never answered
-};
-
-DecodeService::Impl::Impl(std::vector<Card> cards, Scenario scenario, ServiceOptions serviceOptions)
-    : options(std::move(serviceOptions)),
-      acceptor(context),
-      registry(std::move(cards), std::move(scenario)) {
-  const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), options.port);
-  acceptor.open(endpoint.protocol());
-#if !defined(ASIO_WINDOWS)
-  // Lets the service start again on the port it had. On Windows the option would let two services
-  // share one port instead.
-  acceptor.set_option(tcp::acceptor::reuse_address(true));
-#endif
-  acceptor.bind(endpoint);
-  acceptor.listen();
-  port = acceptor.local_endpoint().port();
-}
-
-void DecodeService::Impl::Accept() {
-  acceptor.async_accept([this](std::error_code error, tcp::socket socket) {
-    if (!acceptor.is_open()) return;
-    if (!error) {
+    // With nobody coming in, nothing else would make it look at the file.
+    if (mode == Listener::Mode::open || state.options.scenarioFile.empty()) return;
+    fileTimer.expires_after(kFilePause);
+    fileTimer.async_wait([this](std::error_code error) {
+      if (error) return;
       LookAtScenarioFile();
-      int number = 0;
-      {
-        const std::lock_guard lock(mutex);
-        number = ++connectionCount;
+      ApplyMode();
+    });
+  }
+
+  void CloseAll() {
+    work.reset();
+    listener.Close();
+    fileTimer.cancel();
+    std::vector<std::shared_ptr<ClientConnection>> open;
+    {
+      const std::lock_guard lock(state.mutex);
+      for (ClientConnection* connection : state.connections) {
+        open.push_back(connection->shared_from_this());
       }
-      std::make_shared<Connection>(*this, std::move(socket), number)->Start();
     }
-    Accept();
-  });
-}
-
-void DecodeService::Impl::CloseAll() {
-  std::error_code ignored;
-  acceptor.close(ignored);
-  std::vector<std::shared_ptr<Connection>> open;
-  {
-    const std::lock_guard lock(mutex);
-    for (Connection* connection : connections) open.push_back(connection->shared_from_this());
+    for (const auto& connection : open) connection->End(LineStep::Then::close);
   }
-  for (const auto& connection : open) connection->End(LineStep::Then::close);
-}
 
-void DecodeService::Impl::LookAtScenarioFile() {
-  if (options.scenarioFile.empty()) return;
-  const std::optional<std::string> text = ReadTextFile(options.scenarioFile);
-  const std::lock_guard lock(mutex);
-  if (!text || *text == scenarioText) return;
-  try {
-    const std::string where = PathText(options.scenarioFile);
-    registry.SetScenario(ParseScenario(ParseJsonText(*text, where), where));
-    Log("the scenario was read again");
-  } catch (const std::exception& error) {
-    Log(error.what());
+  // Runs the work on the service's thread and returns when it is done; at once when that has ended.
+  void Run(const std::function<void()>& work) {
+    if (!thread.joinable()) return;
+    std::promise<void> done;
+    asio::post(context, [&] {
+      work();
+      done.set_value();
+    });
+    done.get_future().wait();
   }
-  scenarioText = *text;
-}
 
-void DecodeService::Impl::Remember(ReceivedMessage message) {
-  received.push_back(std::move(message));
-  ++receivedCount;
-  if (received.size() > options.rememberedMessages) received.pop_front();
-  grown.notify_all();
-}
+  // In this order: what is under way in the context refers to the state.
+  ServiceState state;
+  asio::io_context context;
+  // Nothing else may be under way while the port is not open.
+  asio::executor_work_guard<asio::io_context::executor_type> work{context.get_executor()};
+  Listener listener;
+  asio::steady_timer fileTimer;
+  std::string scenarioText;  // of the scenario file as it was last read
+  std::thread thread;
+};
 
 DecodeService::DecodeService(std::vector<Card> cards, Scenario scenario, ServiceOptions options)
-    : impl(std::make_unique<Impl>(std::move(cards), std::move(scenario), std::move(options))) {
-  if (!impl->options.scenarioFile.empty()) {
-    impl->scenarioText = ReadTextFile(impl->options.scenarioFile).value_or("");
-    const std::string where = PathText(impl->options.scenarioFile);
-    impl->registry.SetScenario(ParseScenario(ParseJsonText(impl->scenarioText, where), where));
-  }
-  impl->Accept();
-  impl->thread = std::thread([this] { impl->context.run(); });
-}
+    : impl(std::make_unique<Impl>(std::move(cards), std::move(scenario), std::move(options))) {}
 
 DecodeService::~DecodeService() { Stop(); }
 
-std::uint16_t DecodeService::Port() const { return impl->port; }
+std::uint16_t DecodeService::Port() const { return impl->listener.Port(); }
 
 void DecodeService::SetScenario(Scenario scenario) {
-  const std::lock_guard lock(impl->mutex);
-  impl->registry.SetScenario(std::move(scenario));
+  {
+    const std::lock_guard lock(impl->state.mutex);
+    impl->state.registry.SetScenario(std::move(scenario));
+  }
+  impl->Run([this] { impl->ApplyMode(); });
 }
 
 void DecodeService::SetCards(std::vector<Card> cards) {
-  const std::lock_guard lock(impl->mutex);
-  impl->registry.SetCards(std::move(cards));
+  const std::lock_guard lock(impl->state.mutex);
+  impl->state.registry.SetCards(std::move(cards));
 }
 
 void DecodeService::ExpireAllTokens() {
-  const std::lock_guard lock(impl->mutex);
-  impl->registry.ExpireAllTokens();
+  const std::lock_guard lock(impl->state.mutex);
+  impl->state.registry.ExpireAllTokens();
 }
 
 void DecodeService::Stop() {
   if (!impl->thread.joinable()) return;
-  // The context runs out of work when the acceptor and every connection are closed.
+  // The context is out of work when the listener and every connection are closed.
   asio::post(impl->context, [this] { impl->CloseAll(); });
   impl->thread.join();
 }
 
 std::vector<ReceivedMessage> DecodeService::Received() const {
-  const std::lock_guard lock(impl->mutex);
-  return {impl->received.begin(), impl->received.end()};
+  const std::lock_guard lock(impl->state.mutex);
+  return {impl->state.received.begin(), impl->state.received.end()};
 }
 
 void DecodeService::ForgetReceived() {
-  const std::lock_guard lock(impl->mutex);
-  impl->received.clear();
-  impl->receivedCount = 0;
+  const std::lock_guard lock(impl->state.mutex);
+  impl->state.received.clear();
+  impl->state.receivedCount = 0;
 }
 
 bool DecodeService::WaitForReceived(std::size_t count, std::chrono::milliseconds limit) const {
-  std::unique_lock lock(impl->mutex);
-  return impl->grown.wait_for(lock, limit, [&] { return impl->receivedCount >= count; });
+  const ServiceState& state = impl->state;
+  std::unique_lock lock(state.mutex);
+  return state.grown.wait_for(lock, limit, [&] { return state.receivedCount >= count; });
 }
 
 int DecodeService::ConnectionsSoFar() const {
-  const std::lock_guard lock(impl->mutex);
-  return impl->connectionCount;
+  const std::lock_guard lock(impl->state.mutex);
+  return impl->state.connectionCount;
 }
 
 int DecodeService::OpenConnections() const {
-  const std::lock_guard lock(impl->mutex);
-  return static_cast<int>(impl->connections.size());
+  const std::lock_guard lock(impl->state.mutex);
+  return static_cast<int>(impl->state.connections.size());
 }
 
 }  // namespace devkit

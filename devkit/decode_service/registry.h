@@ -26,6 +26,8 @@ class Registry {
 
   // The fault that spoils this occasion, or null; of the scenario first, then of the card.
   const Fault* NextFault(std::string_view exchange, const Card* card);
+  // True while the scenario holds such a fault of the connections.
+  bool ConnectionsAre(FaultKind kind) const { return faults.Holds("connect", kind); }
   std::chrono::microseconds LatencyOf(std::string_view exchange, const Card* card) const;
 
   std::string IssueToken();

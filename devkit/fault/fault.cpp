@@ -160,12 +160,16 @@ std::chrono::microseconds Fault::Time(const char* name) const {
 }
 
 Scenario ParseScenario(const Json& json, const std::string& where) {
-  RequireMembers(json, where, {"description", "reader", "service"});
+  RequireMembers(json, where, {"description", "code", "goodReadsBefore", "reader", "service"});
   Scenario scenario;
   if (const auto found = json.find("description"); found != json.end()) {
     if (!found->is_string()) Fail(where + ".description", "a text is wanted");
     scenario.description = found->get<std::string>();
   }
+  if (const auto found = json.find("code"); found != json.end()) {
+    scenario.code = static_cast<int>(CheckedNumber(*found, where, "code", 2, 55, true));
+  }
+  scenario.goodReadsBefore = Occasions(json, "goodReadsBefore", 0, where);
   if (const auto found = json.find("reader"); found != json.end()) {
     scenario.reader = ParseSection(*found, Side::reader, where + ": reader");
   }

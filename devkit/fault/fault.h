@@ -3,6 +3,7 @@
 #include <chrono>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,6 +49,9 @@ enum class FaultKind {
   unknown_type,
   acknowledge_first,
   content,
+  hang_up,
+  not_listening,
+  unanswered,
 };
 
 // One misbehaviour: what goes wrong, where, how often. Its parameters were checked and completed
@@ -74,6 +78,10 @@ struct Section {
 
 struct Scenario {
   std::string description;
+  // The status code that a host's read ends with, for scenarios that are made for one, and the number
+  // of undisturbed reads that must come before it.
+  std::optional<int> code;
+  int goodReadsBefore = 0;
   Section reader;
   Section service;
 };

@@ -17,6 +17,8 @@ class FaultBook {
 
   // The fault that spoils this occasion, or null. Each call is one occasion.
   const Fault* Next(std::string_view at);
+  // True while a fault of this kind is in force there, whatever the occasions.
+  bool Holds(std::string_view at, FaultKind kind) const;
   std::optional<std::chrono::microseconds> Latency(std::string_view name) const;
 
  private:

@@ -102,6 +102,9 @@ std::vector<KindRule> ServiceKinds() {
       {"unknown-type", FaultKind::unknown_type, {"content"}},
       {"acknowledge-first", FaultKind::acknowledge_first, {"content"}, {Milliseconds("gap", "50")}},
       {"content", FaultKind::content, {"dn"}},
+      {"hang-up", FaultKind::hang_up, exchanges},
+      {"not-listening", FaultKind::not_listening, {"connect"}},
+      {"unanswered", FaultKind::unanswered, {"connect"}},
   };
 }
 

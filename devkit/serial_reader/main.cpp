@@ -21,6 +21,9 @@ void End(int) { ended = 1; }
 // How soon a changed desk is noticed, and a request to end.
 constexpr std::chrono::milliseconds kDeskPause(20);
 
+// So many bytes go out at once on a line that keeps its rate: about a millisecond's worth.
+constexpr std::size_t kPacedBytes = 8;
+
 class SerialReader {
  public:
   SerialReader(const std::filesystem::path& desk, bool pacedLine)
@@ -50,20 +53,27 @@ class SerialReader {
   }
 
   void SendWhatIsDue() {
-    while (SteadyClock::now() >= lineFree) {
-      const auto output = reader.Take(SteadyClock::now());
-      if (!output) return;
-      terminal.Send(output->bytes);
-      if (paced) lineFree = SteadyClock::now() + terminal.TimeFor(output->bytes.size());
+    while (const auto output = reader.Take(SteadyClock::now())) {
+      pending.insert(pending.end(), output->bytes.begin(), output->bytes.end());
+    }
+    if (!paced) {
+      terminal.Send(std::exchange(pending, Bytes()));
+    } else if (!pending.empty() && SteadyClock::now() >= lineFree) {
+      const std::size_t count = std::min(kPacedBytes, pending.size());
+      const auto end = pending.begin() + static_cast<std::ptrdiff_t>(count);
+      terminal.Send(Bytes(pending.begin(), end));
+      pending.erase(pending.begin(), end);
+      lineFree = SteadyClock::now() + terminal.TimeFor(count);
     }
   }
 
-  std::chrono::milliseconds Pause() const {
-    const auto due = reader.NextDue();
-    if (!due) return kDeskPause;
-    const auto left = std::max(*due, lineFree) - SteadyClock::now();
-    return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(left),
-                      std::chrono::milliseconds(0), kDeskPause);
+  std::chrono::microseconds Pause() const {
+    std::optional<Moment> next = reader.NextDue();
+    if (!pending.empty()) next = lineFree;
+    if (!next) return kDeskPause;
+    return std::clamp<std::chrono::microseconds>(
+        std::chrono::ceil<std::chrono::microseconds>(*next - SteadyClock::now()),
+        std::chrono::microseconds(0), kDeskPause);
   }
 
   PseudoTerminal terminal;
@@ -72,7 +82,8 @@ class SerialReader {
   DeskState desk;
   ReaderModel reader;
   SerialFrames frames;
-  Moment lineFree{};
+  Bytes pending;      // on its way over the line
+  Moment lineFree{};  // when the line has carried what was sent
 };
 
 // A name that stays, for hosts that look for a port by a name of their own.

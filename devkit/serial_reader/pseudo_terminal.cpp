@@ -49,9 +49,10 @@ PseudoTerminal::~PseudoTerminal() {
   if (line >= 0) close(line);
 }
 
-Bytes PseudoTerminal::Receive(std::chrono::milliseconds limit) {
+Bytes PseudoTerminal::Receive(std::chrono::microseconds limit) {
   pollfd waiting{line, POLLIN, 0};
-  if (poll(&waiting, 1, static_cast<int>(limit.count())) <= 0) return {};
+  const timespec time{limit.count() / 1000000, limit.count() % 1000000 * 1000};
+  if (ppoll(&waiting, 1, &time, nullptr) <= 0) return {};
   Bytes bytes(1024);
   const ssize_t count = read(line, bytes.data(), bytes.size());
   bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);

@@ -20,7 +20,7 @@ class PseudoTerminal {
   const std::string& Name() const { return name; }
 
   // What the host sent, waited for no longer than the limit.
-  Bytes Receive(std::chrono::milliseconds limit);
+  Bytes Receive(std::chrono::microseconds limit);
   // Gives up what the host's end has no room for: nobody reads it.
   void Send(ByteView bytes);
   // How long the line takes for so many bytes at the rate that the host has set.

@@ -136,6 +136,44 @@ TEST_F(DecodeServiceTest, PlaysFaultsOfConnections) {
   EXPECT_EQ(Client(service).LogIn().size(), 32u);
 }
 
+TEST_F(DecodeServiceTest, ThePortIsKeptWhileNobodyIsServed) {
+  const std::uint16_t port = service.Port();
+  const asio::ip::tcp::endpoint endpoint(asio::ip::address_v4::loopback(), port);
+  for (int round = 0; round < 3; ++round) {
+    Misbehave(R"({"at": "connect", "fault": "not-listening"})");
+    asio::io_context context;
+    tcp::socket socket(context);
+    std::error_code error;
+    socket.connect(endpoint, error);
+    EXPECT_TRUE(error);
+    Misbehave("");
+    EXPECT_EQ(service.Port(), port);
+    EXPECT_EQ(Client(service).LogIn().size(), 32u);
+  }
+}
+
+TEST_F(DecodeServiceTest, AnUnansweredClientWaits) {
+  Misbehave(R"({"at": "connect", "fault": "unanswered"})");
+  asio::io_context context;
+  tcp::socket socket(context);
+  bool ended = false;
+  socket.async_connect({asio::ip::address_v4::loopback(), service.Port()},
+                       [&ended](std::error_code) { ended = true; });
+  context.run_for(milliseconds(200));
+  EXPECT_FALSE(ended);
+  socket.close();
+  Misbehave("");
+  EXPECT_EQ(Client(service).LogIn().size(), 32u);
+}
+
+TEST_F(DecodeServiceTest, AHangUpComesRightBehindTheAnswer) {
+  Misbehave(R"({"at": "login", "fault": "hang-up"})");
+  Client client(service);
+  EXPECT_EQ(client.LogIn().size(), 32u);
+  client.Receive();
+  EXPECT_TRUE(client.Ended());
+}
+
 TEST_F(DecodeServiceTest, ASplitAnswerArrivesWhole) {
   Misbehave(R"({"at": "login", "fault": "split", "parts": 4, "gap": 1})");
   EXPECT_EQ(Client(service).LogIn().size(), 32u);
