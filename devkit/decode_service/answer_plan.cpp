@@ -50,9 +50,9 @@ std::vector<LineStep> PlayLine(const std::string& answer, const Fault& fault) {
     case FaultKind::drop:
       return {};
     case FaultKind::close:
-      return {{{}, {}, LineStep::Then::close}};
+      return {{fault.Time("ms"), {}, LineStep::Then::close}};
     case FaultKind::reset:
-      return {{{}, {}, LineStep::Then::reset}};
+      return {{fault.Time("ms"), {}, LineStep::Then::reset}};
     case FaultKind::hang_up:
       return {{{}, answer, LineStep::Then::reset}};
     case FaultKind::half:

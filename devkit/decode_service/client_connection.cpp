@@ -31,21 +31,16 @@ void ClientConnection::Start() {
   }
   Log("connected");
   if (!fault) return Read();
-  switch (fault->kind) {
-    case FaultKind::close:
-      return End(LineStep::Then::close);
-    case FaultKind::reset:
-      return End(LineStep::Then::reset);
-    case FaultKind::delay:
-      timer.expires_after(fault->Time("ms"));
-      timer.async_wait([self = shared_from_this()](std::error_code error) {
-        if (!error) self->Read();
-      });
-      return;
-    default:
-      silent = true;
-      return Read();
+  if (fault->kind == FaultKind::drop) {
+    silent = true;
+    return Read();
   }
+  timer.expires_after(fault->Time("ms"));
+  timer.async_wait([self = shared_from_this(), kind = fault->kind](std::error_code error) {
+    if (error) return;
+    if (kind == FaultKind::delay) return self->Read();
+    self->End(kind == FaultKind::reset ? LineStep::Then::reset : LineStep::Then::close);
+  });
 }
 
 void ClientConnection::End(LineStep::Then how) {

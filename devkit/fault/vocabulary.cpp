@@ -1,5 +1,6 @@
 #include "fault/vocabulary.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 namespace devkit {
@@ -70,8 +71,8 @@ std::vector<KindRule> ServiceKinds() {
   return {
       {"delay", FaultKind::delay, Places(Side::service), {Milliseconds("ms")}},
       {"drop", FaultKind::drop, Places(Side::service)},
-      {"close", FaultKind::close, Places(Side::service)},
-      {"reset", FaultKind::reset, Places(Side::service)},
+      {"close", FaultKind::close, Places(Side::service), {Milliseconds("ms", "0")}},
+      {"reset", FaultKind::reset, Places(Side::service), {Milliseconds("ms", "0")}},
       {"split",
        FaultKind::split,
        exchanges,
@@ -130,7 +131,13 @@ const std::vector<KindRule>& Kinds(Side side) {
 }
 
 Names LatencyNames(Side side) {
-  return Join({{side == Side::reader ? "report" : "exchange"}, Places(side)});
+  Names names = {side == Side::reader ? "report" : "exchange"};
+  for (const std::string_view place : Places(side)) {
+    // What nothing is sent at has no latency; the content is the answer to the last sector.
+    const Names without = {"enumerate", "open", "write", "connect", "content"};
+    if (std::find(without.begin(), without.end(), place) == without.end()) names.push_back(place);
+  }
+  return names;
 }
 
 }  // namespace devkit

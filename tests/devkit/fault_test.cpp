@@ -1,5 +1,7 @@
 // The language of scenarios: what is understood, what is refused and with which words.
 
+#include <set>
+
 #include "devkit/devkit_test_support.h"
 #include "fault/fault_book.h"
 #include "fault/vocabulary.h"
@@ -55,6 +57,22 @@ INSTANTIATE_TEST_SUITE_P(
               "must not hold quotes"},
         Wrong{"{", "scenario: "}));
 
+// Every code that needs no more than a reader and a service that misbehave.
+TEST(ScenarioSetTest, HasOneForEveryCodeAndNamesIt) {
+  std::set<int> codes;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(SourceFolder() / "devkit" / "scenarios")) {
+    const Scenario scenario = ParseScenario(ReadJsonFile(entry.path()), PathText(entry.path()));
+    ASSERT_TRUE(scenario.code) << entry.path();
+    EXPECT_FALSE(scenario.description.empty()) << entry.path();
+    EXPECT_EQ(std::stoi(PathText(entry.path().filename())), *scenario.code);
+    codes.insert(*scenario.code);
+  }
+  EXPECT_EQ(codes, (std::set<int>{7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17, 18, 19,
+                                  20, 22, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37,
+                                  38, 39, 40, 44, 45, 46, 47, 49, 50, 51, 55}));
+}
+
 TEST(VocabularyTest, EveryKindCanHappenAtPlacesThatThereAre) {
   for (const Side side : {Side::reader, Side::service}) {
     for (const KindRule& rule : Kinds(side)) {
@@ -62,6 +80,22 @@ TEST(VocabularyTest, EveryKindCanHappenAtPlacesThatThereAre) {
       for (const std::string_view place : rule.places) {
         EXPECT_NE(std::count(Places(side).begin(), Places(side).end(), place), 0)
             << rule.name << " at " << place;
+      }
+    }
+  }
+}
+
+TEST(VocabularyTest, EveryWordIsDocumented) {
+  const std::string text = ReadTextFile(SourceFolder() / "devkit" / "README.md").value_or("");
+  for (const Side side : {Side::reader, Side::service}) {
+    for (const std::string_view place : Places(side)) {
+      EXPECT_NE(text.find("`" + std::string(place) + "`"), std::string::npos) << place;
+    }
+    for (const KindRule& rule : Kinds(side)) {
+      EXPECT_NE(text.find("`" + std::string(rule.name) + "`"), std::string::npos) << rule.name;
+      for (const ParameterRule& parameter : rule.parameters) {
+        EXPECT_NE(text.find("`" + std::string(parameter.name) + "`"), std::string::npos)
+            << rule.name << ": " << parameter.name;
       }
     }
   }
