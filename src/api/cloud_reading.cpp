@@ -15,7 +15,7 @@ using namespace idcardreader;
 
 namespace {
 
-constexpr std::uint8_t kSerialReader = 1;
+constexpr std::int32_t kSerialReader = 1;
 
 // A text of the engine; empty without one.
 template <typename Text>
@@ -121,7 +121,7 @@ int32_t readCardGetCardType() {
 
 int32_t readCardSetDeviceType(int32_t kind) {
   return Guarded(0, [kind] {
-    return UseOrCreateEngine()->SetDeviceType(LowByte(kind) == kSerialReader) ? 1 : 0;
+    return UseOrCreateEngine()->SetDeviceType(kind == kSerialReader) ? 1 : 0;
   });
 }
 
