@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -18,37 +17,21 @@ namespace {
 
 using testing::ElementsAre;
 
-struct ScrambledText {
-  const char* hex;
-  std::string_view key;
-  std::string plain;
-};
-
 TEST(FieldScrambling, GivesThePlainTextBack) {
-  const ScrambledText kCases[] = {
-      // By hand: 20 is the start; Q^D0 = 81, 81-20 = 61 'a'; J^44 = 0E, 0E-D0-1 = 3D '=';
-      // X^2D = 75, 75-44 = 31 '1'.
-      {"20D0442D", kDataFileKey, "a=1"},
-      {"20d0442d", kDataFileKey, "a=1"},
-      {"5AEA11D9172C2416150C6EE84628080D04", kDataFileKey, "appid=0123456789"},  // key used twice
-      {"FF39E20ED643FB30C1A45B99A244E31DC0A894958FE7", kDataFileKey, "host=svc.example:7000"},
-      {"10E357EA", "", "x=1"},  // without a key the default one
-      {"10E357EA", kDefaultFieldKey, "x=1"},
-      {"006B", "", "\xFF"},  // the mixed byte equals the previous one
-      {"20D0442", kDataFileKey, "a="},
-      {"20", kDataFileKey, ""},
-      {"2", kDataFileKey, ""},
-      {"", kDataFileKey, ""},
-  };
-  for (const ScrambledText& row : kCases) {
-    EXPECT_EQ(DescrambleField(row.hex, row.key), row.plain) << row.hex;
-  }
+  // By hand: 20 is the start; Q^D0 = 81, 81-20 = 61 'a'; J^44 = 0E, 0E-D0-1 = 3D '=';
+  // X^2D = 75, 75-44 = 31 '1'.
+  EXPECT_EQ(DescrambleField("20D0442D", kDataFileKey), "a=1");
+  EXPECT_EQ(DescrambleField("20d0442d5", kDataFileKey), "a=1");
+  // Longer than the key.
+  EXPECT_EQ(DescrambleField("5AEA11D9172C2416150C6EE84628080D04", kDataFileKey),
+            "appid=0123456789");
+  EXPECT_EQ(DescrambleField("10E357EA", ""), "x=1");  // without a key the default one
+  EXPECT_EQ(DescrambleField("006B", ""), "\xFF");     // the mixed byte equals the one before
+  for (const char* nothing : {"20", "2", ""}) EXPECT_EQ(DescrambleField(nothing, "k"), "");
 }
 
 constexpr char kAppIdField[] = "5AEA11D9172C2416150C6EE84628080D04";  // appid=0123456789
-constexpr char kEqualsField[] = "0038D64CF9608F";                     // id=a=b
 constexpr char kNoEqualsField[] = "0926DF1DDA0725D315";               // noequals
-constexpr char kNoValueField[] = "03393C";                            // e=
 constexpr char kHost1Field[] = "FF39E20ED643FB30C1A45B99A244E31DC0A894958FE7";
 constexpr char kHost2Field[] = "01383F280263DC52D24CD747";          // h=1.2.3.4:5
 constexpr char kHost3Field[] = "023B32FE22C6B95D87A340FA3FF07CF9";  // h=two.example:8
@@ -58,94 +41,68 @@ std::string Line(std::string_view field, std::string_view end = "\n") {
 }
 
 TEST(DataFileLines, AreCutAtTheirEndsAndTabs) {
-  EXPECT_THAT(DataFileValues(Line(kAppIdField, "\r\n") + Line(kEqualsField) + Line(kHost2Field, ""),
-                             kDataFileKey),
+  const auto values = [](const std::string& text) { return DataFileValues(text, kDataFileKey); };
+  // id=a=b keeps what follows the first "="; the last line has no end.
+  EXPECT_THAT(values(Line(kAppIdField, "\r\n") + Line("0038D64CF9608F") + Line(kHost2Field, "")),
               ElementsAre("0123456789", "a=b", "1.2.3.4:5"));
-  EXPECT_THAT(DataFileValues(std::string("\n\r\nno tab here\n\t\nlabel\t5\n") +
-                                 Line(kNoEqualsField) + Line(kNoValueField) + "\t" + kAppIdField,
-                             kDataFileKey),
-              ElementsAre("0123456789"));
-  EXPECT_TRUE(DataFileValues("", kDataFileKey).empty());
+  EXPECT_THAT(values(Line(kHost2Field, "\r00\n")), ElementsAre("1.2.3.4:5"));
+  EXPECT_THAT(values("\n\r\nno tab\n\t\nx\t5\n" + Line(kNoEqualsField) + Line("03393C")),  // e=
+              ElementsAre());
 }
 
-struct LoadCase {
-  const char* name;
-  const char* content;  // null: there is no file
-  DataFiles::Result result;
-};
-
-const std::string kNoTab = kAppIdField;
-const std::string kNoEquals = Line(kNoEqualsField);
-const std::string kGood = Line(kAppIdField, "\r\n");
-
-class LoadingADataFile : public testing::TestWithParam<LoadCase> {};
-
-// GBK, from another converter: could not open, and holds nothing.
-constexpr char kAppIdNotOpened[] = "B4F2BFAA6170706964CEC4BCFECAA7B0DC";
-constexpr char kAppIdEmpty[] = "6170706964CEC4BCFECAFDBEDDCEAABFD5";
-constexpr char kHostPortNotOpened[] = "B4F2BFAA686F7374706F7274CEC4BCFECAA7B0DC";
-constexpr char kHostPortEmpty[] = "686F7374706F7274CEC4BCFECAFDBEDDCEAABFD5";
-
-TEST_P(LoadingADataFile, TellsItsResultAndLogsItTwice) {
+// Loads both files of this content; the results and messages of both have to be alike.
+void ExpectLoaded(const char* content, DataFiles::Result result,
+                  const std::vector<std::string>& messages) {
   const TemporaryFolder folder;
-  if (GetParam().content != nullptr) {
-    folder.Write("appid.dat", GetParam().content);
-    folder.Write("hostport.dat", GetParam().content);
-  }
+  if (content != nullptr) folder.Write("appid.dat", content);
+  if (content != nullptr) folder.Write("hostport.dat", content);
   const LoggedLines errors;
   const LoggedLines dataFileErrors(DataFileLog(), "LogData");
-  testing::internal::CaptureStdout();
   DataFiles files(folder.path);
-  EXPECT_EQ(files.LoadAppId(), GetParam().result);
-  EXPECT_EQ(files.LoadHostPort(), GetParam().result);
-  std::string printed = testing::internal::GetCapturedStdout();
-  std::erase(printed, '\r');
-  EXPECT_EQ(printed, "version:V1.0\nversion:V1.0\n");
-
-  std::vector<std::string> expected;
-  if (GetParam().result == DataFiles::kCannotOpen) {
-    expected = {Text(kAppIdNotOpened), Text(kHostPortNotOpened)};
-  } else if (GetParam().result == DataFiles::kNoValue) {
-    expected = {Text(kAppIdEmpty), Text(kHostPortEmpty)};
-  }
-  EXPECT_EQ(errors.Get(), expected);
-  EXPECT_EQ(dataFileErrors.Get(), expected);
-  EXPECT_EQ(files.AppId(), GetParam().result == DataFiles::kLoaded ? "0123456789" : "");
+  EXPECT_EQ(files.LoadAppId(), result);
+  EXPECT_EQ(files.LoadHostPort(), result);
+  EXPECT_EQ(errors.Get(), messages);
+  EXPECT_EQ(dataFileErrors.Get(), messages);
+  EXPECT_EQ(files.AppId(), result == DataFiles::kLoaded ? "0123456789" : "");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Files, LoadingADataFile,
-    testing::Values(LoadCase{"Missing", nullptr, DataFiles::kCannotOpen},
-                    LoadCase{"Empty", "", DataFiles::kNoValue},
-                    LoadCase{"WithoutATab", kNoTab.c_str(), DataFiles::kNoValue},
-                    LoadCase{"WithoutEquals", kNoEquals.c_str(), DataFiles::kNoValue},
-                    LoadCase{"Good", kGood.c_str(), DataFiles::kLoaded}),
-    [](const auto& load) { return load.param.name; });
-
-TEST(DataFiles, ResultsHaveTheNumbersThatHostsSee) {
-  EXPECT_EQ(static_cast<int>(DataFiles::kLoaded), 9);
-  EXPECT_EQ(static_cast<int>(DataFiles::kNoValue), 5);
-  EXPECT_EQ(static_cast<int>(DataFiles::kCannotOpen), 1);
+TEST(DataFiles, TellTheirResultsAndLogFailuresTwice) {
+  testing::internal::CaptureStdout();
+  ExpectLoaded(Line(kAppIdField, "\r\n").c_str(), DataFiles::Result{9}, {});
+  EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::StartsWith("version:V1.0"));
+  // In GBK, from another converter: could not open, and holds nothing.
+  ExpectLoaded(nullptr, DataFiles::Result{1},
+               {Text("B4F2BFAA6170706964CEC4BCFECAA7B0DC"),
+                Text("B4F2BFAA686F7374706F7274CEC4BCFECAA7B0DC")});
+  for (const std::string& content :
+       {std::string(), std::string(kAppIdField), Line(kNoEqualsField)}) {
+    ExpectLoaded(content.c_str(), DataFiles::Result{5},
+                 {Text("6170706964CEC4BCFECAFDBEDDCEAABFD5"),
+                  Text("686F7374706F7274CEC4BCFECAFDBEDDCEAABFD5")});
+  }
 }
 
 TEST(DataFiles, EachIsReadOnceWhateverCameOfIt) {
   const TemporaryFolder folder;
-  DataFiles files(folder.path);
-  EXPECT_EQ(files.LoadAppId(), DataFiles::kCannotOpen);
-  folder.Write("appid.dat", kGood);
+  DataFiles missing(folder.path);
+  EXPECT_EQ(missing.LoadAppId(), DataFiles::kCannotOpen);
+  folder.Write("appid.dat", Line(kAppIdField));
   folder.Write("hostport.dat", Line(kHost1Field));
-  EXPECT_EQ(files.LoadAppId(), DataFiles::kCannotOpen);
-  EXPECT_EQ(files.AppId(), "");
-  EXPECT_EQ(files.LoadHostPort(), DataFiles::kLoaded);  // the other file's state is its own
+  EXPECT_EQ(missing.LoadAppId(), DataFiles::kCannotOpen);
+  EXPECT_EQ(missing.LoadHostPort(), DataFiles::kLoaded);  // the other file's state is its own
   folder.Write("hostport.dat", "");
   const LoggedLines errors;
-  EXPECT_EQ(files.LoadHostPort(), DataFiles::kLoaded);
+  EXPECT_EQ(missing.LoadHostPort(), DataFiles::kLoaded);
   EXPECT_TRUE(errors.Get().empty());
+  DataFiles empty(folder.path);
+  EXPECT_EQ(empty.LoadHostPort(), DataFiles::kNoValue);
+  folder.Write("hostport.dat", Line(kHost1Field));
+  EXPECT_EQ(empty.LoadHostPort(), DataFiles::kNoValue);
 }
 
-std::vector<std::string> FiveEndpoints(DataFiles& files) {
-  std::vector<std::string> endpoints(5);
-  std::generate(endpoints.begin(), endpoints.end(), [&files] { return files.NextEndpoint(); });
+std::vector<std::string> FourEndpoints(DataFiles& files) {
+  std::vector<std::string> endpoints;
+  while (endpoints.size() < 4) endpoints.push_back(files.NextEndpoint());
   return endpoints;
 }
 
@@ -153,25 +110,15 @@ TEST(DataFiles, EndpointsRotate) {
   const TemporaryFolder folder;
   folder.Write("hostport.dat", Line(kHost1Field, "\r\n") + Line(kHost2Field) + Line(kHost3Field));
   DataFiles files(folder.path);
+  const auto defaults = FourEndpoints(files);  // which name nobody
+  EXPECT_THAT(defaults, testing::Each(testing::EndsWith(".invalid,9999")));
+  EXPECT_NE(defaults[0], defaults[1]);
+  EXPECT_EQ(defaults[0], defaults[2]);
   EXPECT_EQ(files.LoadHostPort(), DataFiles::kLoaded);
   EXPECT_EQ(files.EndpointCount(), 3U);
-  EXPECT_EQ(files.EndpointIndex(), 0U);
-  EXPECT_THAT(FiveEndpoints(files), ElementsAre("svc.example:7000", "1.2.3.4:5", "two.example:8",
-                                                "svc.example:7000", "1.2.3.4:5"));
-  EXPECT_EQ(files.EndpointIndex(), 2U);
-}
-
-TEST(DataFiles, WithoutAFileTheDefaultsNameNobody) {
-  const TemporaryFolder folder;
-  folder.Write("hostport.dat", kNoEquals);
-  DataFiles files(folder.path);
-  EXPECT_EQ(files.LoadHostPort(), DataFiles::kNoValue);
-  EXPECT_EQ(files.EndpointCount(), 2U);
-  const auto endpoints = FiveEndpoints(files);
-  EXPECT_THAT(endpoints[0], testing::EndsWith(".invalid,9999"));
-  EXPECT_THAT(endpoints[1], testing::EndsWith(".invalid,9999"));
-  EXPECT_NE(endpoints[0], endpoints[1]);
-  EXPECT_EQ(endpoints[0], endpoints[2]);
+  EXPECT_THAT(FourEndpoints(files),
+              ElementsAre("svc.example:7000", "1.2.3.4:5", "two.example:8", "svc.example:7000"));
+  EXPECT_EQ(files.EndpointIndex(), 1U);
 }
 
 }  // namespace
