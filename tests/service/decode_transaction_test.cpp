@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -27,36 +26,62 @@ class RecordingSink : public ExchangeSink {
   bool Tracing() const override { return true; }
   void Trace(std::string_view text) override { traces.emplace_back(text); }
   void FileKey(std::int32_t item, const Block& key) override {
-    filed.push_back("key " + std::to_string(item) + " " + HexText(key));
+    filed += "key " + std::to_string(item) + " " + HexText(key) + ";";
   }
   void FileContent(const std::vector<std::pair<std::int32_t, std::string>>& entries) override {
     content = {entries.begin(), entries.end()};
-    filed.push_back("content");
+    filed += "content;";
   }
-  void FileDone() override { filed.push_back("done"); }
+  void FileDone() override { filed += "done;"; }
   void ReportFailure(std::int32_t code, std::string_view detail, std::string_view answer) override {
-    filed.push_back("fail " + std::to_string(code) + "," + std::string(detail));
+    filed += "fail " + std::to_string(code) + "," + std::string(detail) + ";";
     refused = answer;
   }
 
-  std::vector<std::string> filed;
+  std::string filed;
+  std::string refused;
   std::vector<std::string> traces;
   std::map<std::int32_t, std::string> content;
-  std::string refused;
 };
+
+using Exchange = void (*)(DecodeTransaction&);
+
+void Login(DecodeTransaction& transaction) { transaction.Login(); }
+void Heartbeat(DecodeTransaction& transaction) { transaction.InitDecodeChannel(); }
+void Dn(DecodeTransaction& transaction) { transaction.UploadDN(Block(64, 1)); }
+void OutputKey(DecodeTransaction& transaction) { transaction.UploadOutputKey(Block(64, 1)); }
+void Sector11(DecodeTransaction& transaction) { transaction.UploadSector11Data({}); }
+void Sector12(DecodeTransaction& transaction) { transaction.UploadSector12Data({}); }
+void Sector13(DecodeTransaction& transaction) { transaction.UploadSector13Data({}); }
+void Sector21(DecodeTransaction& transaction) { transaction.UploadSector21Data({}); }
+void Finger(DecodeTransaction& transaction) { transaction.UploadSector21Data(Block(1024, 1)); }
+
+constexpr Dialect kToken = Dialect::token;
+constexpr Dialect kOld = Dialect::device_code;
 
 class DecodeTransactionTest : public testing::Test {
  protected:
   DecodeTransactionTest() { transport.CreateSocket(); }
 
-  using Exchange = std::function<void(DecodeTransaction&)>;
-
-  void Run(Dialect dialect, const Exchange& exchange) {
+  // What one exchange files.
+  std::string Run(Dialect dialect, Exchange exchange,
+                  const std::vector<std::string>& answers = {}) {
+    for (const std::string& answer : answers) sockets.Answer(answer);
+    sink = {};
     DecodeTransaction transaction(transport, sink, clock, dialect, identity, login);
     exchange(transaction);
+    return sink.filed;
   }
-  void Answer(std::initializer_list<std::string> answers) {
-    for (const std::string& answer : answers) sockets.Answer(answer);
+
+  void ExpectWireFailures(Exchange exchange, const char* sendFailed, const char* receiveFailed) {
+    for (const Dialect dialect : {kToken, kOld}) {
+      login.loggedIn = false;
+      sockets.sendResult = -1;
+      EXPECT_EQ(Run(dialect, exchange), sendFailed);
+      sockets.sendResult = 0;
+      EXPECT_EQ(Run(dialect, exchange), receiveFailed);
+      EXPECT_EQ(Run(dialect, exchange, {""}), receiveFailed);  // the end of the connection
+    }
   }
 
   ScriptedSockets sockets;
@@ -67,136 +92,67 @@ class DecodeTransactionTest : public testing::Test {
   LoginState login{true, "tk-1"};
 };
 
-const Block kFile(1024, 0);
-
-void Login(DecodeTransaction& transaction) { transaction.Login(); }
-void Heartbeat(DecodeTransaction& transaction) { transaction.InitDecodeChannel(); }
-void Dn(DecodeTransaction& transaction) { transaction.UploadDN(Block(64, 1)); }
-void OutputKey(DecodeTransaction& transaction) { transaction.UploadOutputKey(Block(64, 1)); }
-void Sector11(DecodeTransaction& transaction) { transaction.UploadSector11Data(kFile); }
-void Sector12(DecodeTransaction& transaction) { transaction.UploadSector12Data(kFile); }
-void Sector13(DecodeTransaction& transaction) { transaction.UploadSector13Data(kFile); }
-void Sector21(DecodeTransaction& transaction) { transaction.UploadSector21Data(kFile); }
-void Fingerprints(DecodeTransaction& transaction) {
-  transaction.UploadSector21Data(Block(1024, 1));
+TEST_F(DecodeTransactionTest, EachExchangeHasCodesOfItsOwn) {
+  ExpectWireFailures(Heartbeat, "fail 7,;", "fail 8,;");
+  ExpectWireFailures(Dn, "fail 9,;", "fail 10,;");
+  ExpectWireFailures(OutputKey, "fail 11,;", "fail 12,;");
+  ExpectWireFailures(Sector11, "fail 13,;", "fail 14,;");
+  ExpectWireFailures(Sector12, "fail 15,;", "fail 16,;");
+  ExpectWireFailures(Sector13, "fail 17,;", "fail 18,;");
+  ExpectWireFailures(Sector21, "fail 19,;", "fail 20,;");
+  ExpectWireFailures(Login, "fail 49,;", "fail 50,;");
 }
 
-struct WireFailure {
-  const char* name;
-  void (*exchange)(DecodeTransaction&);
-  int sendCode;
-  int receiveCode;
-};
-
-class WireFailureOf : public DecodeTransactionTest,
-                      public testing::WithParamInterface<WireFailure> {};
-
-TEST_P(WireFailureOf, AnExchangeHasItsOwnCodes) {
-  for (const Dialect dialect : {Dialect::token, Dialect::device_code}) {
-    login.loggedIn = false;
-    sink.filed.clear();
-    sockets.sendResult = -1;
-    Run(dialect, GetParam().exchange);
-    sockets.sendResult = 0;
-    Run(dialect, GetParam().exchange);
-    EXPECT_THAT(sink.filed, ElementsAre("fail " + std::to_string(GetParam().sendCode) + ",",
-                                        "fail " + std::to_string(GetParam().receiveCode) + ","));
-    EXPECT_EQ(sink.refused, "");
+TEST_F(DecodeTransactionTest, AnAnswerIsFiledOrRefused) {
+  constexpr char kRefused[] = R"({"code":"07"})";
+  EXPECT_EQ(Run(kToken, Heartbeat, {"anything at all"}), "");
+  EXPECT_EQ(Run(kToken, Dn, {wire::InputKeyAnswer()}), "key 6 1122334455667788;");
+  EXPECT_EQ(Run(kToken, Dn, {wire::OutputKeyAnswer()}), "fail 44,;");
+  EXPECT_EQ(Run(kToken, Dn, {kRefused}), "fail 44,;");
+  EXPECT_EQ(sink.refused, kRefused);  // for the error log
+  EXPECT_EQ(Run(kToken, OutputKey, {wire::OutputKeyAnswer()}), "key 7 A1A2A3A4A5A6A7A8;");
+  EXPECT_EQ(Run(kToken, OutputKey, {kRefused}), "fail 45,;");
+  EXPECT_EQ(Run(kOld, Dn, {wire::FirstAnswer(wire::kInputKeyData)}), "key 6 1122334455667788;");
+  EXPECT_EQ(Run(kOld, Dn, {wire::FirstAnswer(wire::kShortKeyData)}), "fail 44,;");
+  EXPECT_EQ(Run(kOld, OutputKey, {wire::FirstAnswer(wire::kOutputKeyData)}),
+            "key 7 A1A2A3A4A5A6A7A8;");
+  EXPECT_EQ(Run(kOld, OutputKey, {kRefused}), "fail 45,;");
+  // Only the first answer may skip the rest of the relay.
+  EXPECT_EQ(Run(kOld, OutputKey, {R"({"dataType":"FIFTH","data":"INFO"})"}), "fail 45,;");
+  for (const Exchange sector : {Sector11, Sector12, Sector13}) {
+    EXPECT_EQ(Run(kToken, sector, {kRefused}) + Run(kOld, sector, {"x"}), "");
   }
-  EXPECT_EQ(sockets.Sent().size(), 4U);
 }
-
-INSTANTIATE_TEST_SUITE_P(Exchanges, WireFailureOf,
-                         testing::Values(WireFailure{"Heartbeat", Heartbeat, 7, 8},
-                                         WireFailure{"Dn", Dn, 9, 10},
-                                         WireFailure{"OutputKey", OutputKey, 11, 12},
-                                         WireFailure{"Sector11", Sector11, 13, 14},
-                                         WireFailure{"Sector12", Sector12, 15, 16},
-                                         WireFailure{"Sector13", Sector13, 17, 18},
-                                         WireFailure{"Sector21", Sector21, 19, 20},
-                                         WireFailure{"Login", Login, 49, 50}),
-                         [](const auto& failure) { return failure.param.name; });
-
-struct AnswerCase {
-  const char* name;
-  Dialect dialect;
-  void (*exchange)(DecodeTransaction&);
-  std::string answer;
-  std::string filed;  // empty: nothing
-};
-
-class AnswerTo : public DecodeTransactionTest, public testing::WithParamInterface<AnswerCase> {};
-
-TEST_P(AnswerTo, AnExchangeIsFiledOrRefused) {
-  Answer({GetParam().answer});
-  Run(GetParam().dialect, GetParam().exchange);
-  std::string filed;
-  for (const std::string& record : sink.filed) filed += record;
-  EXPECT_EQ(filed, GetParam().filed);
-  // A refused answer is kept for the error log.
-  EXPECT_EQ(sink.refused, filed.starts_with("fail") ? GetParam().answer : "");
-}
-
-constexpr char kRefused[] = R"({"code":"07"})";
-
-INSTANTIATE_TEST_SUITE_P(
-    Exchanges, AnswerTo,
-    testing::Values(
-        AnswerCase{"Heartbeat", Dialect::token, Heartbeat, "anything at all", ""},
-        AnswerCase{"Dn", Dialect::token, Dn, wire::InputKeyAnswer(), "key 6 1122334455667788"},
-        AnswerCase{"DnRefused", Dialect::token, Dn, kRefused, "fail 44,"},
-        AnswerCase{"DnOtherKey", Dialect::token, Dn, wire::OutputKeyAnswer(), "fail 44,"},
-        AnswerCase{"OutputKey", Dialect::token, OutputKey, wire::OutputKeyAnswer(),
-                   "key 7 A1A2A3A4A5A6A7A8"},
-        AnswerCase{"OutputKeyRefused", Dialect::token, OutputKey, kRefused, "fail 45,"},
-        AnswerCase{"OldDn", Dialect::device_code, Dn, wire::FirstAnswer(wire::kInputKeyData),
-                   "key 6 1122334455667788"},
-        AnswerCase{"OldDnShort", Dialect::device_code, Dn, wire::FirstAnswer(wire::kShortKeyData),
-                   "fail 44,"},
-        AnswerCase{"OldOutputKey", Dialect::device_code, OutputKey,
-                   wire::FirstAnswer(wire::kOutputKeyData), "key 7 A1A2A3A4A5A6A7A8"},
-        AnswerCase{"OldOutputKeyRefused", Dialect::device_code, OutputKey, kRefused, "fail 45,"},
-        // Only the first answer may skip the rest of the relay.
-        AnswerCase{"OldOutputKeyContent", Dialect::device_code, OutputKey,
-                   R"({"dataType":"FIFTH","data":"INFO"})", "fail 45,"},
-        AnswerCase{"Sector11", Dialect::token, Sector11, kRefused, ""},
-        AnswerCase{"Sector12", Dialect::device_code, Sector12, kRefused, ""},
-        AnswerCase{"Sector13", Dialect::token, Sector13, "x", ""}),
-    [](const auto& answer) { return answer.param.name; });
 
 TEST_F(DecodeTransactionTest, LoginKeepsItsTokenAndIsDoneOnce) {
   login = {};
-  Answer({wire::kLoginAnswer, "unwanted"});
-  Run(Dialect::token, Login);
+  EXPECT_EQ(Run(kToken, Login, {wire::kLoginAnswer}), "");
   EXPECT_TRUE(login.loggedIn);
   EXPECT_EQ(login.token, "tk-1");
-  Run(Dialect::token, Login);
+  EXPECT_EQ(Run(kToken, Login), "");
   EXPECT_THAT(sockets.Sent(), ElementsAre(LoginMessage(identity)));
-  EXPECT_TRUE(sink.filed.empty());
 }
 
 TEST_F(DecodeTransactionTest, ARefusedLoginNamesTheServicesCode) {
   login = {};
-  Answer({R"({"code":"17","msg":"no"})", R"({"code":"00","token":"a"})", "rubbish"});
-  for (int count = 0; count < 3; ++count) Run(Dialect::token, Login);
-  EXPECT_THAT(sink.filed, ElementsAre("fail 51,code:17", "fail 51,", "fail 51,"));
+  EXPECT_EQ(Run(kToken, Login, {R"({"code":"17","msg":"no"})"}), "fail 51,code:17;");
+  EXPECT_EQ(Run(kToken, Login, {R"({"code":"00","token":"a"})"}), "fail 51,;");
+  EXPECT_EQ(Run(kToken, Login, {"rubbish"}), "fail 51,;");
   EXPECT_EQ(sink.refused, "rubbish");
   EXPECT_FALSE(login.loggedIn);
 }
 
 TEST_F(DecodeTransactionTest, AnExpiredTokenLogsOut) {
-  for (const auto exchange : {Dn, OutputKey}) {
-    login.loggedIn = true;
-    Answer({R"({"code":"09","msg":"token已过期"})"});
-    Run(Dialect::token, exchange);
-    EXPECT_FALSE(login.loggedIn);
-  }
-  EXPECT_THAT(sink.filed, ElementsAre("fail 44,", "fail 45,"));
+  constexpr char kExpired[] = R"({"code":"09","msg":"token已过期"})";
+  EXPECT_EQ(Run(kToken, Dn, {kExpired}), "fail 44,;");
+  EXPECT_FALSE(login.loggedIn);
+  login.loggedIn = true;
+  EXPECT_EQ(Run(kToken, OutputKey, {kExpired}), "fail 45,;");
+  EXPECT_FALSE(login.loggedIn);
 }
 
 TEST_F(DecodeTransactionTest, TracesItsSteps) {
-  Answer({wire::InputKeyAnswer()});
-  Run(Dialect::token, Dn);
+  Run(kToken, Dn, {wire::InputKeyAnswer()});
   EXPECT_THAT(sink.traces,
               ElementsAre("UploadDN 2 ******", StartsWith(R"(UploadDN Send{"type":"dn2")"),
                           StartsWith(R"(UploadDN Read{"code":"00")"),
@@ -204,147 +160,81 @@ TEST_F(DecodeTransactionTest, TracesItsSteps) {
 }
 
 TEST_F(DecodeTransactionTest, Sector21SaysWhetherThereAreFingerprints) {
-  Answer({wire::PermitAnswer(), wire::PermitAnswer(), "x", "x", "x", "x"});
-  Run(Dialect::token, Sector21);
-  Run(Dialect::token, Fingerprints);
-  Run(Dialect::device_code, Sector21);
-  const auto sent = sockets.Sent();
-  ASSERT_EQ(sent.size(), 3U);
-  EXPECT_EQ(sent[0], "{\"type\":\"BB21_2\",\"token\":\"tk-1\"}\n");
-  EXPECT_THAT(sent[1], StartsWith(R"({"type":"BB21","token":"tk-1","data":[)"));
-  EXPECT_THAT(sent[2], StartsWith(R"({"sbm":"Appid&IDCard&PcDevice","type":"INFO",)"
-                                  R"("dataType":"FIRST","data":[-101,-57,29,-31,)"));
+  Run(kToken, Sector21, {wire::PermitAnswer()});
+  EXPECT_EQ(sockets.Sent().back(), "{\"type\":\"BB21_2\",\"token\":\"tk-1\"}\n");
+  Run(kToken, Finger, {wire::PermitAnswer()});
+  EXPECT_THAT(sockets.Sent().back(), StartsWith(R"({"type":"BB21","token":"tk-1","data":[)"));
+  Run(kOld, Sector21, {"x"});
+  EXPECT_THAT(sockets.Sent().back(), StartsWith(R"({"sbm":"Appid&IDCard&PcDevice","type":"INFO",)"
+                                                R"("dataType":"FIRST","data":[-101,-57,29,-31,)"));
 }
 
-struct ContentCase {
-  const char* name;
-  Dialect dialect;
-  std::vector<std::string> answers;
-  std::vector<std::string> filed;
-  std::size_t answersLeft = 0;
-};
+constexpr char kCard[] = "content;done;";
 
-class ContentAnswer : public DecodeTransactionTest,
-                      public testing::WithParamInterface<ContentCase> {};
-
-TEST_P(ContentAnswer, IsJoinedFromItsReceives) {
-  for (const std::string& answer : GetParam().answers) sockets.Answer(answer);
-  Run(GetParam().dialect, Sector21);
-  EXPECT_EQ(sink.filed, GetParam().filed);
-  EXPECT_EQ(sockets.AnswersLeft(), GetParam().answersLeft);
-  if (sink.filed.front() == "content") {
-    EXPECT_EQ(sink.content[32], "810000199001020011");
-    EXPECT_EQ(sink.content[35], Gbk("陈大文"));
-    EXPECT_EQ(sink.content[50], "Success");
+// The text in pieces that end at these places.
+std::vector<std::string> Cut(const std::string& text, const std::vector<std::size_t>& ends) {
+  std::vector<std::string> pieces;
+  std::size_t begin = 0;
+  for (const std::size_t end : ends) {
+    pieces.push_back(text.substr(begin, end - begin));
+    begin = end;
   }
+  pieces.push_back(text.substr(begin));
+  return pieces;
 }
 
-// The old dialect's content is the card's text with three words in it.
-std::string OldContent() {
-  return R"({"data":"x","dataType":"FIFTH","kind":"INFO",)" +
-         std::string(wire::kPermitContent).substr(1);
+TEST_F(DecodeTransactionTest, TheContentIsJoinedUpToItsLineEnd) {
+  const std::string answer = wire::PermitAnswer();
+  EXPECT_EQ(Run(kToken, Sector21, {answer, "more"}), kCard);
+  EXPECT_EQ(sink.content[32], "810000199001020011");
+  EXPECT_EQ(sink.content[35], Gbk("陈大文"));
+  EXPECT_EQ(sockets.AnswersLeft(), 1U);
+  Run(kToken, Heartbeat);
+  EXPECT_EQ(Run(kToken, Sector21, {wire::kAcknowledgement, answer}), kCard);
+  EXPECT_EQ(Run(kToken, Sector21, Cut(answer, {201})), kCard);
+  EXPECT_EQ(Run(kToken, Sector21, Cut(answer, {210, 220, 230})), kCard);
+  // 200 bytes count as an acknowledgement and are gone.
+  EXPECT_EQ(Run(kToken, Sector21, Cut(answer, {200})), "fail 22,;");
+  // Without a line end the joining stops after three more receives, with what is there.
+  EXPECT_EQ(Run(kToken, Sector21, Cut(answer, {210, 220, 230, 240})), "fail 22,;");
+  EXPECT_EQ(sockets.AnswersLeft(), 1U);
+  Run(kToken, Heartbeat);
+  EXPECT_EQ(Run(kToken, Sector21, Cut(answer.substr(0, answer.size() - 1), {210, 220, 230})),
+            kCard);
+  EXPECT_EQ(Run(kToken, Sector21, {answer.substr(0, answer.size() - 1)}), "fail 22,;");
+  EXPECT_EQ(Run(kToken, Sector21, {wire::kAcknowledgement}), "fail 22,;");
 }
 
-const std::vector<std::string> kCard = {"content", "done"};
-const std::vector<std::string> kNoContent = {"fail 22,"};
-
-std::string Part(const std::string& text, std::size_t begin,
-                 std::size_t count = std::string::npos) {
-  return text.substr(begin, count);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Token, ContentAnswer,
-    testing::Values(
-        ContentCase{"AtOnce", Dialect::token, {wire::PermitAnswer(), "more"}, kCard, 1},
-        ContentCase{"BehindAnAcknowledgement",
-                    Dialect::token,
-                    {wire::kAcknowledgement, wire::PermitAnswer()},
-                    kCard},
-        ContentCase{"InTwo",
-                    Dialect::token,
-                    {Part(wire::PermitAnswer(), 0, 201), Part(wire::PermitAnswer(), 201)},
-                    kCard},
-        // 200 bytes count as an acknowledgement and are gone.
-        ContentCase{"FirstPartTooShort",
-                    Dialect::token,
-                    {Part(wire::PermitAnswer(), 0, 200), Part(wire::PermitAnswer(), 200)},
-                    kNoContent},
-        ContentCase{"InFour",
-                    Dialect::token,
-                    {Part(wire::PermitAnswer(), 0, 210), Part(wire::PermitAnswer(), 210, 10),
-                     Part(wire::PermitAnswer(), 220, 10), Part(wire::PermitAnswer(), 230)},
-                    kCard},
-        // After three more receives the joining stops, with what is there.
-        ContentCase{"InFive",
-                    Dialect::token,
-                    {Part(wire::PermitAnswer(), 0, 210), Part(wire::PermitAnswer(), 210, 10),
-                     Part(wire::PermitAnswer(), 220, 10), Part(wire::PermitAnswer(), 230, 10),
-                     Part(wire::PermitAnswer(), 240)},
-                    kNoContent,
-                    1},
-        ContentCase{"WithoutALineEnd",
-                    Dialect::token,
-                    {Part(wire::PermitAnswer(), 0, wire::PermitAnswer().size() - 1)},
-                    kNoContent},
-        ContentCase{"NeverComes", Dialect::token, {wire::kAcknowledgement}, kNoContent},
-        ContentCase{"WithoutData",
-                    Dialect::token,
-                    {R"({"date":")" + std::string(200, 'x') + "\"}\n"},
-                    kNoContent},
-        ContentCase{"NotCompressed",
-                    Dialect::token,
-                    {R"({"data":")" + std::string(200, 'x') + "\"}\n"},
-                    {"fail 55,"}},
-        ContentCase{"EmptyData",
-                    Dialect::token,
-                    {R"({"data":"")" + std::string(200, ' ') + "}\n"},
-                    {"fail 55,"}}),
-    [](const auto& content) { return content.param.name; });
-
-INSTANTIATE_TEST_SUITE_P(
-    DeviceCode, ContentAnswer,
-    testing::Values(
-        ContentCase{"AtOnce", Dialect::device_code, {OldContent()}, kCard},
-        ContentCase{"BehindAnAcknowledgement", Dialect::device_code, {"ok", OldContent()}, kCard},
-        ContentCase{"InTwo",
-                    Dialect::device_code,
-                    {Part(OldContent(), 0, 12), Part(OldContent(), 12)},
-                    kCard},
-        ContentCase{
-            "InThreeBehindAnAcknowledgement",
-            Dialect::device_code,
-            {"ok", Part(OldContent(), 0, 12), Part(OldContent(), 12, 20), Part(OldContent(), 32)},
-            kCard},
-        ContentCase{
-            "BeginsAnew", Dialect::device_code, {Part(OldContent(), 0, 30), OldContent()}, kCard},
-        ContentCase{
-            "ThreeReceivesWithout", Dialect::device_code, {"a", "b", "c", "d", "e"}, kNoContent, 1},
-        ContentCase{"NeverComes", Dialect::device_code, {"ok"}, kNoContent}),
-    [](const auto& content) { return content.param.name; });
-
-TEST_F(DecodeTransactionTest, TheOldDialectMayAnswerTheDnWithTheContent) {
-  Answer({OldContent()});
-  Run(Dialect::device_code, Dn);
-  EXPECT_THAT(sink.filed, ElementsAre("content", "done"));
-}
-
-TEST_F(DecodeTransactionTest, PrintsWhatInflatingGave) {
-  Answer({wire::PermitAnswer(), R"({"data":")" + std::string(200, 'x') + "\"}\n"});
+TEST_F(DecodeTransactionTest, AContentThatIsNoneIsNotParsed) {
+  const std::string filler(200, 'x');
+  EXPECT_EQ(Run(kToken, Sector21, {R"({"date":")" + filler + "\"}\n"}), "fail 22,;");
   testing::internal::CaptureStdout();
-  Run(Dialect::token, Sector21);
-  Run(Dialect::token, Sector21);
-  std::string printed = testing::internal::GetCapturedStdout();
-  EXPECT_THAT(printed, StartsWith("ret=1,out_len=227"));
+  EXPECT_EQ(Run(kToken, Sector21, {wire::PermitAnswer()}), kCard);
+  EXPECT_EQ(Run(kToken, Sector21, {R"({"data":")" + filler + "\"}\n"}), "fail 55,;");
+  EXPECT_EQ(Run(kToken, Sector21, {R"({"data":"","x":")" + filler + "\"}\n"}), "fail 55,;");
+  const std::string printed = testing::internal::GetCapturedStdout();
+  EXPECT_THAT(printed, StartsWith("ret=1,out_len=227"));  // printed whatever the result is
   EXPECT_THAT(printed, testing::HasSubstr("ret=-3,out_len=0"));
+  const LoggedLines errors;
+  EXPECT_EQ(Run(kOld, Sector21, {R"({"data":"FIFTH INFO","type":"passport"})"}), "done;");
+  EXPECT_THAT(errors.Get(), ElementsAre("parse type fail"));
 }
 
-TEST_F(DecodeTransactionTest, AContentOfUnknownTypeFilesNoField) {
-  const LoggedLines errors;
-  Answer({R"({"data":"FIFTH INFO","type":"passport"})"});
-  Run(Dialect::device_code, Sector21);
-  EXPECT_THAT(sink.filed, ElementsAre("done"));
-  EXPECT_THAT(errors.Get(), ElementsAre("parse type fail"));
+TEST_F(DecodeTransactionTest, TheOldDialectsContentIsJoinedUpToItsTwoWords) {
+  const std::string content = R"({"data":"x","dataType":"FIFTH","kind":"INFO",)" +
+                              std::string(wire::kPermitContent).substr(1);
+  EXPECT_EQ(Run(kOld, Sector21, {content}), kCard);
+  EXPECT_EQ(sink.content[35], Gbk("陈大文"));
+  EXPECT_EQ(Run(kOld, Sector21, {"ok", content}), kCard);
+  EXPECT_EQ(Run(kOld, Sector21, Cut(content, {12})), kCard);
+  EXPECT_EQ(Run(kOld, Sector21, Cut("ok" + content, {2, 14, 34})), kCard);
+  EXPECT_EQ(Run(kOld, Sector21, {content.substr(0, 30), content}), kCard);  // begins anew
+  EXPECT_EQ(Run(kOld, Dn, {content}), kCard);                               // instead of a key
+  clock.sleptMs = 0;
+  EXPECT_EQ(Run(kOld, Sector21, {"ok"}), "fail 22,;");
+  EXPECT_EQ(clock.sleptMs, 10U);  // between three attempts
+  EXPECT_EQ(Run(kOld, Sector21, {"a", "b", "c", "d", "e"}), "fail 22,;");
+  EXPECT_EQ(sockets.AnswersLeft(), 1U);
 }
 
 }  // namespace

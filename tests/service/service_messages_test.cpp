@@ -12,24 +12,18 @@ namespace idcardreader {
 namespace {
 
 TEST(ServiceMessages, LoginNamesTheApplicationAndEndsTheLine) {
-  EXPECT_EQ(LoginMessage({}),
-            R"({"appId":"app001","hardwareNumber":"IDCard","deviceNumber":"PcDevice",)"
-            R"("hardwareVersion":"verson","sdkVersion":"V2.84","deviceName":"readcard",)"
-            R"("deviceType":"readcard","type":"login"})"
-            "\n");
   EXPECT_EQ(
       LoginMessage({"whole", "a", "b", "c", "d"}),
       R"({"appId":"a","hardwareNumber":"b","deviceNumber":"c","hardwareVersion":"d",)"
       R"("sdkVersion":"V2.84","deviceName":"readcard","deviceType":"readcard","type":"login"})"
       "\n");
+  EXPECT_EQ(LoginMessage({}).find(R"({"appId":"app001","hardwareNumber":"IDCard","deviceNumber":)"
+                                  R"("PcDevice","hardwareVersion":"verson",)"),
+            0U);
 }
 
 TEST(ServiceMessages, HeartbeatCarriesTheDeviceCode) {
   EXPECT_EQ(HeartbeatMessage({}), R"({"sbm":"Appid&IDCard&PcDevice","type":"HEARTBEAT"})");
-}
-
-TEST(ServiceMessages, ACardWithoutFingerprintsSendsNoData) {
-  EXPECT_EQ(NoFingerprintMessage("tk"), "{\"type\":\"BB21_2\",\"token\":\"tk\"}\n");
 }
 
 // An answer of the reader: echo, status, then data counted up from the value given.
@@ -50,53 +44,32 @@ std::string ZeroFileData(const std::string& first, int zeroBlocks, const std::st
 constexpr char kPadOf6[] = "73,11,-54,50,19,-31,-59,0";
 constexpr char kPadOf8[] = "64,-128,-37,102,53,-97,100,-96";
 
-struct UploadCase {
-  const char* type;      // token dialect
-  const char* dataType;  // device-code dialect
-  Upload upload;
-  Block block;
-  std::string data;
-};
+void ExpectUpload(Upload upload, const Block& block, const std::string& type,
+                  const std::string& dataType, const std::string& data) {
+  EXPECT_EQ(UploadMessage(Dialect::token, "tk-1", upload, block),
+            R"({"type":")" + type + R"(","token":"tk-1","data":)" + data + "\n");
+  EXPECT_EQ(UploadMessage(Dialect::device_code, "a&b", upload, block),
+            R"({"sbm":"a&b","type":"INFO","dataType":")" + dataType + R"(","data":)" + data);
+}
 
 TEST(ServiceMessages, UploadsCarryTheEncipheredBlockInBothDialects) {
   Block fingerprints(1024, 0);
   fingerprints[2] = 1;
-  const UploadCase kCases[] = {
-      {"dn2", "NULL", Upload::dn, DnBlock(ReaderAnswer(0x01)), wire::kDnData},
-      {"BBB2", "FIRST", Upload::output_key, OutputKeyBlock(ReaderAnswer(0x21)),
-       wire::kOutputKeyBlockData},
-      {"BB11", "FIRST", Upload::sector11, SectorBlock(kFile11, Block(214, 0)),
-       ZeroFileData("18,27,50,-70,-56,-105,94,-117", 26, kPadOf8)},
-      {"BB12", "FIRST", Upload::sector12, SectorBlock(kFile12, Block(256, 0)),
-       ZeroFileData("-38,-80,88,-92,116,71,-69,-35", 31, kPadOf6)},
-      {"BB13", "FIRST", Upload::sector13, SectorBlock(kFile13, Block(1024, 0)),
-       ZeroFileData("85,-63,-87,74,94,110,-70,-31", 127, kPadOf6)},
-      {"BB21", "FIRST", Upload::sector21, SectorBlock(kFile21, fingerprints),
-       ZeroFileData("79,-19,29,-19,96,36,-36,-17", 127, kPadOf6)},
-      // What a reader did not deliver counts as zeros.
-      {"BB12", "FIRST", Upload::sector12, SectorBlock(kFile12, Block{}),
-       ZeroFileData("-38,-80,88,-92,116,71,-69,-35", 31, kPadOf6)},
-  };
-  for (const UploadCase& row : kCases) {
-    EXPECT_EQ(
-        UploadMessage(Dialect::token, "tk-1", row.upload, row.block),
-        std::string(R"({"type":")") + row.type + R"(","token":"tk-1","data":)" + row.data + "\n");
-    EXPECT_EQ(UploadMessage(Dialect::device_code, "a&b", row.upload, row.block),
-              std::string(R"({"sbm":"a&b","type":"INFO","dataType":")") + row.dataType +
-                  R"(","data":)" + row.data);
-  }
+  ExpectUpload(Upload::dn, DnBlock(ReaderAnswer(0x01)), "dn2", "NULL", wire::kDnData);
+  ExpectUpload(Upload::output_key, OutputKeyBlock(ReaderAnswer(0x21)), "BBB2", "FIRST",
+               wire::kOutputKeyBlockData);
+  ExpectUpload(Upload::sector11, SectorBlock(kFile11, Block(2000, 0)), "BB11", "FIRST",
+               ZeroFileData("18,27,50,-70,-56,-105,94,-117", 26, kPadOf8));
+  ExpectUpload(Upload::sector12, SectorBlock(kFile12, {}), "BB12", "FIRST",
+               ZeroFileData("-38,-80,88,-92,116,71,-69,-35", 31, kPadOf6));
+  ExpectUpload(Upload::sector13, SectorBlock(kFile13, Block(1024, 0)), "BB13", "FIRST",
+               ZeroFileData("85,-63,-87,74,94,110,-70,-31", 127, kPadOf6));
+  ExpectUpload(Upload::sector21, SectorBlock(kFile21, fingerprints), "BB21", "FIRST",
+               ZeroFileData("79,-19,29,-19,96,36,-36,-17", 127, kPadOf6));
 }
 
-TEST(CardBlocks, HaveTheSizesThatTheServiceExpects) {
-  EXPECT_EQ(DnBlock(ReaderAnswer(1)).size(), 42U);
-  EXPECT_EQ(OutputKeyBlock(ReaderAnswer(1)).size(), 26U);
-  EXPECT_EQ(SectorBlock(kFile11, Block(2000, 7)).size(), 216U);
-  EXPECT_EQ(SectorBlock(kFile12, {}).size(), 258U);
-  EXPECT_EQ(SectorBlock(kFile13, {}).size(), 1026U);
-  EXPECT_EQ(SectorBlock(kFile21, {}).size(), 1026U);
-}
-
-TEST(CardBlocks, FingerprintsShowInTheFirstThreeBytes) {
+TEST(ServiceMessages, ACardWithoutFingerprintsSendsNoData) {
+  EXPECT_EQ(NoFingerprintMessage("tk"), "{\"type\":\"BB21_2\",\"token\":\"tk\"}\n");
   for (const std::size_t position : {0U, 1U, 2U, 3U, 1023U}) {
     Block area(1024, 0);
     area[position] = 0x80;
