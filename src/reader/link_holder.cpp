@@ -20,13 +20,14 @@ bool IsSetting(std::int32_t item) {
 
 }  // namespace
 
-LinkHolder::LinkHolder(platform::SocketApi& sockets, platform::Clock& clock)
-    : sockets(sockets), clock(clock) {}
+LinkHolder::LinkHolder(platform::SocketApi& sockets, platform::Clock& clock, Dialect dialect)
+    : sockets(sockets), clock(clock), dialect(dialect) {}
 
 std::shared_ptr<DecodeServerLink> LinkHolder::Ensure() {
   const std::lock_guard guard(holderLock);
   if (link == nullptr) {
     link = std::make_shared<DecodeServerLink>(sockets, clock);
+    link->SetTokenProtocol(dialect == Dialect::token);
     for (const std::int32_t item : kSettingItems) {
       const auto setting = settings.find(item);
       if (setting != settings.end()) {

@@ -16,7 +16,8 @@ namespace idcardreader {
 // Whoever holds the pointer keeps the link alive while using it.
 class LinkHolder {
  public:
-  LinkHolder(platform::SocketApi& sockets, platform::Clock& clock);
+  LinkHolder(platform::SocketApi& sockets, platform::Clock& clock,
+             Dialect dialect = Dialect::token);
 
   std::shared_ptr<DecodeServerLink> Ensure();
   // Null when there is none.
@@ -28,6 +29,7 @@ class LinkHolder {
  private:
   platform::SocketApi& sockets;
   platform::Clock& clock;
+  const Dialect dialect;
   platform::CSMutex holderLock;  // guards the rest; taken after stateLock, before the link's lock
   std::shared_ptr<DecodeServerLink> link;
   std::map<std::int32_t, std::string> settings;

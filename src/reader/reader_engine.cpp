@@ -42,7 +42,7 @@ ReaderEngine::ReaderEngine(const EngineDoors& doors)
       executableFolder(doors.executableFolder),
       libraryFolder(doors.libraryFolder),
       log(kLogName, doors.clock),
-      links(doors.sockets, doors.clock),
+      links(doors.sockets, doors.clock, doors.dialect),
       reader(doors.reader, log, doors.clock),
       machine(state, reader, links, *this, log, doors.clock),
       search(reader, *this, log, doors.clock),

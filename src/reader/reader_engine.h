@@ -32,6 +32,7 @@ struct EngineDoors {
   platform::Clock& clock;
   std::filesystem::path executableFolder;  // of conf.yaml
   std::filesystem::path libraryFolder;     // of the data files
+  Dialect dialect = Dialect::token;        // with the service; the library speaks no other
 };
 
 // The one object behind every export: configuration, reader, read thread, service link, the record
