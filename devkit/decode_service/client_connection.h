@@ -1,12 +1,12 @@
 #pragma once
 
 #include <array>
-#include <asio.hpp>
 #include <deque>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "base/asio.h"
 #include "decode_service/answer_plan.h"
 #include "decode_service/message_splitter.h"
 #include "decode_service/service_state.h"

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <asio.hpp>
 #include <cstdint>
 #include <functional>
 #include <list>
+
+#include "base/asio.h"
 
 namespace devkit {
 

@@ -1,11 +1,11 @@
 // decode-service: the decode service as a program.
 
 #include <CLI/CLI.hpp>
-#include <asio.hpp>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
 
+#include "base/asio.h"
 #include "base/json_file.h"
 #include "decode_service/decode_service.h"
 

@@ -29,10 +29,41 @@ namespace apitest {
   F(readCardGetCardType)          \
   F(readCardSetDeviceType)        \
   F(readCardBeep)                 \
+  F(SDT_OpenPort)                 \
+  F(SDT_ClosePort)                \
+  F(SDT_ResetSAM)                 \
+  F(SDT_GetSAMStatus)             \
+  F(SDT_SetMaxRFByte)             \
+  F(SDT_SetCOMBaud)               \
+  F(SDT_GetCOMBaud)               \
+  F(SDT_GetErrorString)           \
+  F(SDT_GetSAMID)                 \
+  F(SDT_GetSAMIDToStr)            \
+  F(SDT_ReadIINSNDN)              \
+  F(SDT_ReadIINSNDNToASCII)       \
+  F(SDT_ReadMngInfo)              \
+  F(SDT_ReadNewAppMsg)            \
+  F(SDT_StartFindIDCard)          \
+  F(SDT_SelectIDCard)             \
   F(SDT_ReadBaseMsg)              \
   F(SDT_ReadBaseFPMsg)            \
   F(SDT_ReadBaseMsgFingerPrint)   \
+  F(SDT_ReadBaseMsgToFile)        \
+  F(SDT_ReadBaseFPMsgToFile)      \
   F(SDT_ReadFPMsg)                \
+  F(InitComm)                     \
+  F(Routon_IC_FindCard)           \
+  F(Routon_Set210Update)          \
+  F(Routon_SetNewVersion)         \
+  F(Routon_StartFindIDCard)       \
+  F(Authenticate)                 \
+  F(Read_Content)                 \
+  F(ReadIINSNDN)                  \
+  F(dewlt)                        \
+  F(HID_BeepLED)                  \
+  F(Routon_BeepLED)               \
+  F(Routon_Get210Version)         \
+  F(Routon_ReadBaseMsg)           \
   F(CloseComm)                    \
   F(GetPeopleName)                \
   F(GetPeopleSex)                 \

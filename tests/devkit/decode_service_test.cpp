@@ -2,8 +2,7 @@
 
 #include "decode_service/decode_service.h"
 
-#include <asio.hpp>
-
+#include "base/asio.h"
 #include "devkit/devkit_test_support.h"
 
 namespace devkit {

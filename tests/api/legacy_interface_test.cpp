@@ -1,0 +1,115 @@
+// The older hosts' functions: open, find, read into files of fixed names, sound the reader.
+
+#include "api/api_test.h"
+#include "api/output_buffer.h"
+
+namespace apitest {
+namespace {
+
+namespace fs = std::filesystem;
+
+class LegacyInterfaceTest : public ApiTest {
+ protected:
+  // The fixed names are relative to the current directory, which the tests' processes share.
+  void SetUp() override {
+    ApiTest::SetUp();
+    fs::create_directory(contentFolder);
+    fs::current_path(contentFolder);
+  }
+
+  void TearDown() override {
+    ApiTest::TearDown();
+    fs::current_path(before);
+    fs::remove_all(contentFolder);
+  }
+
+  std::vector<std::string> ContentFiles() const { return folder.Files("content"); }
+
+  devkit::Bytes BytesOf(const char* name) const {
+    const std::string content = folder.ReadFile(fs::path("content") / name);
+    return {content.begin(), content.end()};
+  }
+
+  const fs::path before = fs::current_path();
+  const fs::path contentFolder = folder.Path() / "content";
+};
+
+TEST_F(LegacyInterfaceTest, FixedResults) {
+  for (const char* name : {"InitComm", "Routon_IC_FindCard", "Routon_Set210Update",
+                           "Routon_SetNewVersion", "Routon_StartFindIDCard"}) {
+    const auto function = reinterpret_cast<std::int32_t (*)(int, int)>(library->Symbol(name));
+    EXPECT_EQ(function(1001, 0), 1) << name;
+  }
+  OutputBuffer serial, version;
+  EXPECT_EQ(library->ReadIINSNDN(serial.Text()), 1);
+  serial.ExpectText("0123456789123456", "ReadIINSNDN");
+  EXPECT_EQ(library->ReadIINSNDN(nullptr), 1);
+  EXPECT_EQ(library->Routon_Get210Version(version.Text()), 1);
+  version.ExpectText("1", "Routon_Get210Version");
+  EXPECT_EQ(library->Routon_Get210Version(nullptr), 1);
+  EXPECT_STREQ(library->readCardErrorInfo(1), "") << "an engine was created";
+}
+
+TEST_F(LegacyInterfaceTest, AuthenticateFindsTheCardAndReturnsZero) {
+  desk.Put(kAnyCard);
+  EXPECT_EQ(library->Authenticate(), 0);
+  EXPECT_EQ(library->readCardGetCardType(), 16);
+  desk.TakeCardAway();
+  EXPECT_EQ(library->Authenticate(), 0);
+}
+
+TEST_F(LegacyInterfaceTest, ReadContentWritesTheBlocksInModesOneAndTwo) {
+  const devkit::Card card = CardOf(kAnyCard);
+  desk.Put(kAnyCard);
+  for (const int mode : {1, 2}) {
+    EXPECT_EQ(library->Read_Content(mode), 1) << LastError();
+    EXPECT_EQ(ContentFiles(), (std::vector<std::string>{"WZ.TXT", "ZP.WLT"}));
+    EXPECT_EQ(BytesOf("WZ.TXT"), ExpectedTextBlock(card));
+    EXPECT_EQ(BytesOf("ZP.WLT"), ExpectedPhoto(card));
+    fs::remove("WZ.TXT");
+    fs::remove("ZP.WLT");
+  }
+  for (const int mode : {0, 3, -1}) {
+    EXPECT_EQ(library->Read_Content(mode), 1) << LastError();
+    EXPECT_TRUE(ContentFiles().empty()) << mode;
+  }
+  ExpectRecordOf(card, *library);
+}
+
+TEST_F(LegacyInterfaceTest, ACardWithoutATextBlockLeavesItsPhotoOnly) {
+  desk.Put("gat");
+  EXPECT_EQ(library->Read_Content(2), 1) << LastError();
+  EXPECT_EQ(ContentFiles(), std::vector<std::string>{"ZP.WLT"});
+  EXPECT_EQ(BytesOf("ZP.WLT"), ExpectedPhoto(CardOf("gat")));
+}
+
+TEST_F(LegacyInterfaceTest, AReadThatFailsWritesNothing) {
+  desk.TakeCardAway();
+  EXPECT_EQ(library->Read_Content(1), 0);
+  EXPECT_TRUE(ContentFiles().empty());
+  ExpectNoRecord(*library);
+}
+
+TEST_F(LegacyInterfaceTest, WithoutAPhotoDecoderThereIsNoResult) {
+  EXPECT_EQ(library->dewlt(1), 0u);
+}
+
+// The reader tells nobody that it sounded; that the command reached it shows in what it does then.
+TEST_F(LegacyInterfaceTest, SoundsTheReaderWhenThereIsAnEngine) {
+  for (const auto beep : {library->HID_BeepLED, library->Routon_BeepLED}) {
+    EXPECT_EQ(beep(1, 1, 500), 1);
+    EXPECT_STREQ(library->readCardErrorInfo(1), "") << "an engine was created";
+
+    ExpectGoodRead(kAnyCard);
+    EXPECT_EQ(beep(1, 1, 500), 1);
+    EXPECT_EQ(library->readCardGetDeviceStatus(), 1);
+    desk.Misbehave({{"faults", nlohmann::json::array({{{"at", "beep"}, {"fault", "io-error"}}})}});
+    EXPECT_EQ(beep(1, 1, 500), 1);
+    EXPECT_EQ(library->readCardGetDeviceStatus(), 3);
+    desk.Behave();
+    library->CloseComm();
+  }
+}
+
+}  // namespace
+}  // namespace apitest

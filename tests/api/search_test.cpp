@@ -1,0 +1,100 @@
+// The automatic card search: the reader reports by itself what is put on it.
+
+#include <thread>
+
+#include "api/api_test.h"
+
+namespace apitest {
+namespace {
+
+using nlohmann::json;
+
+constexpr int kSearch = 1;
+
+class SearchTest : public ApiTest {
+ protected:
+  void SpoilNotification(json fault) {
+    fault["at"] = "notification";
+    desk.Misbehave({{"faults", json::array({fault})}});
+  }
+};
+
+TEST_F(SearchTest, ReportsTheCardThatLiesThereAndReadingEndsIt) {
+  for (const char* card : {kAnyCard, "gat"}) {
+    desk.Put(card);
+    EXPECT_EQ(library->readCardStart(kSearch), 1) << LastError();
+    EXPECT_EQ(library->readCardGetCardType(), 16);
+    ExpectNoBlocks(*library);
+    EXPECT_EQ(Read().result, 1) << LastError();
+    ExpectRecordOf(CardOf(card), *library);
+    library->CloseComm();
+    ExpectNoFields(*library);
+    EXPECT_EQ(library->readCardSetDeviceType(0), 1);
+    EXPECT_EQ(library->readCardGetCardType(), 0);
+    library->CloseComm();
+    Unload();  // the blocks live as long as the library
+    Load();
+  }
+}
+
+TEST_F(SearchTest, ReportsACardThatComesLater) {
+  desk.TakeCardAway();
+  EXPECT_EQ(library->readCardStart(kSearch), 0);
+  EXPECT_EQ(library->readCardSetDeviceType(0), 0) << "a search is on";
+  desk.Put(kTypeACard);
+  EXPECT_TRUE(
+      Eventually([this] { return library->readCardStart(kSearch) == 1; }, std::chrono::seconds(5)));
+  EXPECT_EQ(library->readCardGetCardType(), 4);
+}
+
+TEST_F(SearchTest, WaitsAboutASecondWhenNothingIsThere) {
+  desk.TakeCardAway();
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(library->readCardStart(kSearch), 0);
+  const auto duration = std::chrono::steady_clock::now() - begin;
+  EXPECT_GT(duration, milliseconds(900));
+  EXPECT_LT(duration, milliseconds(2000));
+}
+
+TEST_F(SearchTest, AnUnknownLayoutIsNoCard) {
+  desk.Put(kAnyCard);
+  SpoilNotification({{"fault", "wrong-layout"}});
+  EXPECT_EQ(library->readCardStart(kSearch), 0);
+  EXPECT_EQ(library->readCardGetCardType(), 0);
+}
+
+TEST_F(SearchTest, UnpluggedWhileSearchingIsCode47AndTheNextSearchOpensAgain) {
+  desk.TakeCardAway();
+  EXPECT_EQ(library->readCardStart(kSearch), 0);
+  desk.Unplug();
+  EXPECT_EQ(library->readCardStart(kSearch), 0);
+  EXPECT_TRUE(LastError().starts_with(Gbk("监测到HID设备断开"))) << LastError();
+  EXPECT_EQ(library->readCardGetDeviceStatus(), 3);
+  EXPECT_EQ(library->readCardStart(kSearch), 0);
+  EXPECT_TRUE(LastError().starts_with(Gbk("读卡(未找到设备)"))) << LastError();
+  desk.Plug();
+  desk.Put(kAnyCard);
+  EXPECT_EQ(library->readCardStart(kSearch), 1) << LastError();
+}
+
+TEST_F(SearchTest, IsRefusedWhileAReadRuns) {
+  ServiceMisbehaves({{"latency", {{"dn", 700}}}});
+  desk.Put(kAnyCard);
+  std::future<ReadResult> read = ReadInBackground();
+  ASSERT_TRUE(service->WaitForReceived(2, std::chrono::seconds(10)));
+  EXPECT_EQ(library->readCardStart(kSearch), 0);
+  ASSERT_EQ(read.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  EXPECT_EQ(read.get().result, 1) << LastError();
+  ExpectRecordOf(CardOf(kAnyCard), *library);
+}
+
+TEST_F(SearchTest, AStopEndsIt) {
+  desk.TakeCardAway();
+  EXPECT_EQ(library->readCardStart(kSearch), 0);
+  library->readCardStop();
+  EXPECT_EQ(library->readCardSetDeviceType(0), 1) << "the search is still on";
+  ExpectGoodRead(kAnyCard);
+}
+
+}  // namespace
+}  // namespace apitest
