@@ -96,13 +96,16 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"WholeContent", "{}", 0},
         Case{"ContentInThreeReceives",
              R"({"service":{"faults":[{"at":"content","fault":"split","parts":3}]}})", 0},
-        Case{"NoContent", R"({"service":{"faults":[{"at":"content","fault":"drop"}]}})", 22},
+        Case{"ClosedBeforeTheContent",
+             R"({"service":{"faults":[{"at":"content","fault":"close"}]}})", 22},
+        // Three receives of a second each outlast the wait for the final answer.
+        Case{"NoContent", R"({"service":{"faults":[{"at":"content","fault":"drop"}]}})", 46},
         Case{"DnRefused", R"({"service":{"faults":[{"at":"dn","fault":"refuse"}]}})", 44},
         Case{"OutputKeyOfAnotherKind",
              R"({"service":{"faults":[{"at":"output-key","fault":"wrong-marker"}]}})", 45},
         Case{"HeartbeatNotAnswered",
              R"({"service":{"faults":[{"at":"heartbeat","fault":"drop"}]}})", 8}),
-    [](const testing::TestParamInfo<Case>& info) { return info.param.name; });
+    [](const auto& testCase) { return testCase.param.name; });
 
 }  // namespace
 }  // namespace idcardreader
