@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "reader/scripted_reader.h"
@@ -54,6 +55,15 @@ class ReadStateMachineTest : public testing::Test, public StatusSink {
     });
   }
 
+  // Passes until the last upload is sent and its answer awaited.
+  void AwaitLastUpload() {
+    ASSERT_TRUE(Eventually([this] {
+      machine.Pass();
+      return sockets.Sent().size() == 7;
+    }));
+    machine.Pass();
+  }
+
   ScriptedSockets sockets;
   ScriptedService service{sockets};
   ScriptedReader door;
@@ -96,9 +106,8 @@ TEST_F(ReadStateMachineTest, HandsEachFileOnAsItWasRead) {
   door.Script(0x0B, std::vector(4, ScriptedReader::Report(64, 0xFF)));
   Begin();
   ASSERT_TRUE(Finish());
-  const std::string sector11 = sockets.Sent()[3];
-  EXPECT_EQ(sector11, UploadMessage(Dialect::token, "tk-1", Upload::sector11,
-                                    SectorBlock(kFile11, Block(214, 0xFF))));
+  EXPECT_EQ(sockets.Sent()[3], UploadMessage(Dialect::token, "tk-1", Upload::sector11,
+                                             SectorBlock(kFile11, Block(214, 0xFF))));
   EXPECT_THAT(sockets.Sent()[4], testing::EndsWith(",73,11,-54,50,19,-31,-59,0]}\n"));
 }
 
@@ -119,10 +128,15 @@ TEST_F(ReadStateMachineTest, TakesOneTaskWithEachPass) {
 }
 
 TEST_F(ReadStateMachineTest, ClearsAReadThatNobodyCollectsInTime) {
+  service.answers.erase("BB21_2");
   Begin();
-  ASSERT_TRUE(Finish());
-  machine.Pass();
+  AwaitLastUpload();
   clock.ticks += 2000;
+  machine.Pass();
+  EXPECT_FALSE(state.IsOver(read));
+  sockets.Answer(wire::PermitAnswer());
+  ASSERT_TRUE(Finish());
+  clock.ticks += 2000;  // counted from the end of the read
   machine.Pass();
   EXPECT_EQ(state.GetResultText(kItemIdNumber), "810000199001020011");
   EXPECT_THAT(codes, IsEmpty());
@@ -130,7 +144,6 @@ TEST_F(ReadStateMachineTest, ClearsAReadThatNobodyCollectsInTime) {
   machine.Pass();
   EXPECT_THAT(codes, ElementsAre(46));
   EXPECT_EQ(state.GetResultText(kItemIdNumber), "");
-  EXPECT_FALSE(state.ReadOk());
   clock.ticks += 10'000;
   machine.Pass();
   EXPECT_EQ(codes.size(), 1U);
@@ -152,11 +165,7 @@ TEST_F(ReadStateMachineTest, GivesUpWithoutAFinalAnswer) {
   service.answers.erase("BB21_2");
   state.SetServiceTimeout(3000);
   Begin();
-  ASSERT_TRUE(Eventually([this] {
-    machine.Pass();
-    return sockets.Sent().size() == 7;
-  }));
-  machine.Pass();
+  AwaitLastUpload();
   clock.ticks += 3000;
   machine.Pass();
   EXPECT_FALSE(state.IsOver(read));
@@ -166,81 +175,66 @@ TEST_F(ReadStateMachineTest, GivesUpWithoutAFinalAnswer) {
   EXPECT_TRUE(state.IsOver(read));
 }
 
-struct ServiceFailure {
-  const char* name;
-  const char* word;
-  const char* answer;
-  std::int32_t code;
-  const char* commands;  // that the reader has had by then
-};
-
-class FailureOfTheService : public ReadStateMachineTest,
-                            public testing::WithParamInterface<ServiceFailure> {};
-
-TEST_P(FailureOfTheService, EndsTheReadWithItsText) {
-  service.answers[GetParam().word] = GetParam().answer;
-  Begin();
+TEST_F(ReadStateMachineTest, LeavesAReadAloneUntilItsTasksAreQueued) {
+  sockets.creates = false;
+  read = state.Begin();
+  EXPECT_FALSE(links.Get()->ServerInit(read));  // which has raised 3 by now
+  for (int pass = 0; pass < 3; ++pass) machine.Pass();
+  EXPECT_FALSE(state.IsOver(read));
+  QueueFirstTasks();
   ASSERT_TRUE(Finish());
-  EXPECT_FALSE(state.ReadOk());
-  EXPECT_EQ(state.LastErrorText(), StatusText(GetParam().code));
-  EXPECT_EQ(state.GetResultText(kItemName), "");
-  EXPECT_THAT(codes, IsEmpty());  // it is the link that has raised it
-  EXPECT_THAT(door.Commands(), StartsWith(GetParam().commands));
+  EXPECT_THAT(codes, ElementsAre(29));
 }
 
-// An empty answer is the end of the connection.
-INSTANTIATE_TEST_SUITE_P(
-    Exchanges, FailureOfTheService,
-    testing::Values(ServiceFailure{"LoginRefused", "login", R"({"code":"01"})", 51, "30 64"},
-                    ServiceFailure{"LoginCut", "login", "", 50, "30 64"},
-                    ServiceFailure{"DnRefused", "dn2", R"({"code":"01"})", 44, "30 64"},
-                    ServiceFailure{"OutputKeyRefused", "BBB2", R"({"code":"01"})", 45, "30 64 07"},
-                    ServiceFailure{"Sector12Cut", "BB12", "", 16, "30 64 07 08 0B11 0B12"},
-                    ServiceFailure{"ContentCut", "BB21_2", "", 20,
-                                   "30 64 07 08 0B11 0B12 0B13 0B21"}),
-    [](const auto& failure) { return failure.param.name; });
-
-TEST_F(ReadStateMachineTest, AContentThatIsNoneEndsInTheFinalWait) {
-  service.answers["BB21_2"] = R"({"data":")" + std::string(200, 'x') + "\"}\n";
-  Begin();
-  ASSERT_TRUE(Finish());
-  EXPECT_FALSE(state.ReadOk());
-  EXPECT_EQ(state.LastErrorText(), StatusText(55));
+TEST_F(ReadStateMachineTest, AFailureOfTheServiceEndsTheReadWithItsText) {
+  // The commands that the reader has had by then, with the answer to the word being this.
+  const auto expect = [this](const char* word, const std::string& answer, std::int32_t code) {
+    const std::string usual = std::exchange(service.answers[word], answer);
+    const std::size_t before = door.Commands().size();
+    Begin();
+    EXPECT_TRUE(Finish());
+    state.Leave(read);
+    service.answers[word] = usual;
+    EXPECT_FALSE(state.ReadOk());
+    EXPECT_EQ(state.LastErrorText(), StatusText(code));
+    EXPECT_EQ(state.GetResultText(kItemName), "");
+    return door.Commands().substr(before);
+  };
+  constexpr char kRefused[] = R"({"code":"01"})";
+  EXPECT_EQ(expect("login", "", 50), "");  // empty: the end of the connection
+  EXPECT_EQ(expect("login", kRefused, 51), "");
+  EXPECT_EQ(expect("dn2", kRefused, 44), "");
+  EXPECT_EQ(expect("BBB2", kRefused, 45), " 07");
+  EXPECT_THAT(expect("BB12", "", 16), StartsWith(" 07 08 0B11 0B12"));
+  EXPECT_EQ(expect("BB21_2", "", 20), " 07 08 0B11 0B12 0B13 0B21");
+  EXPECT_EQ(expect("BB21_2", R"({"data":")" + std::string(200, 'x') + "\"}\n", 55),
+            " 07 08 0B11 0B12 0B13 0B21");
+  EXPECT_THAT(codes, IsEmpty());  // it is the link that has raised them
 }
 
-struct ReaderFailure {
-  const char* name;
-  std::uint8_t command;
-  std::vector<ScriptedReader::Report> reports;
-  std::int32_t code;
-};
-
-class FailureOfTheReader : public ReadStateMachineTest,
-                           public testing::WithParamInterface<ReaderFailure> {};
-
-TEST_P(FailureOfTheReader, IsRaisedAndNothingFollows) {
-  door.Script(GetParam().command, GetParam().reports);
-  Begin();
-  ASSERT_TRUE(Finish());
-  EXPECT_THAT(codes, ElementsAre(GetParam().code));
-  EXPECT_FALSE(state.ReadOk());
-  const auto commands = door.Commands();
-  clock.ticks += 10'000;
-  for (int pass = 0; pass < 10; ++pass) machine.Pass();
-  EXPECT_EQ(door.Commands(), commands);
-  EXPECT_EQ(codes.size(), 1U);
+TEST_F(ReadStateMachineTest, AFailureOfTheReaderIsRaisedAndNothingFollows) {
+  const auto raised = [this](std::uint8_t command, std::vector<ScriptedReader::Report> reports) {
+    bool newlyOpened = false;
+    reader.OpenDevice(newlyOpened);
+    codes.clear();
+    door.Script(command, std::move(reports));
+    Begin();
+    EXPECT_TRUE(Finish());
+    EXPECT_FALSE(state.ReadOk());
+    const auto commands = door.Commands();
+    clock.ticks += 10'000;
+    for (int pass = 0; pass < 5; ++pass) machine.Pass();
+    EXPECT_EQ(door.Commands(), commands);
+    state.Leave(read);
+    return codes;
+  };
+  EXPECT_THAT(raised(0x07, {Reply("0703")}), ElementsAre(34));
+  EXPECT_THAT(raised(0x07, {Reply("0600"), Reply("0600")}), ElementsAre(30));  // without a code
+  EXPECT_THAT(raised(0x08, {Reply("0600"), Reply("0600")}), ElementsAre(30));
+  EXPECT_THAT(raised(0x08, {ScriptedReader::kNothing}), ElementsAre(30));
+  EXPECT_THAT(raised(0x08, {ScriptedReader::kLost}), ElementsAre(47));
+  EXPECT_THAT(raised(0x0B, {ScriptedReader::kLost}), ElementsAre(47));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Commands, FailureOfTheReader,
-    testing::Values(ReaderFailure{"InputKeyStatus", 0x07, {Reply("0703")}, 34},
-                    ReaderFailure{"InputKeyWithoutACode", 0x07, {Reply("0600"), Reply("0600")}, 30},
-                    ReaderFailure{"OutputKeyLost", 0x08, {ScriptedReader::kLost}, 47},
-                    ReaderFailure{
-                        "OutputKeyWithoutACode", 0x08, {Reply("0600"), Reply("0600")}, 30},
-                    ReaderFailure{"OutputKeySilent", 0x08, {ScriptedReader::kNothing}, 30},
-                    ReaderFailure{"FileLost", 0x0B, {ScriptedReader::kLost}, 47}),
-    [](const auto& failure) { return failure.param.name; });
 
 TEST_F(ReadStateMachineTest, AStoppedReadLeavesItsFileAndRaisesNothing) {
   int reports = 0;

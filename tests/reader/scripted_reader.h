@@ -43,6 +43,10 @@ class ScriptedReader : public ReaderDoor {
     const std::lock_guard guard(mutex);
     pending.insert(pending.end(), count, report);
   }
+  void Forget() {
+    const std::lock_guard guard(mutex);
+    pending.clear();
+  }
 
   // --- the script; not changed while a read runs ---
   Result result = Result::opened;
