@@ -62,7 +62,7 @@ struct DecodeService::Impl {
 
   // As the scenario says, the port is open or not.
   void ApplyMode() {
-    Listener::Mode mode;
+    Listener::Mode mode{};
     {
       const std::lock_guard lock(state.mutex);
       mode = ModeOf(state.registry);
@@ -97,11 +97,11 @@ struct DecodeService::Impl {
   }
 
   // Runs the work on the service's thread and returns when it is done; at once when that has ended.
-  void Run(const std::function<void()>& work) {
+  void Run(const std::function<void()>& task) {
     if (!thread.joinable()) return;
     std::promise<void> done;
     asio::post(context, [&] {
-      work();
+      task();
       done.set_value();
     });
     done.get_future().wait();

@@ -12,12 +12,12 @@ void EventTable::Clear() {
   failureCodes.clear();
 }
 
-void EventTable::File(std::int32_t item, std::string text) {
-  entries.try_emplace(item, std::move(text));
+void EventTable::File(std::int32_t item, const std::string& text) {
+  entries.try_emplace(item, text);
 }
 
-void EventTable::FileKey(std::int32_t item, const Block& key, std::string text) {
-  if (entries.try_emplace(item, std::move(text)).second) {
+void EventTable::FileKey(std::int32_t item, const Block& key, const std::string& text) {
+  if (entries.try_emplace(item, text).second) {
     keys[item] = key;
   }
 }

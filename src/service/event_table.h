@@ -15,8 +15,8 @@ class EventTable {
  public:
   void Clear();
   // An entry that is there already keeps its first value.
-  void File(std::int32_t item, std::string text);
-  void FileKey(std::int32_t item, const Block& key, std::string text);
+  void File(std::int32_t item, const std::string& text);
+  void FileKey(std::int32_t item, const Block& key, const std::string& text);
   void AddFailure(std::int32_t code);
 
   // Empty when there is none. An item of 100 or more takes the text of the oldest failure instead.

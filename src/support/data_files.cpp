@@ -33,7 +33,7 @@ void LogFailure(std::string_view message) {
 std::string ReadWhole(std::FILE* file) {
   std::string text;
   std::array<char, 4096> part;
-  std::size_t count;
+  std::size_t count = 0;
   while (text.size() < kLargestFile &&
          (count = std::fread(part.data(), 1, part.size(), file)) > 0) {
     text.append(part.data(), count);

@@ -34,7 +34,7 @@ std::string AddressText(const std::vector<std::uint8_t>& address) {
 
 std::string HostAddress(const std::vector<platform::NetworkAdapter>& adapters) {
   for (const platform::NetworkAdapter& adapter : adapters) {
-    const std::string address = AddressText(adapter.address);
+    std::string address = AddressText(adapter.address);
     if (address.size() > kLongestAddressText) {
       return {};
     }
@@ -46,7 +46,7 @@ std::string HostAddress(const std::vector<platform::NetworkAdapter>& adapters) {
 }
 
 std::string HostDeviceCode() {
-  const std::string address = HostAddress(platform::ListNetworkAdapters());
+  std::string address = HostAddress(platform::ListNetworkAdapters());
   return address.empty() ? kNoAddress : address;
 }
 
