@@ -120,9 +120,8 @@ int32_t readCardGetCardType() {
 }
 
 int32_t readCardSetDeviceType(int32_t kind) {
-  return Guarded(0, [kind] {
-    return UseOrCreateEngine()->SetDeviceType(kind == kSerialReader) ? 1 : 0;
-  });
+  return Guarded(
+      0, [kind] { return UseOrCreateEngine()->SetDeviceType(kind == kSerialReader) ? 1 : 0; });
 }
 
 uint64_t readCardBeep(int32_t on) {
