@@ -102,6 +102,17 @@ TEST_F(ReadStateMachineTest, RelaysAWholeCard) {
   EXPECT_EQ(state.GetResultText(kItemSuccess), "");
 }
 
+TEST_F(ReadStateMachineTest, TakesTheContentInsteadOfAKey) {
+  links.Get()->SetTokenProtocol(false);
+  service.answers["NULL"] = R"({"data":"x","dataType":"FIFTH","kind":"INFO",)" +
+                            std::string(wire::kPermitContent).substr(1);
+  Begin();
+  ASSERT_TRUE(Finish());
+  EXPECT_TRUE(state.ReadOk());
+  EXPECT_EQ(state.GetResultText(kItemName), Gbk("陈大文"));
+  EXPECT_EQ(door.Commands(), "30 64");
+}
+
 TEST_F(ReadStateMachineTest, HandsEachFileOnAsItWasRead) {
   door.Script(0x0B, std::vector(4, ScriptedReader::Report(64, 0xFF)));
   Begin();
@@ -204,6 +215,8 @@ TEST_F(ReadStateMachineTest, AFailureOfTheServiceEndsTheReadWithItsText) {
   EXPECT_EQ(expect("login", "", 50), "");  // empty: the end of the connection
   EXPECT_EQ(expect("login", kRefused, 51), "");
   EXPECT_EQ(expect("dn2", kRefused, 44), "");
+  ReadTask task;
+  EXPECT_FALSE(state.TakeTask(task));  // nothing waits on
   EXPECT_EQ(expect("BBB2", kRefused, 45), " 07");
   EXPECT_THAT(expect("BB12", "", 16), StartsWith(" 07 08 0B11 0B12"));
   EXPECT_EQ(expect("BB21_2", "", 20), " 07 08 0B11 0B12 0B13 0B21");

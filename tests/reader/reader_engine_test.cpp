@@ -134,14 +134,17 @@ TEST_F(ReaderEngineTest, LogsWhyItReadsTheDnAgain) {
 }
 
 TEST_F(ReaderEngineTest, AStopEndsTheStart) {
-  reader.onRead = [this](std::uint8_t command) {
-    if (command == 0x06) engine->StopRead();
-  };
-  ErrorLog().Log("of before");
-  EXPECT_FALSE(Read());
-  EXPECT_EQ(engine->GetLastErrorText(), "");
-  EXPECT_EQ(reader.Commands(), "30 64 06");
-  EXPECT_TRUE(sockets.Sent().empty());
+  for (const char* dn : {"0600", "0603"}) {
+    reader.Script(0x06, {Reply(dn)});
+    reader.onRead = [this](std::uint8_t command) {
+      if (command == 0x06) engine->StopRead();
+    };
+    ErrorLog().Log("of before");
+    EXPECT_FALSE(Read());
+    EXPECT_EQ(engine->GetLastErrorText(), "");
+    EXPECT_TRUE(sockets.Sent().empty());
+  }
+  EXPECT_EQ(reader.Commands(), "30 64 06 06");  // a stopped read does not try again
   reader.onRead = nullptr;
   EXPECT_TRUE(Read());
 }

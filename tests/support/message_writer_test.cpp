@@ -28,9 +28,10 @@ TEST(MessageWriter, TakesAnyNumberOfElementsButNeverNone) {
   std::vector<std::uint8_t> bytes(1032, 0x80);
   MessageWriter message;
   EXPECT_EQ(message.AddData(bytes.data(), bytes.size()), 10 + 1032 * 5U);  // "-128" and a separator
+  bytes[0] = 0x9C;
   message.Start();
   message.AddData(bytes.data(), 0);
-  EXPECT_EQ(message.Text(), R"({"data":[-128]})");
+  EXPECT_EQ(message.Text(), R"({"data":[-100]})");
 }
 
 }  // namespace
