@@ -43,16 +43,16 @@ std::shared_ptr<const Card> Registry::FindCard(ByteView dn) const {
 
 const Fault* Registry::NextFault(std::string_view exchange, const Card* card) {
   if (const Fault* fault = faults.Next(exchange)) return fault;
-  Entry* entry = EntryOf(card);
-  return entry != nullptr ? entry->faults.Next(exchange) : nullptr;
+  const std::optional<std::size_t> index = IndexOf(card);
+  return index ? entries[*index].faults.Next(exchange) : nullptr;
 }
 
 std::chrono::microseconds Registry::LatencyOf(std::string_view exchange, const Card* card) const {
-  const Entry* entry = const_cast<Registry*>(this)->EntryOf(card);
+  const std::optional<std::size_t> index = IndexOf(card);
   for (const std::string_view name : {exchange, std::string_view("exchange")}) {
     if (const auto latency = faults.Latency(name)) return *latency;
-    if (entry == nullptr) continue;
-    if (const auto latency = entry->faults.Latency(name)) return *latency;
+    if (!index) continue;
+    if (const auto latency = entries[*index].faults.Latency(name)) return *latency;
   }
   return std::chrono::microseconds(0);
 }
@@ -63,11 +63,11 @@ std::string Registry::IssueToken() {
   return token;
 }
 
-Registry::Entry* Registry::EntryOf(const Card* card) {
-  if (card == nullptr) return nullptr;
-  const auto found = std::find_if(entries.begin(), entries.end(),
-                                  [card](const Entry& entry) { return entry.card.get() == card; });
-  return found != entries.end() ? &*found : nullptr;
+std::optional<std::size_t> Registry::IndexOf(const Card* card) const {
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (entries[i].card.get() == card) return i;
+  }
+  return std::nullopt;
 }
 
 }  // namespace devkit

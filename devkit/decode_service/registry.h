@@ -1,6 +1,8 @@
 #pragma once
 
 #include <map>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -40,7 +42,8 @@ class Registry {
     std::shared_ptr<const Card> card;
     FaultBook faults;
   };
-  Entry* EntryOf(const Card* card);
+  // The index of the card's entry; none for a null card or one that is not served any more.
+  std::optional<std::size_t> IndexOf(const Card* card) const;
 
   std::vector<Entry> entries;
   FaultBook faults;

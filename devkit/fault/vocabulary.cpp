@@ -39,7 +39,7 @@ std::vector<KindRule> ReaderKinds() {
       {"delay", FaultKind::delay, Places(Side::reader), {Milliseconds("ms")}},
       {"late", FaultKind::late, requests, {Milliseconds("ms", "3000")}},
       {"drop", FaultKind::drop, Join({requests, {"notification"}})},
-      {"wrong-echo", FaultKind::wrong_echo, commands},
+      {"wrong-echo", FaultKind::wrong_echo, commands, {Number("count", 1, 64, "1")}},
       {"status", FaultKind::status, commands, {Number("status", 0, 255)}},
       {"short",
        FaultKind::short_answer,

@@ -336,7 +336,9 @@ void ReaderModel::QueueAnswer(Bytes answer, std::string_view at, const Fault* fa
     if (fault->kind == FaultKind::delay || fault->kind == FaultKind::late) due += fault->Time("ms");
     Spoil(*fault, answer);
   }
-  Queue({due, ReaderOutput::Kind::answer, std::move(answer)});
+  const int count =
+      fault != nullptr && fault->kind == FaultKind::wrong_echo ? fault->Number("count") : 1;
+  for (int i = 0; i < count; ++i) Queue({due, ReaderOutput::Kind::answer, answer});
 }
 
 void ReaderModel::QueueFile(const Bytes& content, std::string_view at, const Fault* fault,

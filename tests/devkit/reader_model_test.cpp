@@ -203,13 +203,15 @@ TEST_F(ReaderModelTest, LatencyHoldsForEachReport) {
 
 TEST_F(ReaderModelTest, PlaysFaultsOfAnswers) {
   Misbehave(R"({"at": "uid", "fault": "drop", "times": 1},
-               {"at": "uid", "fault": "wrong-echo", "times": 1},
+               {"at": "uid", "fault": "wrong-echo", "count": 2, "times": 1},
                {"at": "uid", "fault": "status", "status": 255, "times": 1},
                {"at": "uid", "fault": "short", "bytes": 17, "times": 1},
                {"at": "uid", "fault": "answer", "report": "0C0900", "times": 1},
                {"at": "uid", "fault": "delay", "ms": 30, "times": 1})");
   EXPECT_TRUE(Exchange({0x0C}).empty());
   EXPECT_NE(Exchange({0x0C}).at(0), 0x0C);
+  EXPECT_NE(Receive().at(0), 0x0C);
+  EXPECT_TRUE(Receive().empty());
   EXPECT_EQ(ToHex({Exchange({0x0C}).data(), 3}), "0CFF00");
   EXPECT_EQ(Exchange({0x0C}).size(), 17u);
   EXPECT_EQ(ToHex({Exchange({0x0C}).data(), 3}), "0C0900");
