@@ -70,24 +70,37 @@ const std::string& CardRecord::Field(const std::string& key) const {
 
 CardRecord FetchCardRecord(const HostLibrary& library) {
   CardRecord record;
+  FetchFields(library, record);
+  record.dn = library.readCardGetDN();
+  FetchBlocks(library, record);
+  // A card without a text block yields its photo this way only.
+  if (record.photo.empty()) FetchRawPhoto(library, record);
+  return record;
+}
+
+void FetchFields(const HostLibrary& library, CardRecord& record) {
   record.type = library.GetNewCardType();
   for (const FieldSource& source : kFieldSources) {
     record.fields.push_back({source.key, source.label, Fetch(library, source)});
   }
-  record.dn = library.readCardGetDN();
+}
 
+void FetchBlocks(const HostLibrary& library, CardRecord& record) {
   BlockBuffer text(IDCARDREADER_TEXT_BLOCK_BYTES);
   BlockBuffer photo(IDCARDREADER_PHOTO_BLOCK_BYTES);
   BlockBuffer fingerprint(IDCARDREADER_FINGERPRINT_BLOCK_BYTES);
   constexpr int kAnyPort = 1001;
   library.SDT_ReadBaseFPMsg(kAnyPort, text.bytes.data(), &text.length, photo.bytes.data(),
                             &photo.length, fingerprint.bytes.data(), &fingerprint.length);
-  // A card without a text block yields its photo this way only.
-  if (photo.length == 0) library.GetNewPhotoRaw(photo.bytes.data(), &photo.length);
   record.text = text.Taken();
   record.photo = photo.Taken();
   record.fingerprint = fingerprint.Taken();
-  return record;
+}
+
+void FetchRawPhoto(const HostLibrary& library, CardRecord& record) {
+  BlockBuffer photo(IDCARDREADER_PHOTO_BLOCK_BYTES);
+  library.GetNewPhotoRaw(photo.bytes.data(), &photo.length);
+  record.photo = photo.Taken();
 }
 
 const char* CardTypeName(int type) {

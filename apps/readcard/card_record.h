@@ -26,8 +26,12 @@ struct CardRecord {
   const std::string& Field(const std::string& key) const;
 };
 
-// To be called at once after a read: the library clears the fields two seconds later.
+// All of these are to be called at once after a read: the library clears the fields two seconds later.
 CardRecord FetchCardRecord(const HostLibrary& library);
+// Its parts.
+void FetchFields(const HostLibrary& library, CardRecord& record);
+void FetchBlocks(const HostLibrary& library, CardRecord& record);
+void FetchRawPhoto(const HostLibrary& library, CardRecord& record);
 
 // "resident identity card" and so on.
 const char* CardTypeName(int type);

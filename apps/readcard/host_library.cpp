@@ -63,25 +63,17 @@ bool HostLibrary::Bind(std::string& complaint) {
   const auto bind = [&](const char* name, auto& function) {
     void* const symbol = loaded->Symbol(name);
     function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(symbol);
-    if (symbol != nullptr) return true;
-    complaint = std::string("The library lacks the function ") + name +
-                ": it is another one, or older than this program.";
-    return false;
+    if (symbol == nullptr) {
+      complaint = std::string("The library lacks the function ") + name +
+                  ": it is another one, or older than this program.";
+    }
+    return symbol != nullptr;
   };
-  return bind("readCardStart", readCardStart) && bind("readCardErrorInfo", readCardErrorInfo) &&
-         bind("readCardGetLastError", readCardGetLastError) &&
-         bind("readCardGetDN", readCardGetDN) &&
-         bind("readCardGetSdkVersion", readCardGetSdkVersion) &&
-         bind("SDT_ReadBaseFPMsg", SDT_ReadBaseFPMsg) && bind("CloseComm", CloseComm) &&
-         bind("GetPeopleName", GetPeopleName) && bind("GetPeopleSex", GetPeopleSex) &&
-         bind("GetPeopleNation", GetPeopleNation) && bind("GetPeopleBirthday", GetPeopleBirthday) &&
-         bind("GetPeopleAddress", GetPeopleAddress) && bind("GetPeopleIDCode", GetPeopleIDCode) &&
-         bind("GetStartDate", GetStartDate) && bind("GetEndDate", GetEndDate) &&
-         bind("GetDepartment", GetDepartment) && bind("GetNewCardType", GetNewCardType) &&
-         bind("GetNewPassNum", GetNewPassNum) && bind("GetNewPeopleNameEn", GetNewPeopleNameEn) &&
-         bind("GetNewPeopleCountry", GetNewPeopleCountry) &&
-         bind("GetNewPeopleCountryCode", GetNewPeopleCountryCode) &&
-         bind("GetNewPhotoRaw", GetNewPhotoRaw);
+  bool complete = true;
+#define READCARD_BIND(name) complete = complete && bind(#name, name);
+  READCARD_FUNCTIONS(READCARD_BIND)
+#undef READCARD_BIND
+  return complete;
 }
 
 }  // namespace readcard

@@ -9,6 +9,43 @@
 
 namespace readcard {
 
+// The functions that this program calls.
+#define READCARD_FUNCTIONS(F) \
+  F(readCardStart)            \
+  F(readCardStop)             \
+  F(readCardInit)             \
+  F(readCardErrorInfo)        \
+  F(readCardGetLastError)     \
+  F(readCardGetDN)            \
+  F(readCardGetUID)           \
+  F(readCardGetCardType)      \
+  F(readCardGetDeviceStatus)  \
+  F(readCardSetDeviceType)    \
+  F(readCardGetSdkVersion)    \
+  F(SDT_OpenPort)             \
+  F(SDT_SelectIDCard)         \
+  F(SDT_ReadBaseFPMsg)        \
+  F(InitComm)                 \
+  F(Read_Content)             \
+  F(Routon_ReadBaseMsg)       \
+  F(HID_BeepLED)              \
+  F(CloseComm)                \
+  F(GetPeopleName)            \
+  F(GetPeopleSex)             \
+  F(GetPeopleNation)          \
+  F(GetPeopleBirthday)        \
+  F(GetPeopleAddress)         \
+  F(GetPeopleIDCode)          \
+  F(GetStartDate)             \
+  F(GetEndDate)               \
+  F(GetDepartment)            \
+  F(GetNewCardType)           \
+  F(GetNewPassNum)            \
+  F(GetNewPeopleNameEn)       \
+  F(GetNewPeopleCountry)      \
+  F(GetNewPeopleCountryCode)  \
+  F(GetNewPhotoRaw)
+
 // The loaded library and its functions, with the types of the public header and under its names, so
 // that `library.readCardStart(0)` reads as a call of the function itself.
 class HostLibrary {
@@ -23,28 +60,9 @@ class HostLibrary {
   HostLibrary(const HostLibrary&) = delete;
   HostLibrary& operator=(const HostLibrary&) = delete;
 
-  decltype(&::readCardStart) readCardStart = nullptr;
-  decltype(&::readCardErrorInfo) readCardErrorInfo = nullptr;
-  decltype(&::readCardGetLastError) readCardGetLastError = nullptr;
-  decltype(&::readCardGetDN) readCardGetDN = nullptr;
-  decltype(&::readCardGetSdkVersion) readCardGetSdkVersion = nullptr;
-  decltype(&::SDT_ReadBaseFPMsg) SDT_ReadBaseFPMsg = nullptr;
-  decltype(&::CloseComm) CloseComm = nullptr;
-  decltype(&::GetPeopleName) GetPeopleName = nullptr;
-  decltype(&::GetPeopleSex) GetPeopleSex = nullptr;
-  decltype(&::GetPeopleNation) GetPeopleNation = nullptr;
-  decltype(&::GetPeopleBirthday) GetPeopleBirthday = nullptr;
-  decltype(&::GetPeopleAddress) GetPeopleAddress = nullptr;
-  decltype(&::GetPeopleIDCode) GetPeopleIDCode = nullptr;
-  decltype(&::GetStartDate) GetStartDate = nullptr;
-  decltype(&::GetEndDate) GetEndDate = nullptr;
-  decltype(&::GetDepartment) GetDepartment = nullptr;
-  decltype(&::GetNewCardType) GetNewCardType = nullptr;
-  decltype(&::GetNewPassNum) GetNewPassNum = nullptr;
-  decltype(&::GetNewPeopleNameEn) GetNewPeopleNameEn = nullptr;
-  decltype(&::GetNewPeopleCountry) GetNewPeopleCountry = nullptr;
-  decltype(&::GetNewPeopleCountryCode) GetNewPeopleCountryCode = nullptr;
-  decltype(&::GetNewPhotoRaw) GetNewPhotoRaw = nullptr;
+#define READCARD_DECLARE(name) decltype(&::name) name = nullptr;
+  READCARD_FUNCTIONS(READCARD_DECLARE)
+#undef READCARD_DECLARE
 
  private:
   explicit HostLibrary(std::unique_ptr<idcardreader::platform::DynamicLibrary> opened);

@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "read_interface.h"
+
 namespace readcard {
 
 ParsedOptions ParseOptions(std::vector<std::string> arguments) {
@@ -18,11 +20,36 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
   app.add_option("--repeat", options.repeat, "Read this many times, with a summary at the end")
       ->type_name("N")
       ->check(CLI::Range(1U, 1000000U));
+  app.add_option("--interface", options.readInterface,
+                 "The family of functions to read through, and to print what it yields")
+      ->check(CLI::IsMember(ReadInterfaceNames()))
+      ->capture_default_str();
+  app.add_option(
+         "--serial", options.serialPort,
+         "Use the reader on this serial port: COM3, or a device such as /dev/ttyS2. Kept in "
+         "conf.yaml beside the program, where the library looks for it")
+      ->type_name("PORT");
   app.add_option("--library", options.library,
                  "The library to load, instead of the one beside the program")
       ->type_name("PATH");
   app.add_flag("--verbose", options.verbose,
                "Show the library's own progress lines, on the error output");
+
+  app.fallthrough();
+  app.require_subcommand(0, 1);
+  const auto choose = [&options](Command command) {
+    return [&options, command] { options.command = command; };
+  };
+  app.add_subcommand("watch", "Print each card that is presented, until Ctrl-C")
+      ->callback(choose(Command::watch));
+  app.add_subcommand("uid", "Print the number of the card's chip, of any kind of card")
+      ->callback(choose(Command::uid));
+  CLI::App* const beep = app.add_subcommand("beep", "Sound the reader");
+  beep->callback(choose(Command::beep));
+  beep->add_option("--milliseconds", options.beepMilliseconds, "For how long")
+      ->type_name("N")
+      ->check(CLI::Range(1U, 2550U))
+      ->capture_default_str();
 
   // This parser takes its arguments from the end.
   std::reverse(arguments.begin(), arguments.end());

@@ -8,12 +8,18 @@ namespace readcard {
 // What the program ends with; scripts rely on the numbers.
 enum ExitStatus { kAllRead = 0, kReadFailed = 1, kUsage = 2 };
 
+enum class Command { read, watch, uid, beep };
+
 struct Options {
+  Command command = Command::read;
   bool json = false;
   bool verbose = false;
   unsigned repeat = 1;
+  std::string readInterface = "cloud";
   std::string filesFolder;  // empty: no files are written
   std::string library;      // empty: searched beside the program
+  std::string serialPort;   // empty: the USB reader
+  unsigned beepMilliseconds = 500;
 };
 
 struct ParsedOptions {

@@ -26,11 +26,15 @@ std::string Dump(const nlohmann::ordered_json& document) {
 }  // namespace
 
 std::string CardText(const CardRecord& card) {
-  std::string text = Line("Card type", CardTypeName(card.type));
+  std::string text;
+  if (card.type != IDCARDREADER_CARD_NONE) text += Line("Card type", CardTypeName(card.type));
   for (const CardField& field : card.fields) {
     if (!field.text.empty()) text += Line(field.label, field.text);
   }
-  text += Line("Chip (DN)", card.dn);
+  if (card.fields.empty()) {
+    text += "This way of reading hands out nothing but blocks, and this card has no text block.\n";
+  }
+  if (!card.dn.empty()) text += Line("Chip (DN)", card.dn);
   text += Line("Text block", Size(card.text));
   text += Line("Photo", Size(card.photo));
   text += Line("Fingerprint", Size(card.fingerprint));
@@ -45,32 +49,37 @@ std::string FailureText(const Failure& failure) {
 }
 
 std::string CardLine(const CardRecord& card, std::chrono::milliseconds duration) {
-  return std::string(CardTypeName(card.type)) + ", " + card.Field("name") + ", " +
-         card.Field("idNumber") + ", " + std::to_string(duration.count()) + " ms\n";
+  std::string line;
+  if (card.type != IDCARDREADER_CARD_NONE) line += std::string(CardTypeName(card.type)) + ", ";
+  for (const char* key : {"name", "idNumber"}) {
+    if (!card.Field(key).empty()) line += card.Field(key) + ", ";
+  }
+  return line + std::to_string(duration.count()) + " ms\n";
 }
 
 std::string CardJson(const CardRecord& card, std::chrono::milliseconds duration) {
   nlohmann::ordered_json fields = nlohmann::ordered_json::object();
   for (const CardField& field : card.fields) fields[field.key] = field.text;
-  const nlohmann::ordered_json document = {{"ok", true},
-                                           {"cardType", card.type},
-                                           {"cardTypeName", CardTypeName(card.type)},
-                                           {"fields", std::move(fields)},
-                                           {"dn", card.dn},
-                                           {"blockBytes",
-                                            {{"text", card.text.size()},
-                                             {"photo", card.photo.size()},
-                                             {"fingerprint", card.fingerprint.size()}}},
-                                           {"milliseconds", duration.count()}};
+  nlohmann::ordered_json document = {{"ok", true}};
+  if (card.type != IDCARDREADER_CARD_NONE) {
+    document["cardType"] = card.type;
+    document["cardTypeName"] = CardTypeName(card.type);
+  }
+  document["fields"] = std::move(fields);
+  if (!card.dn.empty()) document["dn"] = card.dn;
+  document["blockBytes"] = {{"text", card.text.size()},
+                            {"photo", card.photo.size()},
+                            {"fingerprint", card.fingerprint.size()}};
+  document["milliseconds"] = duration.count();
   return Dump(document);
 }
 
-std::string FailureJson(const Failure& failure, std::chrono::milliseconds duration) {
+std::string FailureJson(const Failure& failure, std::optional<std::chrono::milliseconds> duration) {
   nlohmann::ordered_json document = {{"ok", false}, {"code", nullptr}};
   if (failure.code) document["code"] = *failure.code;
   document["error"] = failure.text;
   document["hint"] = failure.hint;
-  document["milliseconds"] = duration.count();
+  if (duration) document["milliseconds"] = duration->count();
   return Dump(document);
 }
 

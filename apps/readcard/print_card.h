@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include "card_record.h"
@@ -18,6 +19,7 @@ std::string CardLine(const CardRecord& card, std::chrono::milliseconds duration)
 
 // For programs: one JSON document on one line.
 std::string CardJson(const CardRecord& card, std::chrono::milliseconds duration);
-std::string FailureJson(const Failure& failure, std::chrono::milliseconds duration);
+std::string FailureJson(const Failure& failure,
+                        std::optional<std::chrono::milliseconds> duration = std::nullopt);
 
 }  // namespace readcard

@@ -5,10 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "block_files.h"
-#include "card_record.h"
+#include "card_output.h"
 #include "failure.h"
-#include "print_card.h"
+#include "read_interface.h"
 
 namespace readcard {
 namespace {
@@ -19,48 +18,35 @@ using std::chrono::steady_clock;
 class ReadCommand {
  public:
   ReadCommand(const HostLibrary& ofHost, const Options& given, Console& shared)
-      : library(ofHost), options(given), console(shared) {}
+      : library(ofHost),
+        readInterface(FindReadInterface(given.readInterface)),
+        options(given),
+        console(shared),
+        output(given, shared) {}
 
   int Run() {
     for (unsigned number = 1; number <= options.repeat; ++number) ReadOnce(number);
     if (options.repeat > 1) PrintSummary();
-    return durations.size() == options.repeat && filesWritten ? kAllRead : kReadFailed;
+    return durations.size() == options.repeat && output.AllFilesWritten() ? kAllRead : kReadFailed;
   }
 
  private:
   void ReadOnce(unsigned number) {
     const steady_clock::time_point begin = steady_clock::now();
-    const bool read = library.readCardStart(0) != 0;
+    const bool read = readInterface.read(library);
     const auto duration = std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin);
     if (read) {
       durations.push_back(duration);
-      HandOut(FetchCardRecord(library), number, duration);
-    } else {
-      Report(FetchFailure(library), number, duration);
-    }
-  }
-
-  void HandOut(const CardRecord& card, unsigned number, milliseconds duration) {
-    if (options.json) {
-      console.Print(CardJson(card, duration));
+      const CardRecord card = readInterface.fetch(library);
+      if (options.repeat == 1) {
+        output.HandOut(card, duration);
+      } else {
+        output.HandOut(card, number, duration);
+      }
     } else if (options.repeat == 1) {
-      console.Print(CardText(card));
+      output.Report(FetchFailure(library), duration);
     } else {
-      console.Print(std::to_string(number) + ": " + CardLine(card, duration));
-    }
-    std::string complaint;
-    if (!options.filesFolder.empty() && !WriteBlockFiles(options.filesFolder, card, complaint)) {
-      filesWritten = false;
-      console.Complain(complaint);
-    }
-  }
-
-  void Report(const Failure& failure, unsigned number, milliseconds duration) {
-    if (options.json) {
-      console.Print(FailureJson(failure, duration));
-    } else {
-      if (options.repeat > 1) console.Complain(std::to_string(number) + ": ");
-      console.Complain(FailureText(failure));
+      output.Report(FetchFailure(library), number, duration);
     }
   }
 
@@ -84,10 +70,11 @@ class ReadCommand {
   }
 
   const HostLibrary& library;
+  const ReadInterface& readInterface;
   const Options& options;
   Console& console;
+  CardOutput output;
   std::vector<milliseconds> durations;  // of the reads that succeeded
-  bool filesWritten = true;
 };
 
 }  // namespace

@@ -1,6 +1,15 @@
 #include "decode_service/listener.h"
 
+#include <thread>
+
 namespace devkit {
+namespace {
+
+// A port that was closed while a client was awaited may be in use for a moment longer.
+constexpr int kBindAttempts = 200;
+constexpr std::chrono::milliseconds kBindPause(10);
+
+}  // namespace
 
 using asio::ip::tcp;
 
@@ -16,8 +25,11 @@ Listener::Listener(asio::io_context& ioContext, std::uint16_t wantedPort, OnAcce
 
 void Listener::SetMode(Mode newMode) {
   if (newMode == mode) return;
-  Close();
-  Bind();
+  const bool boundOnly = mode == Mode::refusing;
+  if (!boundOnly) {
+    Close();
+    Rebind();
+  }
   mode = newMode;
   switch (mode) {
     case Mode::open:
@@ -50,6 +62,19 @@ void Listener::Bind() {
 #endif
   acceptor.bind(endpoint);
   port = acceptor.local_endpoint().port();
+}
+
+void Listener::Rebind() {
+  for (int attempt = 1;; ++attempt) {
+    try {
+      Bind();
+      return;
+    } catch (const std::system_error&) {
+      if (attempt == kBindAttempts) throw;
+    }
+    Close();
+    std::this_thread::sleep_for(kBindPause);
+  }
 }
 
 void Listener::Accept() {

@@ -30,6 +30,7 @@ class Listener {
 
  private:
   void Bind();
+  void Rebind();
   void Accept();
   void FillQueue();
 

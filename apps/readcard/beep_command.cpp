@@ -1,0 +1,26 @@
+#include "beep_command.h"
+
+#include "failure.h"
+#include "print_card.h"
+
+namespace readcard {
+
+int RunBeepCommand(const HostLibrary& library, const Options& options, Console& console) {
+  constexpr int kLost = 3;
+  const bool opened = library.readCardInit() != 0;
+  // The sound itself has no result but that the reader may be found lost.
+  if (opened) library.HID_BeepLED(1, 1, static_cast<std::int32_t>(options.beepMilliseconds));
+  if (opened && library.readCardGetDeviceStatus() != kLost) {
+    if (options.json) console.Print("{\"ok\":true}\n");
+    return kAllRead;
+  }
+  const Failure failure = FetchFailure(library);
+  if (options.json) {
+    console.Print(FailureJson(failure));
+  } else {
+    console.Complain(FailureText(failure));
+  }
+  return kReadFailed;
+}
+
+}  // namespace readcard

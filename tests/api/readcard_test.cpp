@@ -1,0 +1,227 @@
+// The command-line host: what it prints, where, and how it ends. Also what conf.yaml does, since that
+// stands beside a program.
+
+#include <sstream>
+
+#include "api/api_test.h"
+#include "api/child_process.h"
+
+namespace apitest {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+class ReadcardTest : public ApiTest {
+ protected:
+  void SetUp() override {
+    ApiTest::SetUp();
+    for (const auto& entry : fs::directory_iterator(StageFolder() / "bin")) {
+      const fs::path copy = folder.Path() / entry.path().filename();
+      if (entry.path().stem() == "readcard" && !fs::exists(copy)) {
+        fs::copy_file(entry.path(), copy);
+      }
+    }
+    desk.Put(kAnyCard);
+  }
+
+  void TearDown() override {
+    ApiTest::TearDown();
+    folder.RemoveFile("conf.yaml");
+    fs::remove_all(folder.Path() / "blocks");
+  }
+
+  ChildResult Run(const std::string& arguments) const {
+    return RunProgram(folder.Path().string(), "readcard", arguments);
+  }
+
+  static std::vector<json> Documents(const std::string& output) {
+    std::vector<json> documents;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) documents.push_back(json::parse(line));
+    return documents;
+  }
+
+  devkit::Bytes Block(const char* name) const {
+    const std::string content = folder.ReadFile(fs::path("blocks") / name);
+    return {content.begin(), content.end()};
+  }
+};
+
+TEST_F(ReadcardTest, PrintsTheCardForPeople) {
+  const ChildResult child = Run("");
+  EXPECT_EQ(child.status, 0);
+  EXPECT_EQ(child.errors, "");
+  EXPECT_TRUE(
+      child.output.starts_with("Card type      resident identity card\n"
+                               "Name           周样本\n"
+                               "Sex            男\n"
+                               "Nation         蒙古\n"))
+      << child.output;
+  EXPECT_NE(child.output.find("\nValid until    长期\n"), std::string::npos);
+  EXPECT_EQ(child.output.find("iInitAppid"), std::string::npos) << "the library's own lines";
+}
+
+TEST_F(ReadcardTest, ShowsTheLibrarysLinesOnTheErrorOutputWhenAskedTo) {
+  const ChildResult child = Run("--verbose");
+  EXPECT_EQ(child.status, 0);
+  EXPECT_NE(child.errors.find("iInitAppid:9"), std::string::npos) << child.errors;
+  EXPECT_EQ(child.output.find("iInitAppid"), std::string::npos);
+}
+
+TEST_F(ReadcardTest, JsonHoldsTheFieldsInUtf8AndNothingElseIsPrinted) {
+  const struct {
+    const char* card;
+    int type;
+    json fields;  // some of them
+  } rows[] = {
+      {"resident", 1, {{"name", "周样本"}, {"validUntil", "长期"}, {"passNumber", ""}}},
+      {"resident-rare-private", 1, {{"name", "陈\ue1a3一"}}},
+      {"gat", 2, {{"name", "何通行"}, {"passNumber", "H00000001"}, {"nation", ""}}},
+      {"yjzold", 3, {{"englishName", "SAMPLE,PERSONONE"}, {"countryCode", "CAN"}}},
+      {"yjznew", 4, {{"englishName", "SPECIMEN,ALEXANDRAMARIAVONEXAMPLE"}, {"country", "德国 "}}}};
+  for (const auto& row : rows) {
+    desk.Put(row.card);
+    const ChildResult child = Run("--json");
+    EXPECT_EQ(child.status, 0);
+    const std::vector<json> documents = Documents(child.output);
+    ASSERT_EQ(documents.size(), 1u) << child.output;
+    EXPECT_EQ(documents[0]["ok"], true);
+    EXPECT_EQ(documents[0]["cardType"], row.type);
+    EXPECT_EQ(documents[0]["dn"], devkit::ToHex(CardOf(row.card).dn));
+    for (const auto& [key, text] : row.fields.items()) {
+      EXPECT_EQ(documents[0]["fields"][key], text) << row.card << " " << key;
+    }
+  }
+}
+
+TEST_F(ReadcardTest, ReadsSeveralTimesAndSumsUp) {
+  const ChildResult child = Run("--json --repeat 3");
+  EXPECT_EQ(child.status, 0);
+  EXPECT_EQ(Documents(child.output).size(), 3u);
+  EXPECT_TRUE(child.errors.starts_with("3 reads: 3 succeeded, 0 failed;")) << child.errors;
+}
+
+TEST_F(ReadcardTest, WritesTheBlocksOfOneCardOnly) {
+  EXPECT_EQ(Run("--files blocks").status, 0);
+  EXPECT_EQ(Block("text.bin"), ExpectedTextBlock(CardOf(kAnyCard)));
+  EXPECT_EQ(Block("photo.wlt"), ExpectedPhoto(CardOf(kAnyCard)));
+  desk.Put("gat");
+  EXPECT_EQ(Run("--files blocks").status, 0);
+  EXPECT_EQ(folder.Files("blocks"), std::vector<std::string>{"photo.wlt"});
+  EXPECT_EQ(Block("photo.wlt"), ExpectedPhoto(CardOf("gat")));
+}
+
+TEST_F(ReadcardTest, EachFamilyOfFunctionsYieldsWhatItHandsOut) {
+  const auto fieldsBy = [this](const std::string& family) {
+    const std::vector<json> documents = Documents(Run("--json --interface " + family).output);
+    return documents.size() == 1 ? documents[0]["fields"] : json("no document");
+  };
+  EXPECT_EQ(fieldsBy("cloud")["nation"], "蒙古");
+  EXPECT_EQ(fieldsBy("legacy"), fieldsBy("cloud"));
+  const json standard = fieldsBy("standard");
+  EXPECT_EQ(standard["name"], "周样本");
+  EXPECT_EQ(standard["sexCode"], "1");
+  EXPECT_EQ(standard["nationCode"], "02");
+  // The text block cuts what the fields hold whole.
+  desk.Put("resident-long-name");
+  EXPECT_EQ(fieldsBy("standard")["name"], "阿卜杜拉虚构买买提艾山江吐尔逊");
+  EXPECT_EQ(fieldsBy("cloud")["name"], "阿卜杜拉虚构买买提艾山江吐尔逊示例样本甲乙");
+  // And only resident cards have one.
+  desk.Put("gat");
+  EXPECT_EQ(fieldsBy("standard"), json::object());
+  EXPECT_EQ(fieldsBy("legacy")["name"], "何通行");
+}
+
+TEST_F(ReadcardTest, TellsOfAFailureWithItsCodeAndWhatToDo) {
+  desk.TakeCardAway();
+  const ChildResult text = Run("");
+  EXPECT_EQ(text.status, 1);
+  EXPECT_EQ(text.output, "");
+  EXPECT_TRUE(text.errors.starts_with("The card was not read (code 40): 读取DN码\nLay a card on"))
+      << text.errors;
+  const ChildResult asJson = Run("--json");
+  EXPECT_EQ(asJson.status, 1);
+  ASSERT_EQ(Documents(asJson.output).size(), 1u);
+  EXPECT_EQ(Documents(asJson.output)[0]["ok"], false);
+  EXPECT_EQ(Documents(asJson.output)[0]["code"], 40);
+}
+
+TEST_F(ReadcardTest, WrongUsageAndAMissingLibraryEndWithTwo) {
+  for (const char* arguments :
+       {"--nonsense", "--repeat 0", "--interface none", "--library nowhere", "--serial nothing"}) {
+    const ChildResult child = Run(arguments);
+    EXPECT_EQ(child.status, 2) << arguments;
+    EXPECT_EQ(child.output, "") << arguments;
+    EXPECT_NE(child.errors, "") << arguments;
+  }
+  EXPECT_EQ(Run("--help").status, 0);
+}
+
+TEST_F(ReadcardTest, PrintsNumbersAndSoundsTheReader) {
+  EXPECT_EQ(Run("uid").output, devkit::ToHex(CardOf(kAnyCard).uid) + "  identity card\n");
+  desk.Put(kTypeACard);
+  EXPECT_EQ(Run("uid").output, devkit::ToHex(CardOf(kTypeACard).uid) + "  other card, kind 4\n");
+  EXPECT_EQ(Run("beep").status, 0);
+  desk.Unplug();
+  EXPECT_EQ(Run("beep").status, 1);
+  EXPECT_EQ(Run("uid").status, 1);
+}
+
+TEST_F(ReadcardTest, KeepsTheSerialPortInTheConfiguration) {
+  folder.WriteFile("conf.yaml", "canLog: false\ncomname: /dev/old\n");
+  const ChildResult child = Run("--serial COM998");
+  EXPECT_EQ(child.status, 1);
+  EXPECT_NE(child.errors.find("code 48"), std::string::npos) << child.errors;
+  EXPECT_EQ(folder.ReadFile("conf.yaml"), "# settings of the reader\ncanLog: false\ncomnum: 998\n");
+}
+
+struct ConfigurationCase {
+  const char* name;
+  const char* text;
+  bool honoured;
+};
+
+void PrintTo(const ConfigurationCase& configuration, std::ostream* stream) {
+  *stream << configuration.name;
+}
+
+class ConfigurationTest : public ReadcardTest,
+                          public testing::WithParamInterface<ConfigurationCase> {};
+
+// Each file asks for a reader that is not there; when that is heeded none is found.
+TEST_P(ConfigurationTest, TheReaderOfTheConfigurationIsUsed) {
+  folder.WriteFile("conf.yaml", GetParam().text);
+  const ChildResult child = Run("--json");
+  ASSERT_EQ(Documents(child.output).size(), 1u) << child.output;
+  const json document = Documents(child.output)[0];
+  if (GetParam().honoured) {
+    EXPECT_EQ(document.value("code", 0), 27) << document;
+  } else {
+    EXPECT_EQ(document["ok"], true) << document;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, ConfigurationTest,
+    testing::Values(ConfigurationCase{"BehindAComment", "# reader\nvid: 4660\n", true},
+                    ConfigurationCase{"BehindASemicolon", "; reader\r\nvid: 4660\r\n", true},
+                    ConfigurationCase{"CommentThenTwoKeys", "#\t\nvid: 4660\npid: 258\n", true},
+                    ConfigurationCase{"TheOnlyLine", "vid: 4660\n", true},
+                    ConfigurationCase{"TheSecondLine", "canLog: false\npid: 1\n", true},
+                    ConfigurationCase{"TheFirstOfTwoLines", "vid: 4660\ncanLog: false\n", false},
+                    ConfigurationCase{"WithoutABlank", "# reader\nvid:4660\n", false},
+                    ConfigurationCase{"OtherCase", "# reader\nVid: 4660\n", false}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+TEST_F(ReadcardTest, LoggingIsSwitchedOnByTheConfiguration) {
+  folder.WriteFile("conf.yaml", "# settings\ncanLog: True\n");
+  EXPECT_EQ(Run("").status, 0);
+  EXPECT_TRUE(folder.Files("logdata").empty());
+  folder.WriteFile("conf.yaml", "# settings\ncanLog: true\n");
+  EXPECT_EQ(Run("").status, 0);
+  EXPECT_EQ(folder.Files("logdata").size(), 2u);
+}
+
+}  // namespace
+}  // namespace apitest
