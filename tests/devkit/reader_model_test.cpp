@@ -61,125 +61,34 @@ class ReaderModelTest : public testing::Test {
   Moment now{};
 };
 
-TEST_F(ReaderModelTest, YieldsTheCardStepByStep) {
-  const Bytes dn = Exchange({0x06});
-  ASSERT_EQ(dn.size(), 64u);
-  EXPECT_EQ(dn[0], 0x06);
-  EXPECT_EQ(Bytes(dn.begin() + 2, dn.begin() + 34), card->dn);
-  EXPECT_EQ(std::count(dn.begin() + 34, dn.end(), 0), 0);
-
-  const Bytes keyAnswer = Exchange(Key(0x07, card->inputKey));
-  EXPECT_EQ(Status(keyAnswer), 0);
-  EXPECT_EQ(Bytes(keyAnswer.begin() + 2, keyAnswer.end()), card->keyAnswer);
-  EXPECT_EQ(Status(Exchange(Key(0x08, card->outputKey))), 0);
-
-  for (const CardFile& file : kCardFiles) {
-    Send({0x0B, file.id, static_cast<std::uint8_t>(file.length >> 8),
-          static_cast<std::uint8_t>(file.length)});
-    EXPECT_EQ(Drain(), card->files.at(file.id));
-  }
+TEST_F(ReaderModelTest, RefusesWhatItDoesNotKnow) {
+  EXPECT_EQ(ToHex({Exchange({0x42}).data(), 2}), "4206");
+  EXPECT_EQ(Status(Exchange({0x01, 0x02})), 6);
 }
 
-TEST_F(ReaderModelTest, FilesComeInPiecesOfSixtyBytes) {
-  Unlock();
-  Send({0x0B, 0x11, 0x00, 0xD6});
-  std::vector<std::size_t> sizes;
-  while (const auto output = reader.Take(now)) {
-    EXPECT_EQ(output->kind, ReaderOutput::Kind::file_data);
-    sizes.push_back(output->bytes.size());
-  }
-  EXPECT_EQ(sizes, (std::vector<std::size_t>{60, 60, 60, 34}));
-}
-
-TEST_F(ReaderModelTest, RefusesWrongKeys) {
+TEST_F(ReaderModelTest, TakesTheRightKeysInTheirOrderOnly) {
+  EXPECT_EQ(Status(Exchange(Key(0x07, card->inputKey))), 5);
   Exchange({0x06});
+  EXPECT_EQ(Status(Exchange(Key(0x08, card->outputKey))), 5);
   EXPECT_EQ(Status(Exchange(Key(0x07, card->outputKey))), 6);
   EXPECT_EQ(Status(Exchange(Key(0x08, card->outputKey))), 5);
   EXPECT_EQ(Status(Exchange(Key(0x07, card->inputKey))), 0);
   EXPECT_EQ(Status(Exchange(Key(0x08, card->inputKey))), 6);
 }
 
-TEST_F(ReaderModelTest, RefusesKeysOutOfOrder) {
-  EXPECT_EQ(Status(Exchange(Key(0x07, card->inputKey))), 5);
-  Exchange({0x06});
-  EXPECT_EQ(Status(Exchange(Key(0x08, card->outputKey))), 5);
-}
-
-TEST_F(ReaderModelTest, GivesNoFileBeforeBothKeys) {
+TEST_F(ReaderModelTest, GivesAFileOfItsLengthBehindBothKeysOfThisCard) {
   const Bytes request = {0x0B, 0x11, 0x00, 0xD6};
   EXPECT_TRUE(Exchange(request).empty());
   Exchange({0x06});
   Exchange(Key(0x07, card->inputKey));
   EXPECT_TRUE(Exchange(request).empty());
   Exchange(Key(0x08, card->outputKey));
-  EXPECT_FALSE(Exchange(request).empty());
-}
-
-TEST_F(ReaderModelTest, GivesNoFileOfAnotherLengthOrName) {
-  Unlock();
   EXPECT_TRUE(Exchange({0x0B, 0x11, 0x01, 0x00}).empty());
   EXPECT_TRUE(Exchange({0x0B, 0x14, 0x00, 0xD6}).empty());
-}
-
-TEST_F(ReaderModelTest, AnotherCardForgetsTheKeys) {
-  Unlock();
+  Send(request);
+  for (const std::size_t size : {60u, 60u, 60u, 34u}) EXPECT_EQ(Receive().size(), size);
   reader.PutCard(std::make_shared<const Card>(ResidentWithoutFingerprint()), now);
-  EXPECT_TRUE(Exchange({0x0B, 0x11, 0x00, 0xD6}).empty());
-}
-
-TEST_F(ReaderModelTest, TellsThatThereIsNoCard) {
-  reader.PutCard(nullptr, now);
-  for (const std::uint8_t command : Bytes{0x06, 0x07, 0x08, 0x0C, 0x0D}) {
-    EXPECT_EQ(Status(Exchange({command, 0, 0, 0, 0, 0, 0, 0, 0})), 3) << int{command};
-  }
-}
-
-TEST_F(ReaderModelTest, RefusesWhatItDoesNotKnow) {
-  const Bytes answer = Exchange({0x42});
-  EXPECT_EQ(answer[0], 0x42);
-  EXPECT_EQ(Status(answer), 6);
-  EXPECT_EQ(Status(Exchange({0x01, 0x02})), 6);
-}
-
-TEST_F(ReaderModelTest, TellsCardNumbers) {
-  const Bytes uid = Exchange({0x0C});
-  EXPECT_EQ(Bytes(uid.begin() + 2, uid.begin() + 10), card->uid);
-  EXPECT_EQ(Status(Exchange({0x0D})), 3);
-
-  const Card other = CardOf(R"({"type": "type-a", "chip": {"seed": 9, "uid": "A1B2C3D4"}})");
-  reader.PutCard(std::make_shared<const Card>(other), now);
-  const Bytes answer = Exchange({0x0D});
-  EXPECT_EQ(ToHex({answer.data(), 8}), "0D000404A1B2C3D4");
-  EXPECT_EQ(Status(Exchange({0x0C})), 3);
-  EXPECT_EQ(Status(Exchange({0x06})), 3);
-}
-
-TEST_F(ReaderModelTest, TellsAboutItself) {
-  reader.SetIdentity({FromHex("010203040506"), FromHex("0A0B")});
-  EXPECT_EQ(ToHex({Exchange({0x30}).data(), 8}), "3000010203040506");
-  EXPECT_EQ(ToHex({Exchange({0x64}).data(), 4}), "64000A0B");
-}
-
-TEST_F(ReaderModelTest, ReportsACardWhileTheSearchIsOn) {
-  reader.PutCard(nullptr, now);
-  EXPECT_EQ(ToHex({Exchange({0x01, 0x01}).data(), 2}), "0100");
-  EXPECT_TRUE(Receive().empty());
-  reader.PutCard(card, now);
-  const Bytes report = Receive();
-  ASSERT_EQ(report.size(), 64u);
-  EXPECT_EQ(ToHex({report.data(), 3}), "011008");
-  EXPECT_EQ(Bytes(report.begin() + 3, report.begin() + 11), card->uid);
-
-  EXPECT_EQ(ToHex({Exchange({0x01, 0x00}).data(), 2}), "0100");
-  reader.PutCard(card, now);
-  EXPECT_TRUE(Receive().empty());
-}
-
-TEST_F(ReaderModelTest, ReportsACardThatLiesThereAfterItsAnswer) {
-  EXPECT_EQ(ToHex({Exchange({0x01, 0x01}).data(), 2}), "0100");
-  EXPECT_EQ(ToHex({Receive().data(), 3}), "011008");
-  Exchange({0x01, 0x01});
-  EXPECT_TRUE(Receive().empty());
+  EXPECT_TRUE(Exchange(request).empty());
 }
 
 TEST_F(ReaderModelTest, LatencyHoldsForEachReport) {
@@ -199,26 +108,6 @@ TEST_F(ReaderModelTest, LatencyHoldsForEachReport) {
     EXPECT_TRUE(Receive(milliseconds(due - 1)).empty());
     EXPECT_FALSE(Receive(milliseconds(due)).empty());
   }
-}
-
-TEST_F(ReaderModelTest, PlaysFaultsOfAnswers) {
-  Misbehave(R"({"at": "uid", "fault": "drop", "times": 1},
-               {"at": "uid", "fault": "wrong-echo", "count": 2, "times": 1},
-               {"at": "uid", "fault": "status", "status": 255, "times": 1},
-               {"at": "uid", "fault": "short", "bytes": 17, "times": 1},
-               {"at": "uid", "fault": "answer", "report": "0C0900", "times": 1},
-               {"at": "uid", "fault": "delay", "ms": 30, "times": 1})");
-  EXPECT_TRUE(Exchange({0x0C}).empty());
-  EXPECT_NE(Exchange({0x0C}).at(0), 0x0C);
-  EXPECT_NE(Receive().at(0), 0x0C);
-  EXPECT_TRUE(Receive().empty());
-  EXPECT_EQ(ToHex({Exchange({0x0C}).data(), 3}), "0CFF00");
-  EXPECT_EQ(Exchange({0x0C}).size(), 17u);
-  EXPECT_EQ(ToHex({Exchange({0x0C}).data(), 3}), "0C0900");
-  Send({0x0C});
-  EXPECT_TRUE(Receive(milliseconds(29)).empty());
-  EXPECT_FALSE(Receive(milliseconds(30)).empty());
-  EXPECT_EQ(Status(Exchange({0x0C})), 0);
 }
 
 TEST_F(ReaderModelTest, StaleReportsComeBeforeTheAnswer) {
@@ -242,53 +131,6 @@ TEST_F(ReaderModelTest, PlaysFaultsOfFiles) {
   EXPECT_EQ(Drain().size(), 904u);
   Send({0x0B, 0x21, 0x04, 0x00});
   EXPECT_NE(Drain(), card->files.at(0x21));
-}
-
-TEST_F(ReaderModelTest, FailedTransfersDoNotReachTheCard) {
-  Misbehave(R"({"at": "dn", "fault": "io-error", "times": 1},
-               {"at": "dn", "fault": "io-error", "on": "read", "times": 1})");
-  EXPECT_FALSE(reader.Request(Bytes{0x06}, now).ok);
-  EXPECT_TRUE(reader.Request(Bytes{0x06}, now).ok);
-  EXPECT_EQ(reader.Take(now)->kind, ReaderOutput::Kind::io_error);
-  EXPECT_EQ(Status(Exchange(Key(0x07, card->inputKey))), 5);
-}
-
-TEST_F(ReaderModelTest, AnUnpluggedReaderComesBackForNewHandlesOnly) {
-  Misbehave(R"({"at": "dn", "fault": "unplug", "replug": 2, "times": 1})");
-  const int session = reader.SessionNumber();
-  EXPECT_TRUE(reader.Alive(session));
-  EXPECT_FALSE(reader.Request(Bytes{0x06}, now).ok);
-  EXPECT_FALSE(reader.Alive(session));
-  EXPECT_FALSE(reader.Enumerate().there);
-  EXPECT_FALSE(reader.Enumerate().there);
-  EXPECT_TRUE(reader.Enumerate().there);
-  EXPECT_TRUE(reader.Open(now).there);
-  EXPECT_FALSE(reader.Alive(session));
-  EXPECT_TRUE(reader.Alive(reader.SessionNumber()));
-}
-
-TEST_F(ReaderModelTest, OpeningStartsWithoutOldReports) {
-  Send({0x06});
-  reader.Open(now);
-  EXPECT_TRUE(Receive().empty());
-}
-
-TEST_F(ReaderModelTest, PlaysFaultsOfNotifications) {
-  Misbehave(R"({"at": "notification", "fault": "kind", "kind": 255, "times": 1},
-               {"at": "notification", "fault": "wrong-layout", "times": 1})");
-  Exchange({0x01, 0x01});
-  EXPECT_EQ(ToHex({Receive().data(), 3}), "01FF08");
-  reader.PutCard(card, now);
-  EXPECT_EQ(ToHex({Receive().data(), 3}), "011004");
-}
-
-TEST_F(ReaderModelTest, TheCardsOwnFaultsHoldWhileItLiesThere) {
-  const Card spoiled = CardOf(R"({"type": "iden", "chip": {"seed": 5}, "faults":
-      {"reader": {"faults": [{"at": "dn", "fault": "status", "status": 7}]}}})");
-  reader.PutCard(std::make_shared<const Card>(spoiled), now);
-  EXPECT_EQ(Status(Exchange({0x06})), 7);
-  reader.PutCard(card, now);
-  EXPECT_EQ(Status(Exchange({0x06})), 0);
 }
 
 }  // namespace

@@ -66,20 +66,15 @@ class FilesTest : public testing::Test {
   fs::path folder;
 };
 
-TEST_F(FilesTest, WritesAppendsAndReads) {
-  const fs::path file = folder / "log.txt";
+TEST_F(FilesTest, WritesAppendsAndReadsUnderNamesOfEveryScript) {
+  const fs::path inner = folder / fs::path(u"身份证\u00E9");
+  ASSERT_TRUE(CreateFolder(inner));
+  const fs::path file = inner / fs::path(u"读卡.txt");
   Write(file, "at", "one\n");
   Write(file, "at", "two\n");
   EXPECT_EQ(Read(file), "one\ntwo\n");
   Write(file, "wb", "new");
   EXPECT_EQ(Read(file), "new");
-}
-
-TEST_F(FilesTest, TakesNamesOfEveryScript) {
-  const fs::path inner = folder / fs::path(u"身份证\u00E9");
-  ASSERT_TRUE(CreateFolder(inner));
-  Write(inner / fs::path(u"读卡.txt"), "wt", "ok");
-  EXPECT_EQ(Read(inner / fs::path(u"读卡.txt")), "ok");
 }
 
 // One file or empty folder at any depth; the library's own removal does not reach that deep on
@@ -113,9 +108,6 @@ TEST_F(FilesTest, TellsWhyAFileCannotBeOpened) {
   const std::string missing = AnsiText(folder / "missing.txt");
   EXPECT_EQ(OpenAnsiFile(missing.c_str(), "rb"), nullptr);
   EXPECT_EQ(LastSystemError(), kNotFound);
-}
-
-TEST_F(FilesTest, AFolderIsNoFile) {
   EXPECT_EQ(OpenFile(folder, "rt"), nullptr);
   EXPECT_NE(LastSystemError(), 0u);
 }
@@ -123,15 +115,9 @@ TEST_F(FilesTest, AFolderIsNoFile) {
 TEST_F(FilesTest, TakesTheNameThatAHostGave) {
   const std::string name = AnsiText(folder.filename()) + "/photo.bmp";
   EXPECT_FALSE(AnsiFileExists(name.c_str()));
-  File file = OpenAnsiFile(name.c_str(), "wb");
-  ASSERT_NE(file, nullptr);
-  std::fputs("BM", file.get());
-  file.reset();
+  std::fputs("BM", OpenAnsiFile(name.c_str(), "wb").get());
   EXPECT_TRUE(AnsiFileExists(name.c_str()));
   EXPECT_EQ(Read(folder / "photo.bmp"), "BM");
-}
-
-TEST_F(FilesTest, NoNameIsNoFile) {
   EXPECT_FALSE(AnsiFileExists(nullptr));
   EXPECT_EQ(OpenAnsiFile(nullptr, "rb"), nullptr);
   EXPECT_EQ(OpenAnsiFile("", "rb"), nullptr);
@@ -143,7 +129,7 @@ TEST_F(FilesTest, ChildProcessesInheritNoFile) {
   EXPECT_FALSE(IsInherited(OpenAnsiFile(AnsiText(path).c_str(), "rb").get()));
 }
 
-TEST_F(FilesTest, CreatesOneFolderAndNoneAboveIt) {
+TEST_F(FilesTest, CreatesOneFolderForItsOwnerAndNoneAboveIt) {
   const fs::path inner = folder / "logdata";
   EXPECT_TRUE(CreateFolder(inner));
   EXPECT_TRUE(fs::is_directory(inner));
@@ -151,29 +137,20 @@ TEST_F(FilesTest, CreatesOneFolderAndNoneAboveIt) {
 #ifndef _WIN32
   EXPECT_EQ(fs::status(inner).permissions(), fs::perms::owner_all);
 #endif
-}
-
-TEST_F(FilesTest, AFileInPlaceOfAFolderIsAnError) {
-  const fs::path path = folder / "logdata";
-  Write(path, "wt", "not a folder");
-  EXPECT_FALSE(CreateFolder(path));
+  Write(folder / "file", "wt", "not a folder");
+  EXPECT_FALSE(CreateFolder(folder / "file"));
   EXPECT_EQ(LastSystemError(), kExists);
 }
 
-TEST(Files, KnowsTheFoldersOfTheProgram) {
+TEST(Files, TheFoldersOfTheProgramDoNotDependOnTheCurrentOne) {
   // This code is linked into the program, so both are one here.
   const fs::path program = ExecutableFolder();
   EXPECT_TRUE(program.is_absolute());
   EXPECT_TRUE(fs::is_directory(program));
-  EXPECT_EQ(LibraryFolder(), program);
-}
-
-TEST(Files, ItsOwnFolderDoesNotDependOnTheCurrentOne) {
-  const fs::path before = LibraryFolder();
   const fs::path current = fs::current_path();
   fs::current_path(current.root_path());
-  EXPECT_EQ(LibraryFolder(), before);
-  EXPECT_EQ(ExecutableFolder(), before);
+  EXPECT_EQ(LibraryFolder(), program);
+  EXPECT_EQ(ExecutableFolder(), program);
   fs::current_path(current);
 }
 

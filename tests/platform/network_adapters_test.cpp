@@ -26,88 +26,63 @@ TEST(ListNetworkAdapters, GivesTheSameAnswerTwice) {
 
 namespace fs = std::filesystem;
 
-void WriteLine(const fs::path& path, const std::string& text) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path) << text << '\n';
-}
-
 // A tree like the kernel's: class/net/<name> beside the devices that it points to.
 class SysfsAdapterTest : public testing::Test {
  public:
-  SysfsAdapterTest() {
-    const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
-    root = fs::current_path() / (std::string("sysfs-") + test.name());
-    fs::remove_all(root);
-  }
+  SysfsAdapterTest() { fs::remove_all(root); }
   ~SysfsAdapterTest() override { fs::remove_all(root); }
 
  protected:
-  void AddInterface(const std::string& name, const std::string& address) {
-    WriteLine(ClassNet() / name / "address", address);
+  void Write(const fs::path& path, const std::string& text) const {
+    fs::create_directories((root / path).parent_path());
+    std::ofstream(root / path) << text << '\n';
   }
-  void AddPciDevice(const std::string& name, const std::string& vendor) {
-    const fs::path device = root / "devices/pci0000:00/0000:00:19.0";
-    WriteLine(device / "vendor", vendor);
-    fs::create_directory_symlink(device, ClassNet() / name / "device");
-  }
-  void AddUsbDevice(const std::string& name, const std::string& vendor) {
-    const fs::path controller = root / "devices/pci0000:00/0000:00:14.0";
-    WriteLine(controller / "vendor", "0x8086");
-    const fs::path hub = controller / "usb1";
-    WriteLine(hub / "idVendor", "1d6b");
-    const fs::path device = hub / "1-2";
-    WriteLine(device / "idVendor", vendor);
-    fs::create_directories(device / "1-2:1.0");
-    fs::create_directory_symlink(device / "1-2:1.0", ClassNet() / name / "device");
+  // What the one interface is taken for; `device`, where there is one, is what it points to.
+  std::optional<NetworkAdapter> Adapter(const std::string& address, const fs::path& device = {}) {
+    const fs::path classNet = root / "class/net";
+    Write("class/net/eth0/address", address);
+    if (!device.empty()) {
+      fs::remove(classNet / "eth0/device");
+      fs::create_directories(root / device);
+      fs::create_directory_symlink(root / device, classNet / "eth0/device");
+    }
+    return ReadNetworkAdapter(classNet, "eth0");
   }
 
-  fs::path ClassNet() const { return root / "class/net"; }
-
-  std::string Description(const std::string& name) const {
-    const auto adapter = ReadNetworkAdapter(ClassNet(), name);
-    return adapter ? adapter->description : "(none)";
-  }
-
-  fs::path root;
+  const fs::path root =
+      fs::current_path() /
+      (std::string("sysfs-") + testing::UnitTest::GetInstance()->current_test_info()->name());
 };
 
-TEST_F(SysfsAdapterTest, ReadsTheAddress) {
-  AddInterface("eth0", "00:1a:2B:3c:4d:5e");
-  const auto adapter = ReadNetworkAdapter(ClassNet(), "eth0");
+constexpr char kAddress[] = "00:1a:2B:3c:4d:5e";
+
+TEST_F(SysfsAdapterTest, NeedsAnAddress) {
+  for (const char* none : {"00:00:00:00:00:00", "", "00:1a:2", "001a2b3c4d5e", "no address"}) {
+    EXPECT_FALSE(Adapter(none)) << none;
+  }
+  EXPECT_FALSE(ReadNetworkAdapter(root / "class/net", "missing"));
+  const auto adapter = Adapter(kAddress);
   ASSERT_TRUE(adapter);
   EXPECT_EQ(adapter->address, (std::vector<std::uint8_t>{0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E}));
   EXPECT_EQ(adapter->description, "") << "it has no device";
 }
 
-TEST_F(SysfsAdapterTest, LeavesOutWhatHasNoHardwareAddress) {
-  for (const char* address : {"00:00:00:00:00:00", "", "00:1a:2", "001a2b3c4d5e", "no address"}) {
-    AddInterface("lo", address);
-    EXPECT_FALSE(ReadNetworkAdapter(ClassNet(), "lo")) << address;
-  }
-  EXPECT_FALSE(ReadNetworkAdapter(ClassNet(), "missing"));
-}
-
-TEST_F(SysfsAdapterTest, NamesTheMakersOfPciCards) {
-  const std::pair<const char*, const char*> makers[] = {
+TEST_F(SysfsAdapterTest, NamesTheMakerOfTheCardAndNotOfTheControllerAboveIt) {
+  const std::pair<const char*, const char*> pciCards[] = {
       {"0x10ec", "Realtek"}, {"0x8086", "Intel"}, {"0x168c", "Atheros"},
-      {"0x1969", "Atheros"}, {"0x1af4", ""},      {"0x0cf3", "Atheros"},
-  };
-  for (const auto& [vendor, maker] : makers) {
-    fs::remove_all(root);
-    AddInterface("eth0", "00:1a:2b:3c:4d:5e");
-    AddPciDevice("eth0", vendor);
-    EXPECT_EQ(Description("eth0"), maker) << vendor;
+      {"0x1969", "Atheros"}, {"0x1af4", ""},      {"0x0cf3", "Atheros"}};
+  for (const auto& [vendor, maker] : pciCards) {
+    Write("devices/pci0/0000:00:19.0/vendor", vendor);
+    EXPECT_EQ(Adapter(kAddress, "devices/pci0/0000:00:19.0")->description, maker) << vendor;
   }
-}
-
-TEST_F(SysfsAdapterTest, NamesTheMakerOfAUsbCardAndNotOfTheControllerAboveIt) {
-  const std::pair<const char*, const char*> makers[] = {
+  Write("devices/pci0/0000:00:14.0/vendor", "0x8086");
+  Write("devices/pci0/0000:00:14.0/usb1/idVendor", "1d6b");
+  const std::pair<const char*, const char*> usbCards[] = {
       {"0bda", "Realtek"}, {"8087", "Intel"}, {"0cf3", "Atheros"}, {"0b95", ""}};
-  for (const auto& [vendor, maker] : makers) {
-    fs::remove_all(root);
-    AddInterface("usb0", "00:1a:2b:3c:4d:5e");
-    AddUsbDevice("usb0", vendor);
-    EXPECT_EQ(Description("usb0"), maker) << vendor;
+  for (const auto& [vendor, maker] : usbCards) {
+    Write("devices/pci0/0000:00:14.0/usb1/1-2/idVendor", vendor);
+    EXPECT_EQ(Adapter(kAddress, "devices/pci0/0000:00:14.0/usb1/1-2/1-2:1.0")->description, maker)
+        << vendor;
   }
 }
 

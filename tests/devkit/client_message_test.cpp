@@ -1,8 +1,8 @@
-// Messages are found in the stream however the network cut it.
-
-#include "decode_service/message_splitter.h"
+// Messages are found in the stream however the network cut it, and only a client's own are taken.
 
 #include "decode_service/client_message.h"
+
+#include "decode_service/message_splitter.h"
 #include "devkit/devkit_test_support.h"
 
 namespace devkit {
@@ -32,40 +32,10 @@ TEST(MessageSplitterTest, FindsMessagesHoweverTheStreamIsCut) {
   }
 }
 
-TEST(MessageSplitterTest, BytesBetweenMessagesAreStray) {
+TEST(MessageSplitterTest, BytesBetweenMessagesAreStrayAndAnEndlessOneIsGivenUp) {
   MessageSplitter splitter;
   EXPECT_EQ(Pieces(splitter, std::string("{}\0{}", 5)), "{}?{}");
-}
-
-TEST(MessageSplitterTest, AnEndlessMessageIsGivenUp) {
-  MessageSplitter splitter;
   EXPECT_EQ(Pieces(splitter, "{" + std::string(MessageSplitter::kLongestObject, 'x')), "?");
-}
-
-TEST(ClientMessageTest, TellsWhichMessagesEndWithALineFeed) {
-  const Bytes block = {0xBB};
-  EXPECT_TRUE(EndsWithLineFeed(ClientTexts::Login()));
-  EXPECT_TRUE(EndsWithLineFeed(ClientTexts::Upload("dn2", "t", block)));
-  EXPECT_TRUE(EndsWithLineFeed(ClientTexts::NoFingerprint("t")));
-  EXPECT_FALSE(EndsWithLineFeed(ClientTexts::Heartbeat()));
-  EXPECT_FALSE(EndsWithLineFeed(ClientTexts::DeviceCodeUpload("NULL", block)));
-}
-
-TEST(ClientMessageTest, ReadsTheBlock) {
-  const Bytes block = {0xBB, 0xB2, 0x80, 0xFF};
-  const ClientMessage message = ReadClientMessage(ClientTexts::Upload("BBB2", "tok", block));
-  EXPECT_EQ(message.objection, "");
-  EXPECT_EQ(message.exchange, "output-key");
-  EXPECT_EQ(message.token, "tok");
-  EXPECT_EQ(message.block, block);
-}
-
-TEST(ClientMessageTest, DeviceCodeUploadsAreToldByTheirBlocks) {
-  const Bytes block = {0xBB, 0x12, 0x01};
-  const ClientMessage message = ReadClientMessage(ClientTexts::DeviceCodeUpload("FIRST", block));
-  EXPECT_EQ(message.objection, "");
-  EXPECT_EQ(message.dialect, Dialect::device_code);
-  EXPECT_EQ(message.exchange, "sector-12");
 }
 
 struct Wrong {
@@ -99,6 +69,17 @@ TEST(ClientMessageTest, ObjectsToTheSmallestDeviation) {
   for (const Wrong& row : rows) {
     EXPECT_NE(ReadClientMessage(row.text).objection.find(row.objection), std::string::npos)
         << row.text << ": " << ReadClientMessage(row.text).objection;
+  }
+}
+
+TEST(CipherTest, RefusesWhatNoClientEnciphers) {
+  const Bytes key(kMessageKey.begin(), kMessageKey.end());
+  EXPECT_THROW(Decipher(kMessageKey, Bytes(12)), std::runtime_error);
+  EXPECT_THROW(Decipher(kMessageKey, Bytes()), std::runtime_error);
+  for (const CipherBlock& last :
+       {CipherBlock{0, 0, 0, 0, 0, 0, 0, 0}, CipherBlock{0, 0, 0, 0, 0, 0, 0, 9},
+        CipherBlock{0, 0, 0, 0, 0, 0, 1, 3}}) {
+    EXPECT_THROW(Decipher(kMessageKey, EncipherBlock(key, last)), std::runtime_error);
   }
 }
 
