@@ -34,6 +34,7 @@ packages_build=(g++ cmake ninja-build zlib1g-dev libhidapi-dev libasio-dev nlohm
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev dpkg-dev wine64)
 packages_test=(googletest libgtest-dev libgmock-dev)
 packages_lint=(clang-14 clang-tidy-14 clang-format-14)
+packages_fuzz=(clang-14 libclang-rt-14-dev llvm-14)
 
 # ensure_packages REASON PACKAGE...: installs those that are missing.
 ensure_packages() {

@@ -1,0 +1,103 @@
+#include <string>
+
+#include "base/expect.h"
+#include "reader/reader_engine.h"
+#include "support/status_codes.h"
+#include "support/throwing_hard_stop.h"
+#include "world/fuzzed_reader.h"
+#include "world/fuzzed_service.h"
+
+// The whole engine between a reader and a service that do what the script says: reads, searches and
+// stops, one piece of a thread after the other.
+
+using namespace idcardreader;
+
+namespace {
+
+constexpr int kMostActs = 5;
+
+bool IsStatusText(const std::string& text) {
+  for (std::int32_t code = ERRORT_ClientThread; code < ERRORT_End; ++code) {
+    if (StatusText(code) != StatusText(ERRORT_None) && text.starts_with(StatusText(code))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool RecordIsEmpty(ReaderEngine& engine) {
+  for (std::int32_t item = kFirstResultItem; item <= kLastResultItem; ++item) {
+    if (!engine.GetResultText(item).empty()) return false;
+  }
+  return true;
+}
+
+void Read(ReaderEngine& engine, const fuzz::FuzzedService& service) {
+  const bool succeeded = engine.ReadCardStartRead(false);
+  const bool recordIsEmpty = RecordIsEmpty(engine);
+  for (const auto item : {kItemIdNumber, kItemBirthday, kItemStartDate, kItemPassCheckId}) {
+    fuzz::Expect(service.HasCarried(engine.GetResultText(item)), "the person is this read's");
+  }
+  fuzz::Expect(!succeeded || !recordIsEmpty, "a read that succeeds has a record");
+  fuzz::Expect(succeeded || recordIsEmpty || !IsStatusText(engine.GetLastErrorText()),
+               "a read that fails leaves no record");
+}
+
+void Act(ReaderEngine& engine, fuzz::Script& script, const fuzz::FuzzedService& service) {
+  switch (script.Choice(8)) {
+    case 1:
+      engine.ReadCardStartRead(true);
+      break;
+    case 2:
+      engine.GetCardUid(static_cast<std::int32_t>(script.Choice(3)));
+      break;
+    case 3:
+      engine.Beep(script.Byte());
+      break;
+    case 4:
+      engine.StopRead();
+      break;
+    case 5:
+      engine.SetDeviceType(script.Choice(2) != 0);
+      break;
+    case 6:
+      engine.ExitEngine();
+      break;
+    case 7:
+      engine.SetBeepOnSuccess(true);
+      break;
+    default:
+      Read(engine, service);
+      break;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const ThrowingHardStop throwing;
+  fuzz::Script script(data, size);
+  fuzz::VirtualClock clock;
+  fuzz::FuzzedReader reader(script, clock);
+  fuzz::FuzzedService service(script, clock);
+  const Dialect dialect = script.Choice(2) == 0 ? Dialect::token : Dialect::device_code;
+  bool processEnded = false;
+  {
+    ReaderEngine engine({reader, service, clock, "/host", "/library", dialect});
+    fuzz::WhileCallerWaits([&] {
+      const std::uint8_t choice = script.Byte();
+      if (choice == 0xFF) engine.StopRead();
+      if (choice == 0xFE) engine.GetCardUid(0);
+      fuzz::RunThread(choice);
+    });
+    try {
+      for (int count = 0; count == 0 || (count < kMostActs && !script.Empty()); ++count) {
+        Act(engine, script, service);
+      }
+    } catch (const fuzz::ProcessEnded&) {
+      processEnded = true;
+    }
+  }
+  fuzz::Expect(processEnded || service.Left() == 0, "what was taken from the system is given back");
+  return 0;
+}

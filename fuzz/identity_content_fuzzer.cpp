@@ -1,0 +1,69 @@
+#include "base/expect.h"
+#include "base/script.h"
+#include "content/identity_content.h"
+#include "support/status_codes.h"
+#include "support/throwing_hard_stop.h"
+
+using namespace idcardreader;
+
+namespace {
+
+void Check(const IdentityContent& content, std::string_view text) {
+  fuzz::Expect(content.typeKnown || content.entries.empty(), "an unknown type has no entries");
+  bool text256 = false;
+  bool photo = false;
+  bool success = false;
+  for (const auto& [item, value] : content.entries) {
+    switch (item) {
+      case kItemIdNumber:
+      case kItemBirthday:
+      case kItemStartDate:
+      case kItemPassCheckId:
+        fuzz::Expect(fuzz::Within(value, text), "a text is the service's");
+        break;
+      case kItemAddress:
+      case kItemIssuingAuthority:
+      case kItemName:
+      case kItemNameEnglish:
+        fuzz::Expect(!fuzz::Within(" ", value), "a name has no spaces");
+        break;
+      case kItemTextBlock:
+        text256 = value.size() == 2 * 256;
+        fuzz::Expect(text256, "a text block has its size");
+        break;
+      case kItemPhotoBlock:
+        photo = value.size() == 2 * 1024;
+        fuzz::Expect(photo, "a photo block has its size");
+        break;
+      case kItemFingerprintBlock:
+        fuzz::Expect(value.size() == 2 * 512 || value.size() == 2 * 1024,
+                     "fingerprints have one of their sizes");
+        break;
+      case kItemCardType:
+        fuzz::Expect(value == std::to_string(static_cast<int>(content.type)),
+                     "the card type is the content's");
+        break;
+      case kItemSuccess:
+        success = true;
+        break;
+      default:
+        break;
+    }
+  }
+  fuzz::Expect(!success || content.type != CardType::resident || (text256 && photo),
+               "a resident's card is whole");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const ThrowingHardStop throwing;
+  fuzz::Script script(data, size);
+  const std::size_t flags = script.Choice(4);
+  const std::string text = script.Rest();
+  try {
+    Check(ParseIdentityContent(text, (flags & 1) == 0, (flags & 2) != 0), text);
+  } catch (const ThrowingHardStop::Stopped&) {
+  }
+  return 0;
+}

@@ -1,0 +1,42 @@
+#include "stand_ins/files.h"
+
+#include <cerrno>
+
+#include "platform/files.h"
+#include "platform/network_adapters.h"
+
+// Takes the place of the platform's files and network adapters: a run neither reads nor writes the
+// disk.
+
+namespace fuzz {
+
+std::map<std::string, std::string>& Files() {
+  static std::map<std::string, std::string> files;
+  return files;
+}
+
+}  // namespace fuzz
+
+namespace idcardreader::platform {
+
+std::filesystem::path LibraryFolder() { return "/library"; }
+std::filesystem::path ExecutableFolder() { return "/host"; }
+
+File OpenFile(const std::filesystem::path& path, const char* mode) {
+  const auto found = fuzz::Files().find(path.filename().string());
+  if (mode[0] != 'r' || found == fuzz::Files().end()) {
+    errno = ENOENT;
+    return nullptr;
+  }
+  return File(fmemopen(found->second.data(), found->second.size(), "r"));
+}
+
+File OpenAnsiFile(const char* name, const char* mode) { return OpenFile(name, mode); }
+bool AnsiFileExists(const char*) { return false; }
+bool CreateFolder(const std::filesystem::path&) { return true; }
+unsigned long LastSystemError() { return static_cast<unsigned long>(errno); }
+std::string AnsiText(const std::filesystem::path& path) { return path.native(); }
+
+std::vector<NetworkAdapter> ListNetworkAdapters() { return {}; }
+
+}  // namespace idcardreader::platform

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "base/script.h"
+#include "reader/reader_device.h"
+#include "world/virtual_clock.h"
+
+namespace fuzz {
+
+// A reader with a card on it, on a USB and on a serial line. With each command the script says
+// whether it behaves.
+class FuzzedReader : public idcardreader::ReaderDoor {
+ public:
+  FuzzedReader(Script& script, VirtualClock& clock) : script(script), clock(clock) {}
+
+  // What lies about unread belongs to nobody any more.
+  void Forget() { reports.clear(); }
+
+  Result OpenHid(std::uint16_t vendorId, std::uint16_t productId,
+                 std::unique_ptr<idcardreader::ReaderDevice>& device) override;
+  std::unique_ptr<idcardreader::platform::CPort> OpenSerial(const std::string& portName,
+                                                            std::uint32_t baud) override;
+
+ private:
+  class Device;
+  class Port;
+
+  bool Take(const std::string& command);
+  // The bytes of the next report, 0 when none comes in the time, -1 when the transfer fails.
+  int Give(std::uint8_t* data, std::size_t capacity, std::uint32_t timeoutMs);
+  void Answer(const std::string& command);
+
+  Script& script;
+  VirtualClock& clock;
+  std::deque<std::string> reports;  // an empty one is a transfer that fails
+};
+
+}  // namespace fuzz
