@@ -2,6 +2,7 @@
 
 #include "base/expect.h"
 #include "reader/reader_engine.h"
+#include "stand_ins/files.h"
 #include "support/status_codes.h"
 #include "support/throwing_hard_stop.h"
 #include "world/fuzzed_reader.h"
@@ -15,6 +16,12 @@ using namespace idcardreader;
 namespace {
 
 constexpr int kMostActs = 5;
+
+// "app=app001"; "1=10.0.0.1:9999" and "2=second.example:9999".
+constexpr char kAppIdFile[] = "app\t5AEA11D943F329DB5EC5A7\n";
+constexpr char kHostPortFile[] =
+    "1\t5ADA52DB58D14F3F3D200070F17FEF64\n"
+    "2\t5ADD519C56EE13C37AE318DA6485A242E572E04BCE50\n";
 
 bool IsStatusText(const std::string& text) {
   for (std::int32_t code = ERRORT_ClientThread; code < ERRORT_End; ++code) {
@@ -32,7 +39,7 @@ bool RecordIsEmpty(ReaderEngine& engine) {
   return true;
 }
 
-void Read(ReaderEngine& engine, const fuzz::FuzzedService& service) {
+bool Read(ReaderEngine& engine, const fuzz::FuzzedService& service) {
   const bool succeeded = engine.ReadCardStartRead(false);
   const bool recordIsEmpty = RecordIsEmpty(engine);
   for (const auto item : {kItemIdNumber, kItemBirthday, kItemStartDate, kItemPassCheckId}) {
@@ -41,6 +48,7 @@ void Read(ReaderEngine& engine, const fuzz::FuzzedService& service) {
   fuzz::Expect(!succeeded || !recordIsEmpty, "a read that succeeds has a record");
   fuzz::Expect(succeeded || recordIsEmpty || !IsStatusText(engine.GetLastErrorText()),
                "a read that fails leaves no record");
+  return succeeded;
 }
 
 void Act(ReaderEngine& engine, fuzz::Script& script, const fuzz::FuzzedService& service) {
@@ -76,6 +84,7 @@ void Act(ReaderEngine& engine, fuzz::Script& script, const fuzz::FuzzedService& 
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const ThrowingHardStop throwing;
+  fuzz::Files() = {{"appid.dat", kAppIdFile}, {"hostport.dat", kHostPortFile}};
   fuzz::Script script(data, size);
   fuzz::VirtualClock clock;
   fuzz::FuzzedReader reader(script, clock);
@@ -91,9 +100,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       fuzz::RunThread(choice);
     });
     try {
-      for (int count = 0; count == 0 || (count < kMostActs && !script.Empty()); ++count) {
+      for (int count = 0; count < kMostActs && !script.Empty(); ++count) {
         Act(engine, script, service);
       }
+      // Whatever has happened: when nothing goes wrong any more, the card on the reader is read.
+      script.Rest();
+      reader.Forget();
+      fuzz::Expect(Read(engine, service), "a good card is read");
     } catch (const fuzz::ProcessEnded&) {
       processEnded = true;
     }

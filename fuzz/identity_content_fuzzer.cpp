@@ -1,6 +1,7 @@
 #include "base/expect.h"
 #include "base/script.h"
 #include "content/identity_content.h"
+#include "content/image_area.h"
 #include "support/status_codes.h"
 #include "support/throwing_hard_stop.h"
 
@@ -35,10 +36,6 @@ void Check(const IdentityContent& content, std::string_view text) {
         photo = value.size() == 2 * 1024;
         fuzz::Expect(photo, "a photo block has its size");
         break;
-      case kItemFingerprintBlock:
-        fuzz::Expect(value.size() == 2 * 512 || value.size() == 2 * 1024,
-                     "fingerprints have one of their sizes");
-        break;
       case kItemCardType:
         fuzz::Expect(value == std::to_string(static_cast<int>(content.type)),
                      "the card type is the content's");
@@ -54,6 +51,16 @@ void Check(const IdentityContent& content, std::string_view text) {
                "a resident's card is whole");
 }
 
+void Check(const CardBlocks& frame) {
+  const auto hasSize = [](const std::vector<std::uint8_t>& block,
+                          std::initializer_list<std::size_t> sizes) {
+    return block.empty() || std::find(sizes.begin(), sizes.end(), block.size()) != sizes.end();
+  };
+  fuzz::Expect(hasSize(frame.text, {256}) && hasSize(frame.photo, {1024}) &&
+                   hasSize(frame.fingerprint, {512, 1024}),
+               "the blocks of a frame have their sizes");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -63,6 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text = script.Rest();
   try {
     Check(ParseIdentityContent(text, (flags & 1) == 0, (flags & 2) != 0), text);
+    Check(ReadRawFrame(text));
   } catch (const ThrowingHardStop::Stopped&) {
   }
   return 0;
