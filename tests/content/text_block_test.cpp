@@ -34,13 +34,6 @@ void ExpectPart(const ResidentTexts& texts, std::size_t offset, const std::strin
   EXPECT_EQ(HexText(&BuildTextBlock(texts)[offset], hex.size() / 2), hex) << texts.sex << offset;
 }
 
-TEST(TextBlock, PutsEachFieldAtItsPlace) {
-  ExpectPart(Resident(), 0, "205F094E" + Zeros(26) + Wide("20119900102"));
-  ExpectPart(Resident(), 52, "1753AC4EEF8D3100F753" + Zeros(60) + Wide(kNumber));
-  ExpectPart(Resident(), 158, kAuthority + Zeros(24) + Wide("2020010120400101") + Zeros(36));
-  ExpectPart({}, 0, Zeros(kTextBlockSize));
-}
-
 TEST(TextBlock, CutsALongTextAtTheNextField) {
   const std::string longText(300, 'L');
   const auto with = [](std::string ResidentTexts::*field, const std::string& value) {

@@ -71,19 +71,6 @@ TEST_F(DecodeServiceTest, ServesManyClientsAtOnce) {
   EXPECT_EQ(service.OpenConnections(), 2);
 }
 
-TEST_F(DecodeServiceTest, MessagesSentTogetherAreAnsweredInOrder) {
-  Client client(service);
-  client.Send(ClientTexts::Heartbeat() + ClientTexts::Login() + "\n" + ClientTexts::Heartbeat());
-  ASSERT_TRUE(service.WaitForReceived(3, milliseconds(10000)));
-  const std::vector<ReceivedMessage> received = service.Received();
-  EXPECT_EQ(received[0].exchange, "heartbeat");
-  EXPECT_EQ(received[1].exchange, "login");
-  EXPECT_TRUE(received[1].lineFeed);
-  EXPECT_EQ(received[1].text, ClientTexts::Login());
-  EXPECT_EQ(received[2].exchange, "heartbeat");
-  EXPECT_FALSE(received[2].lineFeed);
-}
-
 TEST_F(DecodeServiceTest, BytesWhereNoneBelongEndTheConnection) {
   for (const std::string& text : {std::string("hello"), ClientTexts::Login() + ClientTexts::Login(),
                                   ClientTexts::Heartbeat() + "\n"}) {

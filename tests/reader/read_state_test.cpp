@@ -25,15 +25,11 @@ TEST(ReadState, RunsOneReadAtATime) {
   state.Complete(true);
   EXPECT_FALSE(state.ReadRunning());
   state.Leave(first);
-  EXPECT_NE(state.Begin(), first);
-}
-
-TEST(ReadState, AReadThatNeverGotGoingEndsWhenItsCallerLeaves) {
-  ReadState state;
-  const ReadGeneration first = state.Begin();
-  state.Leave(first);
+  const ReadGeneration second = state.Begin();
+  EXPECT_NE(second, first);
+  state.Leave(second);  // it never got going, and its end comes now
   EXPECT_FALSE(state.ReadRunning());
-  EXPECT_FALSE(state.IsCurrent(first));
+  EXPECT_FALSE(state.IsCurrent(second));
 }
 
 struct EndCase {

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,7 +12,6 @@
 #include "support/bytes.h"
 #include "support/eventually.h"
 #include "support/logged_lines.h"
-#include "support/temporary_folder.h"
 #include "support/test_clock.h"
 
 namespace idcardreader {
@@ -47,9 +45,9 @@ class DecodeServerLinkTest : public testing::Test {
     return Eventually([&] { return !link->TakeEvent(generation, item).empty(); });
   }
   // The calls of the network that begin so, in one text.
-  std::string Calls(const std::string& first, const std::string& second = "-") {
+  static std::string Calls(ScriptedSockets& network, const char* first, const char* second) {
     std::string calls;
-    for (const std::string& call : sockets.Calls()) {
+    for (const std::string& call : network.Calls()) {
       if (call.starts_with(first) || call.starts_with(second)) calls += call + "; ";
     }
     return calls;
@@ -93,11 +91,7 @@ TEST_F(DecodeServerLinkTest, TriesTwoServersInTheirOrder) {
     Set(row.settings);
     EXPECT_EQ(link->ServerInit(1), row.connected) << row.calls;
     EXPECT_EQ(link->Started(1), row.connected) << row.calls;
-    std::string calls;
-    for (const std::string& call : network.Calls()) {
-      if (call.starts_with("resolve") || call.starts_with("connect")) calls += call + "; ";
-    }
-    EXPECT_EQ(calls, row.calls);
+    EXPECT_EQ(Calls(network, "resolve", "connect"), row.calls);
     link.reset();
   }
 }
@@ -106,24 +100,11 @@ TEST_F(DecodeServerLinkTest, LooksNamesUpOnceAndReconnectsWithEachRead) {
   Set({{21, "250"}, {26, "one.example*80"}});
   ASSERT_TRUE(link->ServerInit(1));
   ASSERT_TRUE(link->ServerInit(2));
-  EXPECT_EQ(Calls("resolve", "connect"),
+  EXPECT_EQ(Calls(sockets, "resolve", "connect"),
             "resolve one.example; connect 11 10.0.0.1:80; connect 12 10.0.0.1:80; ");
-  EXPECT_EQ(Calls("timeouts", "close"), "timeouts 11 250; close 11; timeouts 12 250; ");
+  EXPECT_EQ(Calls(sockets, "timeouts", "close"), "timeouts 11 250; close 11; timeouts 12 250; ");
   EXPECT_FALSE(link->Started(1));
   EXPECT_TRUE(link->Started(2));
-}
-
-TEST_F(DecodeServerLinkTest, TracesWhichServerItHas) {
-  const auto file = platform::LibraryFolder() / "logdata" / "20240102-030405006-Server.txt";
-  std::filesystem::remove(file);
-  Set({{22, "1"}, {19, "10.0.0.1.1"}, {24, "10.0.0.2.81"}});
-  ASSERT_TRUE(link->ServerInit(1));
-  std::vector<std::string> lines;
-  EXPECT_TRUE(Eventually([&] { return (lines = LinesOf(file)).size() >= 11; }));
-  for (std::string& line : lines) line = line.substr(line.rfind('|') + 1);
-  EXPECT_THAT(lines, ElementsAre("Server Init Begin", "InitSocket", "Socket New", "Socket Close",
-                                 "Socket Init", "SER 1 fail10.0.0.1", "InitSocket", "Socket Close",
-                                 "Socket Init", "SER 2 sucess10.0.0.2", "Server Init End"));
 }
 
 TEST_F(DecodeServerLinkTest, WithoutASocketRaises3InTheSecondAttempt) {
@@ -222,22 +203,7 @@ TEST_F(DecodeServerLinkTest, EndsAlsoDuringAnExchange) {
   Post(1, {5});
   ASSERT_TRUE(sockets.AwaitSent(1));
   link.reset();
-  EXPECT_EQ(Calls("shutdown") + Calls("close", "stop"), "shutdown 11; close 11; stop; ");
-}
-
-TEST_F(DecodeServerLinkTest, KeepsItsLoginUntilTheTokenExpires) {
-  EXPECT_TRUE(link->LoginNeeded());
-  sockets.Answer(wire::kLoginAnswer);
-  ASSERT_TRUE(Init(1));
-  Post(1, {14});
-  EXPECT_TRUE(Eventually([&] { return !link->LoginNeeded(); }));
-  ASSERT_TRUE(Init(2));
-  EXPECT_FALSE(link->LoginNeeded());
-  sockets.Answer("{\"code\":\"09\",\"msg\":\"token\xD2\xD1\xB9\xFD\xC6\xDA\"}");
-  Post(2, {14, 5});  // logged in already, so this login sends nothing
-  EXPECT_TRUE(Eventually([&] { return link->LoginNeeded(); }));
-  EXPECT_THAT(sockets.Sent(), ElementsAre(StartsWith(R"({"appId")"),
-                                          StartsWith(R"({"type":"dn2","token":"tk-1")")));
+  EXPECT_EQ(Calls(sockets, "shutdown", "close"), "shutdown 11; close 11; ");
 }
 
 TEST_F(DecodeServerLinkTest, ARefusedLoginIsNeededAgain) {
@@ -249,16 +215,6 @@ TEST_F(DecodeServerLinkTest, ARefusedLoginIsNeededAgain) {
   EXPECT_TRUE(link->LoginNeeded());
   EXPECT_THAT(errors.Get(), ElementsAre(Text("CDF8C2E7BDE2CEF6746F6B656EB4EDCEF3") + ",code:17",
                                         Gbk(R"({"code":"17","msg":"不"})")));
-}
-
-TEST_F(DecodeServerLinkTest, TheDeviceCodeDialectKnowsNoLogin) {
-  link->SetTokenProtocol(false);
-  EXPECT_FALSE(link->LoginNeeded());
-  Set({{23, "a&b"}});
-  ASSERT_TRUE(Init(1));
-  Post(1, {8});
-  ASSERT_TRUE(sockets.AwaitSent(1));
-  EXPECT_THAT(sockets.Sent()[0], StartsWith(R"({"sbm":"a&b","type":"INFO","dataType":"FIRST")"));
 }
 
 }  // namespace

@@ -16,28 +16,21 @@ namespace idcardreader {
 namespace {
 
 TEST(LoginAnswer, NeedsItsCodeAndATokenOfTwoCharacters) {
-  const auto login = [](const char* answer) {
+  const std::pair<const char*, const char*> rows[] = {
+      {wire::kLoginAnswer, "token tk-1"},
+      {R"({"token":"ab","code":00})", "token ab"},
+      {R"({"code":"00","token":"a"})", "code 00"},
+      {R"({"code":"00","token":abc})", "code 00"},
+      {R"({"code":"00","token":"ab)", "code 00"},
+      {R"({"code":"00"})", "code 00"},
+      {R"({"code":00,"token":"ab"})", R"(code 00,"token":"ab")"},
+      {R"({"code":"000","token":"ab"})", "code 000"},
+      {R"({"token":"ab"})", "code "},
+      {"", "code "}};
+  for (const auto& [answer, result] : rows) {
     const LoginAnswer parsed = ParseLoginAnswer(answer);
-    return (parsed.accepted ? "token " + parsed.token : "code " + parsed.code);
-  };
-  EXPECT_EQ(login(wire::kLoginAnswer), "token tk-1");
-  EXPECT_EQ(login(R"({"token":"ab","code":00})"), "token ab");
-  EXPECT_EQ(login(R"({"code":"00","token":"a"})"), "code 00");
-  EXPECT_EQ(login(R"({"code":"00","token":abc})"), "code 00");
-  EXPECT_EQ(login(R"({"code":"00","token":"ab)"), "code 00");
-  EXPECT_EQ(login(R"({"code":"00"})"), "code 00");
-  EXPECT_EQ(login(R"({"code":00,"token":"ab"})"), R"(code 00,"token":"ab")");
-  EXPECT_EQ(login(R"({"code":"000","token":"ab"})"), "code 000");
-  EXPECT_EQ(login(R"({"token":"ab"})"), "code ");
-  EXPECT_EQ(login(""), "code ");
-}
-
-std::string TokenKey(const std::string& answer, KeyKind expected = KeyKind::input) {
-  return HexText(ParseTokenKeyAnswer(answer, expected).key);
-}
-
-std::string DeviceCodeKey(const std::string& answer, KeyKind expected = KeyKind::input) {
-  return HexText(ParseDeviceCodeKeyAnswer(answer, expected).key);
+    EXPECT_EQ(parsed.accepted ? "token " + parsed.token : "code " + parsed.code, result) << answer;
+  }
 }
 
 std::string WithData(const char* start, const std::string& data) {
@@ -48,37 +41,52 @@ constexpr char kInputKey[] = "1122334455667788";
 constexpr char kOutputKey[] = "A1A2A3A4A5A6A7A8";
 constexpr char kDn[] = R"({"code":"00","type":"dn",)";
 
+struct KeyCase {
+  std::string answer;
+  KeyKind expected;
+  const char* key;
+};
+
 TEST(KeyAnswer, CarriesItsKeyInTheTokenDialect) {
-  EXPECT_EQ(TokenKey(wire::InputKeyAnswer()), kInputKey);
-  EXPECT_EQ(TokenKey(wire::OutputKeyAnswer(), KeyKind::output), kOutputKey);
-  EXPECT_EQ(TokenKey(wire::InputKeyAnswer(), KeyKind::output), "");
-  EXPECT_EQ(TokenKey(wire::OutputKeyAnswer()), "");
-  EXPECT_EQ(TokenKey(WithData(kDn, wire::kOutputKeyData)), "");  // the word says another key
-  EXPECT_EQ(TokenKey(WithData(kDn, wire::kShortKeyData)), "");
-  EXPECT_EQ(TokenKey(WithData(kDn, wire::kStrangeKeyData)), "");
-  EXPECT_EQ(TokenKey(WithData(R"({"code":"00","type":"dn2",)", wire::kInputKeyData)), "");
-  EXPECT_EQ(TokenKey(WithData(R"({"code":"01","type":"dn",)", wire::kInputKeyData)), "");
-  EXPECT_EQ(TokenKey(WithData(R"({"type":"dn",)", wire::kInputKeyData)), "");
-  EXPECT_EQ(TokenKey(WithData(kDn, "[]")), "");
-  EXPECT_EQ(TokenKey(WithData(kDn, "[1,2,3]")), "");
-  EXPECT_EQ(TokenKey(R"({"code":"00","type":"dn"})"), "");
-  EXPECT_EQ(TokenKey(""), "");
   // Far more than a key block has.
   std::string oversized = wire::kInputKeyData;
   oversized.pop_back();
   for (int element = 0; element < 5000; ++element) oversized += ",-1";
-  EXPECT_EQ(TokenKey(WithData(kDn, oversized + "]")), "");
+  const KeyCase rows[] = {
+      {wire::InputKeyAnswer(), KeyKind::input, kInputKey},
+      {wire::OutputKeyAnswer(), KeyKind::output, kOutputKey},
+      {wire::InputKeyAnswer(), KeyKind::output, ""},
+      {wire::OutputKeyAnswer(), KeyKind::input, ""},
+      {WithData(kDn, wire::kOutputKeyData), KeyKind::input, ""},  // the word says another key
+      {WithData(kDn, wire::kShortKeyData), KeyKind::input, ""},
+      {WithData(kDn, wire::kStrangeKeyData), KeyKind::input, ""},
+      {WithData(R"({"code":"00","type":"dn2",)", wire::kInputKeyData), KeyKind::input, ""},
+      {WithData(R"({"code":"01","type":"dn",)", wire::kInputKeyData), KeyKind::input, ""},
+      {WithData(R"({"type":"dn",)", wire::kInputKeyData), KeyKind::input, ""},
+      {WithData(kDn, "[]"), KeyKind::input, ""},
+      {WithData(kDn, "[1,2,3]"), KeyKind::input, ""},
+      {WithData(kDn, oversized + "]"), KeyKind::input, ""},
+      {R"({"code":"00","type":"dn"})", KeyKind::input, ""},
+      {"", KeyKind::input, ""}};
+  for (const auto& [answer, expected, key] : rows) {
+    EXPECT_EQ(HexText(ParseTokenKeyAnswer(answer, expected).key), key) << answer;
+  }
   const ThrowingHardStop throwing;
-  EXPECT_THROW(TokenKey(WithData(kDn, "[00000001]")), ThrowingHardStop::Stopped);
+  EXPECT_THROW(ParseTokenKeyAnswer(WithData(kDn, "[00000001]"), KeyKind::input),
+               ThrowingHardStop::Stopped);
 }
 
 TEST(KeyAnswer, CarriesItsKeyInTheDeviceCodeDialect) {
-  EXPECT_EQ(DeviceCodeKey(wire::FirstAnswer(wire::kInputKeyData)), kInputKey);
-  EXPECT_EQ(DeviceCodeKey(wire::FirstAnswer(wire::kOutputKeyData), KeyKind::output), kOutputKey);
-  EXPECT_EQ(DeviceCodeKey(wire::FirstAnswer(wire::kOutputKeyData)), "");
-  EXPECT_EQ(DeviceCodeKey(wire::FirstAnswer(wire::kShortKeyData)), "");
-  EXPECT_EQ(DeviceCodeKey(WithData(R"({"dataType":"THIRD",)", wire::kInputKeyData)), "");
-  EXPECT_EQ(DeviceCodeKey(""), "");
+  const KeyCase rows[] = {
+      {wire::FirstAnswer(wire::kInputKeyData), KeyKind::input, kInputKey},
+      {wire::FirstAnswer(wire::kOutputKeyData), KeyKind::output, kOutputKey},
+      {wire::FirstAnswer(wire::kOutputKeyData), KeyKind::input, ""},
+      {wire::FirstAnswer(wire::kShortKeyData), KeyKind::input, ""},
+      {WithData(R"({"dataType":"THIRD",)", wire::kInputKeyData), KeyKind::input, ""},
+      {"", KeyKind::input, ""}};
+  for (const auto& [answer, expected, key] : rows) {
+    EXPECT_EQ(HexText(ParseDeviceCodeKeyAnswer(answer, expected).key), key) << answer;
+  }
   EXPECT_TRUE(ParseDeviceCodeKeyAnswer(R"({"dataType":"FIFTH"})", KeyKind::input).contentHasBegun);
   EXPECT_FALSE(ParseDeviceCodeKeyAnswer("FIFTH", KeyKind::input).contentHasBegun);
 }

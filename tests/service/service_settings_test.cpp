@@ -9,27 +9,28 @@
 namespace idcardreader {
 namespace {
 
-// The servers by address, then those by name, that settings leave behind.
-std::string Servers(const std::vector<std::pair<std::int32_t, const char*>>& texts) {
-  ServiceSettings settings;
-  for (const auto& [item, text] : texts) settings.Apply(item, text);
-  std::string servers;
-  for (const auto* list : {&settings.resolvedServers, &settings.configuredServers}) {
-    for (const auto& server : *list)
-      servers += server.host + ":" + std::to_string(server.port) + " ";
-    servers += "|";
-  }
-  return servers;
-}
-
 TEST(ServiceSettings, NameServersByAddressOrByName) {
-  EXPECT_EQ(Servers({{24, "10.0.0.2.7"}, {19, "10.0.0.1.9999"}}), "10.0.0.2:7 10.0.0.1:9999 ||");
-  EXPECT_EQ(Servers({{19, "a.b.1"}}), "a.b:1 ||");
-  EXPECT_EQ(Servers({{19, "a.1"}, {24, ".9999"}, {19, ""}}), "||");
-  EXPECT_EQ(Servers({{26, "one*9999"}, {27, "two*1"}}), "|one:9999 two:1 |");
-  EXPECT_EQ(Servers({{26, "one"}, {27, "two*1*2"}}), "||");
-  EXPECT_EQ(Servers({{19, "10.0.0.1.9999"}, {26, "one*9999"}}), "10.0.0.1:9999 ||");
-  EXPECT_EQ(Servers({{20, "10.0.0.1.1"}, {25, "1"}, {54, "x"}, {0, "y"}}), "||");
+  struct {
+    std::vector<std::pair<std::int32_t, const char*>> texts;
+    const char* servers;  // by address, then by name
+  } const rows[] = {
+      {{{24, "10.0.0.2.7"}, {19, "10.0.0.1.9999"}}, "10.0.0.2:7 10.0.0.1:9999 ||"},
+      {{{19, "a.1"}, {24, ".9999"}, {19, ""}, {19, "a.b.1"}}, "a.b:1 ||"},
+      {{{26, "one*9999"}, {27, "two*1"}}, "|one:9999 two:1 |"},
+      {{{26, "one"}, {27, "two*1*2"}, {20, "10.0.0.1.1"}, {25, "1"}, {54, "x"}, {0, "y"}}, "||"},
+      {{{19, "10.0.0.1.9999"}, {26, "one*9999"}}, "10.0.0.1:9999 ||"}};
+  for (const auto& [texts, expected] : rows) {
+    ServiceSettings settings;
+    for (const auto& [item, text] : texts) settings.Apply(item, text);
+    std::string servers;
+    for (const auto* list : {&settings.resolvedServers, &settings.configuredServers}) {
+      for (const auto& server : *list) {
+        servers += server.host + ":" + std::to_string(server.port) + " ";
+      }
+      servers += "|";
+    }
+    EXPECT_EQ(servers, expected);
+  }
 }
 
 TEST(ServiceSettings, ATimeoutThatIsNoneMeansOneSecond) {

@@ -31,16 +31,6 @@ inline std::string FirstAnswer(const std::string& data) {
 inline constexpr char kLoginAnswer[] = "{\"code\":\"00\",\"token\":\"tk-1\"}\n";
 inline constexpr char kAcknowledgement[] = "{\"code\":\"00\"}\n";
 
-// What the uploads carry for a DN of 01 to 20, and for an answer of 21, 22 and so on to the input key.
-// BB AA 01 AA BB FF FF, 01 to 20, 90 00 00
-inline constexpr char kDnData[] =
-    "[-26,-27,1,3,-54,5,92,54,125,41,21,87,-70,-98,-62,-3,78,19,-89,-75,-96,-73,-61,110,-112,-27,"
-    "-118,-72,58,-23,-17,63,-106,-39,19,83,72,64,-14,-81,73,11,-54,50,19,-31,-59,0]}";
-// BB B2, 21 to 28, 90 00 00 FF FF, 29 to 30, 90 00 00
-inline constexpr char kOutputKeyBlockData[] =
-    "[19,77,75,93,-90,-21,-29,-90,127,-31,71,-6,-57,-106,-114,79,76,-54,-125,-9,-116,118,36,-47,73,"
-    "11,-54,50,19,-31,-59,0]}";
-
 // The content of a residence permit, and the same compressed.
 inline constexpr char kPermitContent[] =
     R"({"type":"gat","gatCard":{"name":"陈 大文","sex":"男","birthday":"19900102",)"

@@ -30,10 +30,5 @@ TEST(HostIdentity, IsTheFirstAdapterOfAKnownMaker) {
   EXPECT_EQ(HostAddress({Adapter("", std::string(86 * 2, '1')), intel}), "");
 }
 
-TEST(HostIdentity, HasAFallback) {
-  const std::string address = HostAddress(platform::ListNetworkAdapters());
-  EXPECT_EQ(HostDeviceCode(), address.empty() ? "pcDevice" : address);
-}
-
 }  // namespace
 }  // namespace idcardreader

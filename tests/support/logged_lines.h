@@ -12,43 +12,30 @@
 
 namespace idcardreader {
 
-// What one of the process's two logs has been given since this was made, without the times.
+// What the process's error log has been given since this was made, without the times.
 class LoggedLines {
  public:
-  explicit LoggedLines(TextLog& log = ErrorLog(), const char* folder = "errordata")
-      : folder(platform::LibraryFolder() / folder),
-        mark("--- " + std::to_string(std::random_device{}()) +
-             std::to_string(std::random_device{}())) {
-    log.Log(mark);
-  }
+  LoggedLines() { ErrorLog().Log(mark); }
 
-  // The process's log file. Others run at the same time and have their own beside it.
-  std::filesystem::path File() const {
+  std::vector<std::string> Get() const {
+    // Others run at the same time and have their own file beside this process's.
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-      for (const std::string& line : LinesOf(entry.path())) {
-        if (line.ends_with(mark)) {
-          return entry.path();
-        }
-      }
+      std::vector<std::string> lines = LinesOf(entry.path());
+      const auto marked = std::find_if(lines.begin(), lines.end(), [this](const std::string& line) {
+        return line.ends_with(mark);
+      });
+      if (marked == lines.end()) continue;
+      lines.erase(lines.begin(), marked + 1);
+      for (std::string& line : lines) line.erase(0, sizeof "2024:01:02|03:04:05|006|" - 1);
+      return lines;
     }
     return {};
   }
 
-  std::vector<std::string> Get() const {
-    std::vector<std::string> lines = LinesOf(File());
-    const auto marked = std::find_if(lines.begin(), lines.end(), [this](const std::string& line) {
-      return line.ends_with(mark);
-    });
-    lines.erase(lines.begin(), marked == lines.end() ? marked : marked + 1);
-    for (std::string& line : lines) {
-      line.erase(0, std::string("2024:01:02|03:04:05|006|").size());
-    }
-    return lines;
-  }
-
  private:
-  const std::filesystem::path folder;
-  const std::string mark;
+  const std::filesystem::path folder = platform::LibraryFolder() / "errordata";
+  const std::string mark =
+      "--- " + std::to_string(std::random_device{}()) + std::to_string(std::random_device{}());
 };
 
 }  // namespace idcardreader

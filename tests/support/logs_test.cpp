@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -8,7 +7,6 @@
 #include <vector>
 
 #include "platform/files.h"
-#include "support/activity_log.h"
 #include "support/activity_writer.h"
 #include "support/logged_lines.h"
 #include "support/temporary_folder.h"
@@ -18,44 +16,24 @@
 namespace idcardreader {
 namespace {
 
-using testing::ElementsAre;
-
 constexpr char kPrefix[] = "2024:01:02|03:04:05|006|";
 
 TEST(TextLog, WritesEachLineAtOnceAndAsItStands) {
   const TemporaryFolder folder;
   TestClock clock;
-  TextLog log(folder.path, TextLog::Stamp::with_milliseconds, clock);
+  TextLog log(folder.path / "later" / "LogData", TextLog::Stamp::with_milliseconds, clock);
+  log.Log("lost, as there is no folder");
+  EXPECT_EQ(log.LastMessage(), "lost, as there is no folder");
+  std::filesystem::create_directory(folder.path / "later");
   for (const char* message : {"100% of %s%n", "", "\xD5\xFD\xB3\xA3"}) {
     log.Log(message);
-    const auto lines = LinesOf(folder.path / "20240102-030405006-Error.txt");
+    const auto lines = LinesOf(folder.path / "later/LogData/20240102-030405006-Error.txt");
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), std::string(kPrefix) + message);
     EXPECT_EQ(log.LastMessage(), message);
   }
   log.ClearLastMessage();
   EXPECT_EQ(log.LastMessage(), "");
-}
-
-TEST(TextLog, TriesAgainWithTheNextMessageWhenItHasNoFolder) {
-  const TemporaryFolder folder;
-  TestClock clock;
-  const auto logFolder = folder.path / "later" / "LogData";
-  TextLog log(logFolder, TextLog::Stamp::without_milliseconds, clock);
-  log.Log("lost");
-  EXPECT_EQ(log.LastMessage(), "lost");
-  std::filesystem::create_directory(folder.path / "later");
-  log.Log("kept");
-  EXPECT_THAT(LinesOf(logFolder / "20240102-030405Error.txt"),
-              ElementsAre(std::string(kPrefix) + "kept"));
-}
-
-TEST(ProcessLogs, LieBesideTheLibraryInFoldersOfTheirOwn) {
-  const std::string errors = LoggedLines().File().filename().string();
-  const std::string dataFiles = LoggedLines(DataFileLog(), "LogData").File().filename().string();
-  EXPECT_THAT(errors, testing::EndsWith("-Error.txt"));
-  EXPECT_EQ(errors.size(), std::string("20240102-030405006-Error.txt").size());
-  EXPECT_EQ(dataFiles.size(), std::string("20240102-030405Error.txt").size());
 }
 
 TEST(ProcessLogs, TakeWholeLinesFromManyThreads) {
@@ -134,25 +112,6 @@ TEST(ActivityWriter, EndsAlsoWithoutAFile) {
   ASSERT_TRUE(writer.Start());
   writer.Add("lost");
   EXPECT_TRUE(clock.slept.WaitFor(std::chrono::seconds(20)));
-}
-
-TEST(ActivityLog, WritesWhileItIsSwitchedOn) {
-  TestClock clock;
-  const auto file = platform::LibraryFolder() / "logdata" / "20240102-030405006-ActivityTest.txt";
-  std::filesystem::remove(file);
-  ActivityLog log("ActivityTest", clock);
-  log.Log("off");
-  EXPECT_FALSE(std::filesystem::exists(file));
-  for (const char* message : {"on", "on again"}) {
-    log.Switch(true);
-    log.Log(message);
-    log.Switch(false);
-    log.Log("off");
-    clock.slept.Wait();
-    log.Close();
-  }
-  EXPECT_THAT(LinesOf(file),
-              ElementsAre(std::string(kPrefix) + "on", std::string(kPrefix) + "on again"));
 }
 
 }  // namespace
