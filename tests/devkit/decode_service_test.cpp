@@ -21,7 +21,7 @@ class Client {
   void Send(const std::string& text) { asio::write(socket, asio::buffer(text)); }
 
   // Whatever comes until the object is whole; what came before the end of the connection otherwise.
-  std::string Receive() {
+  void Receive() {
     std::string text;
     std::error_code error;
     while (!error && (text.empty() || std::count(text.begin(), text.end(), '{') >
@@ -30,17 +30,6 @@ class Client {
       text.append(bytes, socket.read_some(asio::buffer(bytes), error));
     }
     ended = static_cast<bool>(error);
-    return text;
-  }
-
-  std::string Exchange(const std::string& text) {
-    Send(text);
-    return Receive();
-  }
-
-  std::string LogIn() {
-    const std::string answer = Exchange(ClientTexts::Login() + "\n");
-    return nlohmann::json::parse(answer)["token"];
   }
 
   bool Ended() const { return ended; }
@@ -51,27 +40,8 @@ class Client {
   bool ended = false;
 };
 
-class DecodeServiceTest : public testing::Test {
- protected:
-  const Card card = Resident();
-  DecodeService service{{card, ResidentWithoutFingerprint()}};
-};
-
-TEST_F(DecodeServiceTest, ServesManyClientsAtOnce) {
-  Client first(service);
-  Client second(service);
-  const std::string token = first.LogIn();
-  EXPECT_NE(second.LogIn(), token);
-  const Card other = ResidentWithoutFingerprint();
-  const std::string one = ClientTexts::Upload("dn2", token, DnBlock(card)) + "\n";
-  const std::string two = ClientTexts::Upload("dn2", token, DnBlock(other)) + "\n";
-  first.Send(one.substr(0, 50));
-  EXPECT_NE(second.Exchange(two).find("\"type\":\"dn\""), std::string::npos);
-  EXPECT_NE(first.Exchange(one.substr(50)).find("\"type\":\"dn\""), std::string::npos);
-  EXPECT_EQ(service.OpenConnections(), 2);
-}
-
-TEST_F(DecodeServiceTest, BytesWhereNoneBelongEndTheConnection) {
+TEST(DecodeServiceTest, BytesWhereNoneBelongEndTheConnection) {
+  DecodeService service{{Resident()}};
   for (const std::string& text : {std::string("hello"), ClientTexts::Login() + ClientTexts::Login(),
                                   ClientTexts::Heartbeat() + "\n"}) {
     Client client(service);
@@ -82,7 +52,8 @@ TEST_F(DecodeServiceTest, BytesWhereNoneBelongEndTheConnection) {
   EXPECT_EQ(service.Received().at(0).objection, "bytes that are no message");
 }
 
-TEST_F(DecodeServiceTest, StoppingEndsEveryConnection) {
+TEST(DecodeServiceTest, StoppingEndsEveryConnection) {
+  DecodeService service{{Resident()}};
   service.SetScenario(
       ScenarioOf(R"({"service": {"faults": [{"at": "login", "fault": "delay", "ms": 600000}]}})"));
   Client waiting(service);

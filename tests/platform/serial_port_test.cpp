@@ -196,6 +196,18 @@ TEST_F(SerialTerminalTest, AReadTakesWhatIsThereButNoMoreThanItsRoom) {
     EXPECT_LT(steady_clock::now() - start, milliseconds(5000));
     sender.join();
   }
+  // What comes while a read gathers may be more than is left of its room.
+  std::thread sender([&] {
+    for (int i = 0; i < 100; ++i) {
+      DeviceSends("a");
+      DeviceSends("bcdefg");
+    }
+  });
+  std::string received;
+  std::string piece;
+  while (received.size() < 700 && (piece = Read(4, 1000)).size() <= 4) received += piece;
+  sender.join();
+  EXPECT_EQ(received.size(), 700U) << piece;
 }
 
 TEST_F(SerialTerminalTest, AnUnpluggedLineEndsAWaitingReadAndFailsAtOnce) {

@@ -201,17 +201,6 @@ TEST_F(ReadStateMachineTest, AStoppedReadLeavesItsFileAndRaisesNothing) {
   EXPECT_THAT(codes, IsEmpty());
 }
 
-TEST_F(ReadStateMachineTest, AWaitWithoutAStartedLinkRaises29) {
-  read = state.Begin();
-  QueueFirstTasks();
-  machine.Pass();
-  machine.Pass();
-  EXPECT_THAT(codes, IsEmpty());
-  machine.Pass();
-  EXPECT_THAT(codes, ElementsAre(29));
-  EXPECT_TRUE(sockets.Sent().empty());
-}
-
 TEST_F(ReadStateMachineTest, DropsTasksThatItDoesNotKnow) {
   read = state.Begin();
   for (const std::uint32_t type : {0U, 4U, 15U, 52U, 54U, 0xFFFFFFFFU}) {
