@@ -1,0 +1,167 @@
+// Whole reads through the shipped library against what they cannot be faster than; what the library
+// costs while nothing is read; how long loading it takes. Writes Markdown.
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "host/run_folder.h"
+#include "platform/clock.h"
+#include "whole_read/figures.h"
+#include "whole_read/floor.h"
+#include "whole_read/host.h"
+
+namespace bench {
+namespace {
+
+// Wine's wake-ups take longer than the kernel's.
+#if defined(_WIN32)
+constexpr double kLimitWithoutLatency = 1.20;
+constexpr double kLimitWithLatency = 1.10;
+#else
+constexpr double kLimitWithoutLatency = 1.10;
+constexpr double kLimitWithLatency = 1.05;
+#endif
+constexpr double kLimitOfLogging = 1.03;
+
+constexpr std::uint32_t kPauseMs = 5;
+constexpr int kPauses = 400;
+// Reads with logging and without take turns in groups of so many, so that whatever else the machine
+// does meets both.
+constexpr int kGroup = 20;
+constexpr int kLoads = 21;
+
+class Report {
+ public:
+  explicit Report(const std::string& file) : stream(std::fopen(file.c_str(), "w")) {
+    if (stream == nullptr) throw std::runtime_error(file + " cannot be written");
+  }
+  ~Report() { std::fclose(stream); }
+  Report(const Report&) = delete;
+  Report& operator=(const Report&) = delete;
+
+  void Line(const char* format, ...) __attribute__((format(gnu_printf, 2, 3))) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::vfprintf(stream, format, arguments);
+    va_end(arguments);
+    std::fputc('\n', stream);
+    std::fflush(stream);
+  }
+
+  const char* Verdict(bool holds) {
+    failed = failed || !holds;
+    return holds ? "pass" : "FAIL";
+  }
+  bool Failed() const { return failed; }
+
+ private:
+  std::FILE* stream;
+  bool failed = false;
+};
+
+double Since(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin)
+      .count();
+}
+
+// The pause between two passes, alone.
+double MeanPause() {
+  const auto begin = std::chrono::steady_clock::now();
+  for (int i = 0; i < kPauses; ++i) idcardreader::platform::SystemClock().Sleep(kPauseMs);
+  return Since(begin) / kPauses;
+}
+
+void MeasureReads(Host& host, Report& report, const Pace& pace, int reads, double limit) {
+  host.SetLatencies(static_cast<int>(pace.report), static_cast<int>(pace.exchange));
+  const double floor = Floor(pace);
+  std::vector<double> times[2];
+  for (int done = 0; done < reads; done += kGroup) {
+    for (const int logging : {0, 1}) {
+      host.Library().readCardLog(logging);
+      host.Read();  // makes what the others need: connection, login, log files
+      for (int i = 0; i < kGroup; ++i) times[logging].push_back(host.Read());
+    }
+  }
+  host.Library().readCardLog(0);
+  const Figures off = FiguresOf(times[0]);
+  const Figures on = FiguresOf(times[1]);
+  const double factor = off.median / floor;
+  const double logCost = on.median / off.median;
+  report.Line("| %g, %g | %.1f | off | %.1f | %.1f | %.1f | %.3f × floor | %.2f | %s |",
+              pace.report, pace.exchange, floor, off.median, off.p95, off.maximum, factor, limit,
+              report.Verdict(factor <= limit));
+  report.Line("| | | on | %.1f | %.1f | %.1f | %.3f × off | %.2f | %s |", on.median, on.p95,
+              on.maximum, logCost, kLimitOfLogging, report.Verdict(logCost <= kLimitOfLogging));
+}
+
+void MeasureLoading(Host& host, Report& report) {
+  const double first = host.Load();
+  std::vector<double> again;
+  for (int i = 0; i < kLoads; ++i) again.push_back(host.Load());
+  report.Line("| Loading until the first export has returned | %.2f ms, again %.2f ms |", first,
+              FiguresOf(again).median);
+}
+
+void MeasureMemory(Host& host, Report& report, int reads) {
+  int done = 0;
+  for (int mark = 1; mark <= reads; mark *= mark == 1 ? 100 : 10) {
+    for (; done < mark; ++done) host.Read();
+    report.Line("| Memory after %d reads | %.1f MB |", mark, MemoryMegabytes());
+  }
+}
+
+void MeasureIdle(Host& host, Report& report, int seconds) {
+  host.Library().readCardInit();
+  const double before = ProcessorSeconds();
+  idcardreader::platform::SystemClock().Sleep(static_cast<std::uint32_t>(seconds) * 1000);
+  report.Line("| Processor time of a minute without a read | %.0f ms |",
+              (ProcessorSeconds() - before) * 60000 / seconds);
+}
+
+int Run(int argc, char** argv) {
+  CLI::App app("Figures of the whole library.", "whole_read");
+  std::string file = "whole_read.md";
+  int reads = 200;
+  int memoryReads = 1000;
+  int idleSeconds = 20;
+  app.add_option("--report", file, "is written: the figures as Markdown tables");
+  app.add_option("--reads", reads, "reads of each kind that are timed");
+  app.add_option("--memory-reads", memoryReads,
+                 "reads until memory is looked at for the last time");
+  app.add_option("--idle-seconds", idleSeconds, "how long the idle library is watched");
+  CLI11_PARSE(app, argc, argv);
+
+  Report report(file);
+  Host host;
+  const double pause = MeanPause();
+
+  report.Line("| | |\n|---|---:|");
+  report.Line("| Pause between two passes, mean | %.3f ms |", pause);
+  MeasureLoading(host, report);
+  host.SetLatencies(0, 0);
+  MeasureMemory(host, report, memoryReads);
+  MeasureIdle(host, report, idleSeconds);
+
+  report.Line(
+      "\n| Report, exchange (ms) | Floor | Log | Median | p95 | Maximum | Ratio | At most | |");
+  report.Line("|---|---:|---|---:|---:|---:|---:|---:|---|");
+  MeasureReads(host, report, {pause, 0, 0}, reads, kLimitWithoutLatency);
+  MeasureReads(host, report, {pause, 1, 30}, reads, kLimitWithLatency);
+  return report.Failed() ? 1 : 0;
+}
+
+}  // namespace
+}  // namespace bench
+
+int main(int argc, char** argv) try {
+  return bench::Run(argc, argv);
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "whole_read: %s\n", error.what());
+  return 2;
+}
