@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/clock.h"
 #include "support/bytes.h"
 
 namespace idcardreader {
@@ -116,7 +117,7 @@ TEST(ReadState, AStoppedCallerLeavesBeforeTheNextReadBegins) {
     EXPECT_NE(state.Begin(), kNoRead);
     EXPECT_TRUE(left);
   });
-  std::this_thread::yield();
+  platform::SystemClock().Sleep(20);  // ample time to begin too early
   left = true;
   state.Leave(first);
   next.join();

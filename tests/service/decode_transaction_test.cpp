@@ -149,6 +149,9 @@ TEST_F(DecodeTransactionTest, TheOldDialectsContentIsJoinedUpToItsTwoWords) {
   const std::string content = R"({"data":"x","dataType":"FIFTH","kind":"INFO",)" +
                               std::string(wire::kPermitContent).substr(1);
   EXPECT_EQ(Run(kOld, Sector21, {content}), kCard);
+  // This dialect sends the fingerprint area also when there is nothing in it.
+  EXPECT_THAT(sockets.Sent().back(), StartsWith(R"({"sbm":"Appid&IDCard&PcDevice","type":"INFO",)"
+                                                R"("dataType":"FIRST","data":[-101,-57,29,-31,)"));
   EXPECT_EQ(sink.content[35], Gbk("陈大文"));
   EXPECT_EQ(Run(kOld, Sector21, {"ok", content}), kCard);
   EXPECT_EQ(Run(kOld, Sector21, Cut(content, {12})), kCard);

@@ -63,6 +63,8 @@ TEST(DataFiles, TellTheirResultsAndAreReadOnce) {
     folder.Write("hostport.dat", content);
     EXPECT_EQ(files.LoadAppId(), DataFiles::Result{1}) << "it was read";
     EXPECT_EQ(files.LoadHostPort(), result) << content;
+    folder.Write("hostport.dat", Line(kHost1Field));
+    EXPECT_EQ(files.LoadHostPort(), result) << "it was read";
     DataFiles others(folder.path);
     EXPECT_EQ(others.LoadAppId(), result) << content;
     EXPECT_EQ(others.AppId(), result == DataFiles::kLoaded ? "0123456789" : "");
