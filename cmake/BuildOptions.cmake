@@ -23,6 +23,12 @@ if(IDCARDREADER_SANITIZERS)
   endif()
 endif()
 
+option(IDCARDREADER_COVERAGE "Count what is executed; needs clang" OFF)
+if(IDCARDREADER_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+endif()
+
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
   # A unique symbol would keep the library in memory after the host has unloaded it.
   add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
