@@ -32,9 +32,11 @@ class SerialReader {
   const std::string& PortName() const { return terminal.Name(); }
 
   void ServeOnce() {
-    LookAtDesk();
     SendWhatIsDue();
-    for (const std::uint8_t byte : terminal.Receive(Pause())) {
+    const Bytes received = terminal.Receive(Pause());
+    // Behind the wait: a request finds the desk as its sender left it.
+    LookAtDesk();
+    for (const std::uint8_t byte : received) {
       const auto request = frames.Feed(byte, SteadyClock::now());
       // A serial line has no way to tell its host of a failed transfer: the request is lost.
       if (request) reader.Request(*request, SteadyClock::now());

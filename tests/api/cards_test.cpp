@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <tuple>
 
-#include "api/api_test.h"
+#include "host/host_test.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 const std::vector<std::string>& CardNames() {
@@ -55,7 +55,7 @@ const Family kFamilies[] = {
 
 void PrintTo(const Family& family, std::ostream* stream) { *stream << family.name; }
 
-class CardsTest : public ApiTest,
+class CardsTest : public HostTest,
                   public testing::WithParamInterface<std::tuple<Family, std::string>> {};
 
 TEST_P(CardsTest, YieldsEveryFieldAndBlock) {
@@ -96,7 +96,7 @@ TEST(CardNamesTest, HoldEveryCardOfTheDevkit) {
   EXPECT_EQ(found, listed);
 }
 
-class ManyReadsTest : public ApiTest {};
+class ManyReadsTest : public HostTest {};
 
 TEST_F(ManyReadsTest, ChangingCardsAreNeverMixed) {
   for (int round = 0; round < 3; ++round) {
@@ -119,4 +119,4 @@ TEST_F(ManyReadsTest, FirstReadLogsInAndLaterOnesSendTheHeartbeat) {
 }
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

@@ -3,13 +3,13 @@
 
 #include <regex>
 
-#include "api/api_test.h"
+#include "host/host_test.h"
 #include "reader_model/reader_model.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
-class ExportsTest : public ApiTest {
+class ExportsTest : public HostTest {
  protected:
   // These create no engine, so what they answer shows that there is none.
   void ExpectNoEngine() {
@@ -175,4 +175,4 @@ TEST_F(ExportsTest, EveryKindButOneIsTheUsbReader) {
 }
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "api/api_test.h"
 #include "base/json_file.h"
+#include "host/host_test.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 using nlohmann::json;
@@ -35,7 +35,7 @@ json FaultAt(const char* place, const char* kind, json parameters = json::object
   return Faults(std::vector{parameters});
 }
 
-class FailureTest : public ApiTest {
+class FailureTest : public HostTest {
  protected:
   void Misbehave(const json& scenario) {
     desk.Put(kAnyCard);
@@ -205,7 +205,7 @@ TEST_P(FaultTest, EndsInTimeWithItsTextAndSpoilsNothing) {
 INSTANTIATE_TEST_SUITE_P(Other, FaultTest, testing::ValuesIn(FaultCases()),
                          [](const auto& param) { return "Code" + std::string(param.param.name); });
 
-class FailureWithoutScenarioTest : public ApiTest {};
+class FailureWithoutScenarioTest : public HostTest {};
 
 TEST_F(FailureWithoutScenarioTest, NoCardIsCode40) {
   desk.TakeCardAway();
@@ -284,7 +284,7 @@ struct NuisanceCase {
 
 void PrintTo(const NuisanceCase& nuisance, std::ostream* stream) { *stream << nuisance.name; }
 
-class NuisanceTest : public ApiTest, public testing::WithParamInterface<NuisanceCase> {};
+class NuisanceTest : public HostTest, public testing::WithParamInterface<NuisanceCase> {};
 
 TEST_P(NuisanceTest, DoesNotSpoilTheRead) {
   desk.Misbehave(GetParam().reader);
@@ -310,4 +310,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& param) { return std::string(param.param.name); });
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

@@ -1,24 +1,24 @@
 // The older hosts' functions: open, find, read into files of fixed names, sound the reader.
 
-#include "api/api_test.h"
-#include "api/output_buffer.h"
+#include "host/host_test.h"
+#include "host/output_buffer.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 namespace fs = std::filesystem;
 
-class LegacyInterfaceTest : public ApiTest {
+class LegacyInterfaceTest : public HostTest {
  protected:
   // The fixed names are relative to the current directory, which the tests' processes share.
   void SetUp() override {
-    ApiTest::SetUp();
+    HostTest::SetUp();
     fs::create_directory(contentFolder);
     fs::current_path(contentFolder);
   }
 
   void TearDown() override {
-    ApiTest::TearDown();
+    HostTest::TearDown();
     fs::current_path(before);
     fs::remove_all(contentFolder);
   }
@@ -112,4 +112,4 @@ TEST_F(LegacyInterfaceTest, SoundsTheReaderWhenThereIsAnEngine) {
 }
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

@@ -2,15 +2,15 @@
 
 #include <thread>
 
-#include "api/api_test.h"
-#include "api/loaded_modules.h"
+#include "host/host_test.h"
+#include "host/loaded_modules.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 using nlohmann::json;
 
-class LifecycleTest : public ApiTest {
+class LifecycleTest : public HostTest {
  protected:
   // A read that is under way: the service has the card's DN and takes its time over the answer.
   std::future<ReadResult> StartSlowRead() {
@@ -178,4 +178,4 @@ TEST_F(LifecycleTest, UnloadedWithoutCloseItStaysAndGoesOnWorking) {
 }
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

@@ -4,12 +4,12 @@
 #include <regex>
 #include <sstream>
 
-#include "api/api_test.h"
+#include "host/host_test.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
-class LogsTest : public ApiTest {
+class LogsTest : public HostTest {
  protected:
   std::vector<std::string> FilesLike(const std::string& subfolder, const char* pattern) const {
     std::vector<std::string> matching;
@@ -126,4 +126,4 @@ TEST_F(LogsTest, LastErrorIsTheTextOfTheCodeAndTheLastLineOfTheErrorLog) {
 }
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

@@ -3,30 +3,25 @@
 
 #include <sstream>
 
-#include "api/api_test.h"
-#include "api/child_process.h"
+#include "host/child_process.h"
+#include "host/host_test.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-class ReadcardTest : public ApiTest {
+class ReadcardTest : public HostTest {
  protected:
   void SetUp() override {
-    ApiTest::SetUp();
-    for (const auto& entry : fs::directory_iterator(StageFolder() / "bin")) {
-      const fs::path copy = folder.Path() / entry.path().filename();
-      if (entry.path().stem() == "readcard" && !fs::exists(copy)) {
-        fs::copy_file(entry.path(), copy);
-      }
-    }
+    HostTest::SetUp();
+    CopyReadcard();
     desk.Put(kAnyCard);
   }
 
   void TearDown() override {
-    ApiTest::TearDown();
+    HostTest::TearDown();
     folder.RemoveFile("conf.yaml");
     fs::remove_all(folder.Path() / "blocks");
   }
@@ -224,4 +219,4 @@ TEST_F(ReadcardTest, LoggingIsSwitchedOnByTheConfiguration) {
 }
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

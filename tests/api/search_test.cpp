@@ -2,21 +2,21 @@
 
 #include <thread>
 
-#include "api/api_test.h"
+#include "host/host_test.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 using nlohmann::json;
 
 constexpr int kSearch = 1;
 
-class SearchTest : public ApiTest {
+class SearchTest : public HostTest {
  protected:
   // The reader goes on searching when its host goes, so one that an earlier test left so has to lose
   // its power first.
   void SetUp() override {
-    ApiTest::SetUp();
+    HostTest::SetUp();
     desk.Unplug();
     EXPECT_EQ(library->readCardSetDeviceType(0), 1);
     EXPECT_EQ(library->readCardInit(), 0);
@@ -108,4 +108,4 @@ TEST_F(SearchTest, AStopEndsIt) {
 }
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

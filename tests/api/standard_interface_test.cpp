@@ -1,9 +1,9 @@
 // The SDT_* family: for hosts written for a reader with a security module of its own.
 
-#include "api/api_test.h"
-#include "api/output_buffer.h"
+#include "host/host_test.h"
+#include "host/output_buffer.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 namespace fs = std::filesystem;
@@ -11,12 +11,12 @@ namespace fs = std::filesystem;
 constexpr int kPort = 1001;
 constexpr char kWord[] = "0123";
 
-class StandardInterfaceTest : public ApiTest {
+class StandardInterfaceTest : public HostTest {
  protected:
   fs::path File(const char* name) const { return folder.Path() / name; }
 
   void TearDown() override {
-    ApiTest::TearDown();
+    HostTest::TearDown();
     for (const char* name : {"text", "photo", "fingerprint"}) fs::remove(File(name));
   }
 
@@ -144,4 +144,4 @@ TEST_F(StandardInterfaceTest, NoFilesWithoutATextBlockOrAnEngine) {
 }
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

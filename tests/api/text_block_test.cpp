@@ -1,11 +1,11 @@
 // The layout of the text block, in bytes written out by hand.
 
-#include "api/api_test.h"
+#include "host/host_test.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
-class TextBlockTest : public ApiTest {};
+class TextBlockTest : public HostTest {};
 
 TEST_F(TextBlockTest, HoldsEachValueAtItsPlace) {
   // 林示例, 女, 汉, 19900215, 北京市东城区虚构路100号2单元301室, 110101199002150021,
@@ -41,4 +41,4 @@ TEST_F(TextBlockTest, HoldsEachValueAtItsPlace) {
 }
 
 }  // namespace
-}  // namespace apitest
+}  // namespace hosttest

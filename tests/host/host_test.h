@@ -11,14 +11,14 @@
 #include <optional>
 #include <string>
 
-#include "api/desk.h"
-#include "api/expected_record.h"
-#include "api/record_checks.h"
-#include "api/run_folder.h"
-#include "api/shipped_library.h"
 #include "decode_service/decode_service.h"
+#include "host/desk.h"
+#include "host/expected_record.h"
+#include "host/record_checks.h"
+#include "host/run_folder.h"
+#include "host/shipped_library.h"
 
-namespace apitest {
+namespace hosttest {
 
 using std::chrono::milliseconds;
 
@@ -28,7 +28,7 @@ struct ReadResult {
 };
 
 // The shipped library, a virtual reader and a decode service that knows all cards of the devkit.
-class ApiTest : public testing::Test {
+class HostTest : public testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
@@ -54,6 +54,9 @@ class ApiTest : public testing::Test {
   // Puts the card down, reads it and checks everything that the library hands out.
   void ExpectGoodRead(const std::string& card);
 
+  // Lays the command-line host beside the library.
+  void CopyReadcard() const;
+
   std::string LastError() const { return library->readCardGetLastError(); }
 
   static devkit::Card CardOf(const std::string& name);
@@ -72,4 +75,4 @@ bool Eventually(const std::function<bool()>& condition, milliseconds limit);
 inline constexpr char kAnyCard[] = "resident";
 inline constexpr char kTypeACard[] = "other-card";
 
-}  // namespace apitest
+}  // namespace hosttest

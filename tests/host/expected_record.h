@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "api/shipped_library.h"
 #include "base/bytes.h"
 #include "card/card.h"
+#include "host/shipped_library.h"
 
-namespace apitest {
+namespace hosttest {
 
 // One field of the card-holder record: the functions that hand it out and what they must yield for
 // a card. The one table that the tests of all interface families share.
@@ -29,4 +29,4 @@ bool ExpectedToSucceed(const devkit::Card& card);
 
 std::string Gbk(const std::string& utf8);
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace apitest {
+namespace hosttest {
 
 // What a program has said and how it ended.
 struct ChildResult {
@@ -16,4 +16,4 @@ struct ChildResult {
 ChildResult RunProgram(const std::string& folder, const std::string& program,
                        const std::string& arguments);
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -1,11 +1,11 @@
-#include "api/record_checks.h"
+#include "host/record_checks.h"
 
 #include <gtest/gtest.h>
 
-#include "api/expected_record.h"
-#include "api/output_buffer.h"
+#include "host/expected_record.h"
+#include "host/output_buffer.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 using devkit::Bytes;
@@ -115,4 +115,4 @@ Blocks FetchBlocks(const ShippedLibrary& library) {
   return blocks;
 }
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -1,14 +1,20 @@
 #pragma once
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 
-namespace apitest {
+namespace hosttest {
 
 // What lies on the virtual reader's desk. Each change takes hold at the library's next call of the
 // reader.
 class Desk {
  public:
+  // The virtual reader's.
+  Desk();
+  // Another reader's; the folder also holds the cards, by their own name for it.
+  explicit Desk(const std::filesystem::path& folder);
+
   // A card file of the devkit by its name without ".json"; presented anew each time.
   void Put(const std::string& card);
   void TakeCardAway();
@@ -22,8 +28,10 @@ class Desk {
  private:
   void Write();
 
+  std::filesystem::path file;
+  std::string cards;
   nlohmann::json content = nlohmann::json::object();
   int presentations = 0;
 };
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -1,10 +1,10 @@
-#include "api/output_buffer.h"
+#include "host/output_buffer.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 using devkit::Bytes;
@@ -48,4 +48,4 @@ std::size_t OutputBuffer::Written() const {
   return static_cast<std::size_t>(bytes.rend() - last);
 }
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -1,4 +1,4 @@
-#include "api/loaded_modules.h"
+#include "host/loaded_modules.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -6,7 +6,7 @@
 #include <dlfcn.h>
 #endif
 
-namespace apitest {
+namespace hosttest {
 
 #ifdef _WIN32
 
@@ -25,4 +25,4 @@ bool IsLoaded(const std::filesystem::path& library) {
 
 #endif
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -7,7 +7,7 @@
 
 #include "platform/dynamic_library.h"
 
-namespace apitest {
+namespace hosttest {
 
 // Every function that the library offers, by the types of the public header.
 #define IDCARDREADER_FUNCTIONS(F) \
@@ -106,4 +106,4 @@ class ShippedLibrary {
   std::unique_ptr<idcardreader::platform::DynamicLibrary> library;
 };
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
-namespace apitest {
+namespace hosttest {
 
 // True while the process has this library in memory.
 bool IsLoaded(const std::filesystem::path& library);
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -5,7 +5,7 @@
 
 #include "base/bytes.h"
 
-namespace apitest {
+namespace hosttest {
 
 // A buffer and a length to be handed to the library; they show afterwards what was written.
 struct OutputBuffer {
@@ -28,4 +28,4 @@ struct OutputBuffer {
   std::size_t Written() const;
 };
 
-}  // namespace apitest
+}  // namespace hosttest

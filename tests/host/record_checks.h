@@ -1,9 +1,9 @@
 #pragma once
 
-#include "api/shipped_library.h"
 #include "card/card.h"
+#include "host/shipped_library.h"
 
-namespace apitest {
+namespace hosttest {
 
 // Calls every function that hands out a read and compares all that it writes, and what it must
 // leave alone, with the card. To be called at once after the read.
@@ -25,4 +25,4 @@ struct Blocks {
 };
 Blocks FetchBlocks(const ShippedLibrary& library);
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -1,9 +1,9 @@
-#include "api/shipped_library.h"
+#include "host/shipped_library.h"
 
 #include <stdexcept>
 #include <string>
 
-namespace apitest {
+namespace hosttest {
 
 using idcardreader::platform::DynamicLibrary;
 
@@ -23,4 +23,4 @@ ShippedLibrary::ShippedLibrary(const std::filesystem::path& file)
 #undef IDCARDREADER_BIND
 }
 
-}  // namespace apitest
+}  // namespace hosttest

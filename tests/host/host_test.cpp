@@ -1,11 +1,11 @@
-#include "api/api_test.h"
+#include "host/host_test.h"
 
 #include <thread>
 
 #include "base/json_file.h"
 #include "datafile/data_files.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 using std::chrono::duration_cast;
@@ -15,7 +15,7 @@ std::filesystem::path CardFolder() { return SourceFolder() / "devkit" / "cards";
 
 }  // namespace
 
-void ApiTest::SetUp() {
+void HostTest::SetUp() {
   folder.RemoveLogs();
   desk.Plug();
   StartService();
@@ -23,15 +23,15 @@ void ApiTest::SetUp() {
   Load();
 }
 
-void ApiTest::TearDown() {
+void HostTest::TearDown() {
   if (library) library->CloseComm();
   Unload();
   StopService();
 }
 
-void ApiTest::Load() { library = std::make_unique<ShippedLibrary>(folder.Library()); }
+void HostTest::Load() { library = std::make_unique<ShippedLibrary>(folder.Library()); }
 
-void ApiTest::StartService() {
+void HostTest::StartService() {
   devkit::ServiceOptions options;
   options.port = servicePort;
   service = std::make_unique<devkit::DecodeService>(devkit::ReadCards(CardFolder()),
@@ -39,20 +39,20 @@ void ApiTest::StartService() {
   servicePort = service->Port();
 }
 
-void ApiTest::StopService() { service.reset(); }
+void HostTest::StopService() { service.reset(); }
 
-void ApiTest::ServiceMisbehaves(const nlohmann::json& serviceSection) {
+void HostTest::ServiceMisbehaves(const nlohmann::json& serviceSection) {
   const nlohmann::ordered_json scenario = {{"service", serviceSection}};
   service->SetScenario(devkit::ParseScenario(scenario, "scenario of the test"));
 }
 
-void ApiTest::WriteDataFiles() {
+void HostTest::WriteDataFiles() {
   devkit::WriteDataFile(folder.Path() / "appid.dat", devkit::AppIdLines("test-application"));
   devkit::WriteDataFile(folder.Path() / "hostport.dat",
                         devkit::HostPortLines({"127.0.0.1:" + std::to_string(servicePort)}));
 }
 
-std::future<ReadResult> ApiTest::ReadInBackground() {
+std::future<ReadResult> HostTest::ReadInBackground() {
   return std::async(std::launch::async, [functions = library.get()] {
     const auto begin = steady_clock::now();
     ReadResult read;
@@ -62,7 +62,7 @@ std::future<ReadResult> ApiTest::ReadInBackground() {
   });
 }
 
-ReadResult ApiTest::Read(milliseconds limit) {
+ReadResult HostTest::Read(milliseconds limit) {
   std::future<ReadResult> read = ReadInBackground();
   if (read.wait_for(limit) != std::future_status::ready) {
     ADD_FAILURE() << "The read has not ended after " << limit.count() << " ms";
@@ -71,14 +71,23 @@ ReadResult ApiTest::Read(milliseconds limit) {
   return read.get();
 }
 
-void ApiTest::ExpectGoodRead(const std::string& card) {
+void HostTest::ExpectGoodRead(const std::string& card) {
   desk.Put(card);
   const ReadResult read = Read();
   EXPECT_EQ(read.result, 1) << LastError();
   if (read.result == 1) ExpectRecordOf(CardOf(card), *library);
 }
 
-devkit::Card ApiTest::CardOf(const std::string& name) {
+void HostTest::CopyReadcard() const {
+  for (const auto& entry : std::filesystem::directory_iterator(StageFolder() / "bin")) {
+    const std::filesystem::path copy = folder.Path() / entry.path().filename();
+    if (entry.path().stem() == "readcard" && !std::filesystem::exists(copy)) {
+      std::filesystem::copy_file(entry.path(), copy);
+    }
+  }
+}
+
+devkit::Card HostTest::CardOf(const std::string& name) {
   return devkit::ReadCardFile(CardFolder() / (name + ".json"));
 }
 
@@ -91,4 +100,4 @@ bool Eventually(const std::function<bool()>& condition, milliseconds limit) {
   return true;
 }
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -1,4 +1,4 @@
-#include "api/child_process.h"
+#include "host/child_process.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -9,7 +9,7 @@
 #include <sys/wait.h>
 #endif
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 namespace fs = std::filesystem;
@@ -48,4 +48,4 @@ ChildResult RunProgram(const std::string& folder, const std::string& program,
   return result;
 }
 
-}  // namespace apitest
+}  // namespace hosttest

@@ -1,11 +1,11 @@
-#include "api/expected_record.h"
+#include "host/expected_record.h"
 
 #include <algorithm>
 #include <map>
 
 #include "platform/code_page.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 using devkit::Bytes;
@@ -149,4 +149,4 @@ bool ExpectedToSucceed(const Card& card) {
   return card.type != CardType::iden || !ExpectedPhoto(card).empty();
 }
 
-}  // namespace apitest
+}  // namespace hosttest

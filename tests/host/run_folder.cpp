@@ -1,4 +1,4 @@
-#include "api/run_folder.h"
+#include "host/run_folder.h"
 
 #include <algorithm>
 #include <chrono>
@@ -10,7 +10,7 @@
 
 #include "platform/dynamic_library.h"
 
-namespace apitest {
+namespace hosttest {
 namespace {
 
 namespace fs = std::filesystem;
@@ -112,4 +112,4 @@ void RunFolder::RemoveLogs() const {
   }
 }
 
-}  // namespace apitest
+}  // namespace hosttest

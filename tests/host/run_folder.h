@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace apitest {
+namespace hosttest {
 
 // A folder of this process's own with the shipped library and the virtual reader in hidapi's place,
 // as a host would have them. The virtual reader stays loaded for the process and keeps to its desk
@@ -36,4 +36,4 @@ class RunFolder {
 std::filesystem::path StageFolder();
 std::filesystem::path SourceFolder();
 
-}  // namespace apitest
+}  // namespace hosttest
