@@ -5,6 +5,8 @@
 namespace idcardreader {
 namespace {
 
+// What all but digits have in common.
+constexpr std::uint8_t kNoDigit = 0x80;
 constexpr std::uint8_t kOther = 0xFF;
 constexpr std::uint8_t kSpace = 0xFE;
 constexpr std::uint8_t kPad = 0xFD;
@@ -29,30 +31,49 @@ constexpr std::array<std::uint8_t, 256> kDigitValues = MakeDigitValues();
 }  // namespace
 
 std::vector<std::uint8_t> DecodeBase64(std::string_view text) {
-  std::vector<std::uint8_t> bytes;
-  bytes.reserve(text.size() / 4 * 3 + 3);
+  std::vector<std::uint8_t> bytes(text.size() / 4 * 3 + 3);
+  std::uint8_t* end = bytes.data();
+  const auto value = [&text](std::size_t position) -> std::uint32_t {
+    return kDigitValues[static_cast<std::uint8_t>(text[position])];
+  };
+  // Four digits at a time up to the first other character.
+  std::size_t position = 0;
+  for (; text.size() - position >= 4; position += 4) {
+    const std::uint32_t first = value(position);
+    const std::uint32_t second = value(position + 1);
+    const std::uint32_t third = value(position + 2);
+    const std::uint32_t fourth = value(position + 3);
+    if (((first | second | third | fourth) & kNoDigit) != 0) {
+      break;
+    }
+    const std::uint32_t bits = first << 18 | second << 12 | third << 6 | fourth;
+    *end++ = static_cast<std::uint8_t>(bits >> 16);
+    *end++ = static_cast<std::uint8_t>(bits >> 8);
+    *end++ = static_cast<std::uint8_t>(bits);
+  }
   std::uint32_t bits = 0;
   int bitCount = 0;
   bool ended = false;
-  for (const char character : text) {
-    const std::uint8_t value = kDigitValues[static_cast<std::uint8_t>(character)];
-    if (value == kSpace) {
+  for (; position < text.size(); ++position) {
+    const std::uint32_t digit = value(position);
+    if (digit == kSpace) {
       continue;
     }
-    if (value == kPad) {
+    if (digit == kPad) {
       ended = true;
       continue;
     }
-    if (value == kOther || ended) {
+    if (digit == kOther || ended) {
       return {};
     }
-    bits = bits << 6 | value;
+    bits = bits << 6 | digit;
     bitCount += 6;
     if (bitCount >= 8) {
       bitCount -= 8;
-      bytes.push_back(static_cast<std::uint8_t>(bits >> bitCount));
+      *end++ = static_cast<std::uint8_t>(bits >> bitCount);
     }
   }
+  bytes.resize(static_cast<std::size_t>(end - bytes.data()));
   return bytes;
 }
 

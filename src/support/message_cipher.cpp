@@ -32,54 +32,107 @@ KeyWords ReadKey(std::string_view key) {
   return {ReadWord(&bytes[0]), ReadWord(&bytes[4]), ReadWord(&bytes[8]), ReadWord(&bytes[12])};
 }
 
-void EncipherBlock(const KeyWords& key, const std::uint8_t* plain, std::uint8_t* cipher) {
-  std::uint32_t y = ReadWord(plain);
-  std::uint32_t z = ReadWord(plain + 4);
+// So many blocks are worked on side by side: none needs another one's result, and one alone would
+// leave most of the processor waiting for its own.
+constexpr std::size_t kSideBySide = 8;
+
+template <std::size_t Count>
+struct Words {
+  std::array<std::uint32_t, Count> y, z;
+};
+
+template <std::size_t Count>
+Words<Count> ReadBlocks(const std::uint8_t* bytes) {
+  Words<Count> words;
+  for (std::size_t block = 0; block < Count; ++block) {
+    words.y[block] = ReadWord(bytes + block * kCipherBlockSize);
+    words.z[block] = ReadWord(bytes + block * kCipherBlockSize + 4);
+  }
+  return words;
+}
+
+template <std::size_t Count>
+void WriteBlocks(const Words<Count>& words, std::uint8_t* bytes) {
+  for (std::size_t block = 0; block < Count; ++block) {
+    WriteWord(words.y[block], bytes + block * kCipherBlockSize);
+    WriteWord(words.z[block], bytes + block * kCipherBlockSize + 4);
+  }
+}
+
+constexpr std::uint32_t Mixed(std::uint32_t word, std::uint32_t sum, std::uint32_t keyA,
+                              std::uint32_t keyB) {
+  return ((word << 4) + keyA) ^ (word + sum) ^ ((word >> 5) + keyB);
+}
+
+template <std::size_t Count>
+void EncipherBlocks(const KeyWords& key, const std::uint8_t* plain, std::uint8_t* cipher) {
+  auto [y, z] = ReadBlocks<Count>(plain);
   std::uint32_t sum = 0;
   for (int cycle = 0; cycle < kCycles; ++cycle) {
     sum += kDelta;
-    y += ((z << 4) + key.k0) ^ (z + sum) ^ ((z >> 5) + key.k1);
-    z += ((y << 4) + key.k2) ^ (y + sum) ^ ((y >> 5) + key.k3);
+    for (std::size_t i = 0; i < Count; ++i) {
+      y[i] += Mixed(z[i], sum, key.k0, key.k1);
+    }
+    for (std::size_t i = 0; i < Count; ++i) {
+      z[i] += Mixed(y[i], sum, key.k2, key.k3);
+    }
   }
-  WriteWord(y, cipher);
-  WriteWord(z, cipher + 4);
+  WriteBlocks<Count>({y, z}, cipher);
 }
 
-void DecipherBlock(const KeyWords& key, const std::uint8_t* cipher, std::uint8_t* plain) {
-  std::uint32_t y = ReadWord(cipher);
-  std::uint32_t z = ReadWord(cipher + 4);
+template <std::size_t Count>
+void DecipherBlocks(const KeyWords& key, const std::uint8_t* cipher, std::uint8_t* plain) {
+  auto [y, z] = ReadBlocks<Count>(cipher);
   std::uint32_t sum = kDecipherStart;
   for (int cycle = 0; cycle < kCycles; ++cycle) {
-    z -= ((y << 4) + key.k2) ^ (y + sum) ^ ((y >> 5) + key.k3);
-    y -= ((z << 4) + key.k0) ^ (z + sum) ^ ((z >> 5) + key.k1);
+    for (std::size_t i = 0; i < Count; ++i) {
+      z[i] -= Mixed(y[i], sum, key.k2, key.k3);
+    }
+    for (std::size_t i = 0; i < Count; ++i) {
+      y[i] -= Mixed(z[i], sum, key.k0, key.k1);
+    }
     sum -= kDelta;
   }
-  WriteWord(y, plain);
-  WriteWord(z, plain + 4);
+  WriteBlocks<Count>({y, z}, plain);
+}
+
+using BlockFunction = void(const KeyWords&, const std::uint8_t*, std::uint8_t*);
+
+// The whole blocks of a buffer.
+template <BlockFunction* Several, BlockFunction* One>
+void ForEachBlock(const KeyWords& key, const std::uint8_t* input, std::size_t length,
+                  std::uint8_t* output) {
+  constexpr std::size_t kGroup = kSideBySide * kCipherBlockSize;
+  std::size_t offset = 0;
+  for (; length - offset >= kGroup; offset += kGroup) {
+    Several(key, input + offset, output + offset);
+  }
+  for (; length - offset >= kCipherBlockSize; offset += kCipherBlockSize) {
+    One(key, input + offset, output + offset);
+  }
 }
 
 }  // namespace
 
 void EncipherBlock(std::string_view key, const std::uint8_t* plain, std::uint8_t* cipher) {
-  EncipherBlock(ReadKey(key), plain, cipher);
+  EncipherBlocks<1>(ReadKey(key), plain, cipher);
 }
 
 void DecipherBlock(std::string_view key, const std::uint8_t* cipher, std::uint8_t* plain) {
-  DecipherBlock(ReadKey(key), cipher, plain);
+  DecipherBlocks<1>(ReadKey(key), cipher, plain);
 }
 
 std::int32_t Encipher(std::string_view key, const std::uint8_t* plain, std::int32_t length,
                       std::uint8_t* cipher) {
   const KeyWords words = ReadKey(key);
   const std::int32_t wholeBytes = length / 8 * 8;
-  for (std::int32_t offset = 0; offset < wholeBytes; offset += 8) {
-    EncipherBlock(words, plain + offset, cipher + offset);
-  }
+  ForEachBlock<EncipherBlocks<kSideBySide>, EncipherBlocks<1>>(
+      words, plain, static_cast<std::size_t>(wholeBytes), cipher);
   const std::int32_t rest = length - wholeBytes;
   std::array<std::uint8_t, kCipherBlockSize> lastBlock{};
   std::copy_n(plain + wholeBytes, rest, lastBlock.begin());
   lastBlock[7] = static_cast<std::uint8_t>(8 - rest);
-  EncipherBlock(words, lastBlock.data(), cipher + wholeBytes);
+  EncipherBlocks<1>(words, lastBlock.data(), cipher + wholeBytes);
   return wholeBytes + 8;
 }
 
@@ -90,9 +143,8 @@ std::int32_t Decipher(std::string_view key, const std::uint8_t* cipher, std::int
     return 0 - std::int32_t{*(plain - 1)};
   }
   const KeyWords words = ReadKey(key);
-  for (std::int32_t offset = 0; offset < wholeBytes; offset += 8) {
-    DecipherBlock(words, cipher + offset, plain + offset);
-  }
+  ForEachBlock<DecipherBlocks<kSideBySide>, DecipherBlocks<1>>(
+      words, cipher, static_cast<std::size_t>(wholeBytes), plain);
   return wholeBytes - std::int32_t{plain[wholeBytes - 1]};
 }
 

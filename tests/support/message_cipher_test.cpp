@@ -53,6 +53,17 @@ TEST(MessageCipher, PadsEveryBufferByOneToEightBytes) {
   ExpectBuffer("4142434445464748", "1C5791CE5DF63FC1 4080DB66359F64A0");
 }
 
+// Also where several are worked on side by side.
+TEST(MessageCipher, HandlesEachBlockByItself) {
+  std::string plain;
+  std::string cipher;
+  for (int i = 0; i < 11; ++i) {
+    plain += i % 3 == 0 ? "4142434445464748" : "0000000000000008";
+    cipher += i % 3 == 0 ? "1C5791CE5DF63FC1" : "4080DB66359F64A0";
+  }
+  ExpectBuffer((plain + "414243").c_str(), (cipher + "5309D231045684BD").c_str());
+}
+
 TEST(MessageCipher, TakesAPadAsItStands) {
   std::vector<std::uint8_t> plain;
   EXPECT_EQ(Deciphered(Bytes("CEB1C62931642333"), plain), 8);      // a last byte of 0
