@@ -4,9 +4,10 @@
 #include <cstddef>
 
 #if defined(_WIN32)
-// In this order.
+// clang-format off: psapi.h needs the types of windows.h
 #include <psapi.h>
 #include <windows.h>
+// clang-format on
 #else
 #include <sys/resource.h>
 #include <unistd.h>
