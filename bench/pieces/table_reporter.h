@@ -15,7 +15,7 @@ class TableReporter : public benchmark::BenchmarkReporter {
   void ReportRuns(const std::vector<Run>& runs) override;
   void Finalize() override;
 
-  // True when a peer has been faster than we are.
+  // True when our cipher was slower than its peer.
   bool Slower() const { return slower; }
 
  private:

@@ -4,9 +4,10 @@
 #include <cstddef>
 
 #if defined(_WIN32)
-// clang-format off: psapi.h needs the types of windows.h
-#include <psapi.h>
+// The second needs the types of the first.
+// clang-format off
 #include <windows.h>
+#include <psapi.h>
 // clang-format on
 #else
 #include <sys/resource.h>

@@ -6,7 +6,7 @@ namespace bench {
 namespace {
 
 // Sixty bytes of a file a report.
-constexpr double ReportsOf(int fileLength) { return (fileLength + 59) / 60; }
+constexpr int ReportsOf(int fileLength) { return (fileLength + 59) / 60; }
 
 // The connection: one exchange after the other, in the order in which the read thread posts them.
 class Service {

@@ -1,6 +1,8 @@
 #include "whole_read/host.h"
 
 #include <chrono>
+#include <fstream>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "datafile/data_files.h"
@@ -24,8 +26,13 @@ double Milliseconds(Clock::duration duration) {
 
 }  // namespace
 
-Host::Host() : service(devkit::ReadCards(CardFile()), {}, {.rememberedMessages = 0}) {
-  const std::string endpoint = "127.0.0.1:" + std::to_string(service.Port());
+Host::Host(const RunningService& running) : scenarioFile(running.scenarioFile) {
+  if (running.port == 0) {
+    service.emplace(devkit::ReadCards(CardFile()), devkit::Scenario(),
+                    devkit::ServiceOptions{.rememberedMessages = 0});
+  }
+  const std::string endpoint =
+      "127.0.0.1:" + std::to_string(service ? service->Port() : running.port);
   const RunFolder& folder = RunFolder::Get();
   devkit::WriteDataFile(folder.Path() / "appid.dat", devkit::AppIdLines("bench"));
   devkit::WriteDataFile(folder.Path() / "hostport.dat",
@@ -42,9 +49,12 @@ void Host::Unload() {
 
 void Host::SetLatencies(int report, int exchange) {
   desk.Misbehave({{"latency", {{"report", report}}}});
-  devkit::Scenario scenario;
-  scenario.service.latency["exchange"] = std::chrono::milliseconds(exchange);
-  service.SetScenario(std::move(scenario));
+  const nlohmann::ordered_json scenario = {{"service", {{"latency", {{"exchange", exchange}}}}}};
+  if (service) {
+    service->SetScenario(devkit::ParseScenario(scenario, "latencies"));
+  } else {
+    std::ofstream(scenarioFile) << scenario;  // read when the next read connects
+  }
 }
 
 double Host::Read() {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <filesystem>
+#include <optional>
 #include <string>
 
 #include "decode_service/decode_service.h"
@@ -8,10 +11,17 @@
 
 namespace bench {
 
-// A host of the shipped library with a reader and a service of its own, all on this machine.
+// A decode service that runs already, with a scenario file of ours.
+struct RunningService {
+  std::uint16_t port = 0;  // 0: there is none
+  std::filesystem::path scenarioFile;
+};
+
+// A host of the shipped library with a reader and a service, all on this machine.
 class Host {
  public:
-  Host();
+  // Without a running service it has one of its own.
+  explicit Host(const RunningService& running);
   ~Host();
 
   // Milliseconds that each report of the reader and each exchange with the service take.
@@ -30,7 +40,8 @@ class Host {
  private:
   void Unload();
 
-  devkit::DecodeService service;
+  std::filesystem::path scenarioFile;
+  std::optional<devkit::DecodeService> service;
   hosttest::Desk desk;
   std::unique_ptr<hosttest::ShippedLibrary> library;
 };

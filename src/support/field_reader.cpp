@@ -92,7 +92,11 @@ std::uint32_t ReadByteArray(std::string_view text, std::string_view key, std::ui
   }
   std::uint32_t count = 0;
   while (begin < end) {
-    const std::size_t separator = std::min(text.find(',', begin), end);
+    // Elements are so short that calling a search for each would take longer than looking.
+    std::size_t separator = begin;
+    while (separator < end && text[separator] != ',') {
+      ++separator;
+    }
     const std::string_view element = text.substr(begin, separator - begin);
     if (element.size() > kLongestElement) {
       HardStop("an array element of 8 or more characters");
