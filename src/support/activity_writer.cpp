@@ -43,14 +43,20 @@ bool ActivityWriter::Start() {
 
 void ActivityWriter::Add(std::string_view message) {
   std::string line = LogTimePrefix(clock.Now()).append(message).append("\n");
+  bool alone = false;
   {
     const std::lock_guard guard(mutex);
     if (thread == nullptr) {
       return;  // Nobody would ever take it off the queue.
     }
+    alone = queue.empty();
     queue.push_back(std::move(line));
   }
-  wakeEvent.Set();
+  // Whoever queued the first line wakes the thread, which then takes all there are. Waking it for
+  // each line would be most of what a line costs the read.
+  if (alone) {
+    wakeEvent.Set();
+  }
 }
 
 bool ActivityWriter::TakeFront(std::string& line) {
