@@ -184,6 +184,11 @@ void CardReader::Close() {
   _isAutoFindCardOn = false;
 }
 
+void CardReader::DropStaleReports() {
+  const std::lock_guard device(deviceLock);
+  Line().DropStaleReports();
+}
+
 void CardReader::UseSerialPort(bool serial) {
   const std::lock_guard info(infoLock);
   if (useSerialPort != serial) {

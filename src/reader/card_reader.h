@@ -33,6 +33,8 @@ class CardReader {
   // whether its codes were read now.
   ReaderOutcome OpenDevice(bool& newlyOpened);
   void Close();
+  // Throws away what earlier commands left on its way, if one is known to have.
+  void DropStaleReports();
   // The next OpenDevice opens the other kind of reader.
   void UseSerialPort(bool serial);
   bool IsOpen();

@@ -172,6 +172,8 @@ bool ReaderEngine::ReadDn(ReadGeneration generation, Answer& answer) {
       ErrorLog().Log(StatusText(outcome.code));
     }
     ErrorLog().Log(kDnRetry);
+    // What answered instead may be the rest of a late answer to an earlier read.
+    reader.DropStaleReports();
     outcome = reader.ReadDn(answer);
     if (!outcome.Done()) {
       if (outcome.code != ERRORT_None) {

@@ -18,8 +18,6 @@ constexpr milliseconds kReaderTimeout(2000);   // one answer to a key or to the 
 constexpr milliseconds kFinalTimeout(2000);    // from the last upload to the result
 // Of the card, in scenarios that give the network time.
 constexpr milliseconds kCardDelay(200);
-// Passes of the read thread, starting threads, a busy machine.
-constexpr milliseconds kSlack(1500);
 
 std::filesystem::path ScenarioFolder() { return SourceFolder() / "devkit" / "scenarios"; }
 

@@ -2,6 +2,7 @@
 
 #include "host/host_test.h"
 #include "host/output_buffer.h"
+#include "platform/dynamic_library.h"
 
 namespace hosttest {
 namespace {
@@ -90,8 +91,28 @@ TEST_F(LegacyInterfaceTest, AReadThatFailsWritesNothing) {
   ExpectNoRecord(*library);
 }
 
-TEST_F(LegacyInterfaceTest, WithoutAPhotoDecoderThereIsNoResult) {
+// In one test, as a decoder that was found is kept for the rest of the process.
+TEST_F(LegacyInterfaceTest, PhotoDecodersAreUsedOnceTheyAreThere) {
+  fs::current_path(folder.Path());
+  desk.Put(kAnyCard);
   EXPECT_EQ(library->dewlt(1), 0u);
+  EXPECT_EQ(library->Read_Content(1), 1);
+
+  for (const char* decoder : {"WltRS", "Dewlt"}) {
+    fs::copy_file(PHOTO_DECODER_STAND_IN, idcardreader::platform::DynamicLibraryFileName(decoder));
+  }
+  const auto argument = static_cast<std::uintptr_t>(0x123456789abcdef0);
+  EXPECT_EQ(library->dewlt(argument), ~argument);
+  EXPECT_EQ(library->Read_Content(2), 1);
+  EXPECT_EQ(folder.ReadFile("calls.txt"), "") << "mode 2 leaves the photo as it is";
+  EXPECT_EQ(library->Read_Content(1), 1) << "whatever the decoder returns";
+  EXPECT_EQ(folder.ReadFile("calls.txt"), "GetBmp ZP.WLT 1\n");
+  // A card without a photo has no file to decode.
+  for (const char* file : {"WZ.TXT", "ZP.WLT"}) fs::remove(file);
+  desk.Put("gat-no-photo");
+  EXPECT_EQ(library->Read_Content(1), 1);
+  EXPECT_EQ(folder.ReadFile("calls.txt"), "GetBmp ZP.WLT 1\n");
+  fs::remove("calls.txt");
 }
 
 // The reader tells nobody that it sounded; that the command reached it shows in what it does then.

@@ -163,6 +163,30 @@ TEST_F(ReadcardTest, PrintsNumbersAndSoundsTheReader) {
   EXPECT_EQ(Run("uid").status, 1);
 }
 
+#ifndef _WIN32
+// Only here is there a program to interrupt another one.
+TEST_F(ReadcardTest, WatchPrintsEachCardOnceUntilItIsInterrupted) {
+  folder.WriteFile("watch", "#!/bin/sh\n./readcard watch --json &\necho $! >pid\nwait $!\n");
+  fs::permissions(folder.Path() / "watch", fs::perms::owner_all);
+  std::future<ChildResult> watch = std::async(
+      std::launch::async, [this] { return RunProgram(folder.Path().string(), "watch", ""); });
+  const auto uploads = [this](std::size_t cards) {
+    return service->WaitForReceived(7 * cards, std::chrono::seconds(10));
+  };
+  EXPECT_TRUE(uploads(1));
+  desk.Put("gat");
+  EXPECT_TRUE(uploads(2));
+  std::this_thread::sleep_for(milliseconds(300));  // it stays and is not read again
+  std::system(("kill -INT " + folder.ReadFile("pid")).c_str());
+  const ChildResult child = watch.get();
+  EXPECT_EQ(child.status, 0);
+  const std::vector<json> documents = Documents(child.output);
+  ASSERT_EQ(documents.size(), 2u) << child.output << child.errors;
+  EXPECT_EQ(documents[0]["fields"]["name"], "周样本");
+  EXPECT_EQ(documents[1]["fields"]["name"], "何通行");
+}
+#endif
+
 TEST_F(ReadcardTest, KeepsTheSerialPortInTheConfiguration) {
   folder.WriteFile("conf.yaml", "canLog: false\ncomname: /dev/old\n");
   const ChildResult child = Run("--serial COM998");

@@ -1,0 +1,242 @@
+// Every fault at every step of a read: it ends in time with its code and nobody's data, or yields the
+// very card; and the next card is read without restarting anything.
+
+#include <algorithm>
+#include <array>
+#include <thread>
+
+#include "host/host_test.h"
+
+namespace hosttest {
+namespace {
+
+using nlohmann::json;
+
+constexpr int kNone = -1;  // there is no such fault at this step
+
+// The pieces of an answer may come in one receive or in several.
+constexpr int Or0(int code) { return -code - 1; }
+
+struct Fault {
+  const char* name;
+  json parameters;
+  milliseconds waits{-1};  // the time-outs that the read sits out; -1: the step's silence
+};
+
+template <std::size_t Count>
+struct Step {
+  const char* name;
+  milliseconds silence;          // that the library sits out when no answer comes
+  std::array<int, Count> codes;  // that each fault leads to; 0: the card is read all the same
+};
+
+class FaultMatrixTest : public HostTest {
+ protected:
+  static json Section(const char* step, const Fault& fault) {
+    json words = fault.parameters;
+    words["at"] = step;
+    words["fault"] = fault.name;
+    return {{"faults", json::array({words})}};
+  }
+
+  template <typename StepType>
+  static milliseconds WaitsOf(const StepType& step, const Fault& fault) {
+    return fault.waits.count() < 0 ? step.silence : fault.waits;
+  }
+
+  void ExpectOutcome(int code, milliseconds waits) {
+    const ReadResult read = Read();
+    EXPECT_LE(read.duration, waits + kSlack);
+    const bool eitherWay = code < kNone;
+    if (eitherWay) code = -code - 1;
+    EXPECT_TRUE(eitherWay || (read.result != 0) == (code == 0)) << read.result << LastError();
+    if (read.result != 0) {
+      ExpectRecordOf(CardOf(kAnyCard), *library);
+    } else {
+      ExpectNoRecord(*library);
+      EXPECT_TRUE(LastError().starts_with(library->readCardErrorInfo(code))) << LastError();
+    }
+  }
+};
+
+constexpr std::size_t kReaderFaults = 11;
+const std::array<Fault, kReaderFaults>& ReaderFaults() {
+  static const std::array<Fault, kReaderFaults> faults = {{
+      {"io-error", {{"on", "write"}}, milliseconds(0)},
+      {"io-error", {{"on", "read"}}, milliseconds(0)},
+      {"unplug", {{"replug", 0}}, milliseconds(0)},
+      {"drop", json::object()},
+      {"short", {{"bytes", 20}}},
+      {"wrong-echo",
+       {{"count", 1}}},  // and no right one; "stale" is a wrong one before a right one
+      {"wrong-echo", {{"count", 2}}, milliseconds(0)},
+      {"late", {{"ms", 3000}}},
+      {"stale", {{"count", 1}}},
+      {"status", {{"status", 3}}, milliseconds(0)},
+      {"corrupt", json::object(), milliseconds(1000)},
+  }};
+  return faults;
+}
+
+using ReaderStep = Step<kReaderFaults>;
+class ReaderFaultMatrixTest : public FaultMatrixTest,
+                              public testing::WithParamInterface<ReaderStep> {};
+
+TEST_P(ReaderFaultMatrixTest, EndsWithItsCodeOrYieldsTheCard) {
+  const ReaderStep& step = GetParam();
+  ExpectGoodRead("gat");
+  for (std::size_t i = 0; i < kReaderFaults; ++i) {
+    if (step.codes[i] == kNone) continue;
+    const Fault& fault = ReaderFaults()[i];
+    SCOPED_TRACE(std::string(fault.name) + fault.parameters.dump());
+    desk.Put(kAnyCard);
+    desk.Misbehave(Section(step.name, fault));
+    ExpectOutcome(step.codes[i], WaitsOf(step, fault));
+    desk.Behave();
+    ExpectGoodRead("gat");
+  }
+}
+
+// Names the step in messages.
+template <std::size_t Count>
+void PrintTo(const Step<Count>& step, std::ostream* stream) {
+  *stream << step.name;
+}
+
+template <typename StepType>
+std::string StepName(const testing::TestParamInfo<StepType>& info) {
+  std::string name = info.param.name;
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+}
+
+// A card that answers the second command with its answer to the first is still that card.
+constexpr milliseconds kTwoAnswers(4000);
+constexpr milliseconds kAnswer(2000);
+// 100 ms for each report of 60 bytes, and one receive from the service.
+constexpr milliseconds kShortFile(5 * 100 + 1000);
+constexpr milliseconds kLongFile(18 * 100 + 1000);
+
+INSTANTIATE_TEST_SUITE_P(
+    At, ReaderFaultMatrixTest,
+    testing::Values(
+        // write read unplug drop short echo echoes late stale status corrupt
+        ReaderStep{"dn", kTwoAnswers, {40, 40, 40, 40, 40, 40, 40, 0, 0, 40, 44}},
+        ReaderStep{"input-key", kAnswer, {47, 47, 47, 30, 30, 30, 30, 30, 0, 34, 45}},
+        ReaderStep{"output-key", kAnswer, {47, 47, 47, 30, 30, 30, 30, 30, 0, 34, 0}},
+        // What is missing of a file is sent as zeros, and refused.
+        ReaderStep{"file-11", kShortFile, {47, 47, 47, 22, 22, kNone, kNone, 22, 22, kNone, 22}},
+        ReaderStep{"file-12", kShortFile, {47, 47, 47, 22, 22, kNone, kNone, 22, 22, kNone, 22}},
+        ReaderStep{"file-13", kLongFile, {47, 47, 47, 22, 22, kNone, kNone, 22, 22, kNone, 22}},
+        ReaderStep{"file-21", kLongFile, {47, 47, 47, 22, 22, kNone, kNone, 22, 22, kNone, 22}}),
+    StepName<ReaderStep>);
+
+constexpr std::size_t kServiceFaults = 11;
+const std::array<Fault, kServiceFaults>& ServiceFaults() {
+  static const std::array<Fault, kServiceFaults> faults = {{
+      {"drop", json::object()},
+      {"close", json::object(), milliseconds(0)},
+      {"reset", json::object(), milliseconds(0)},
+      {"half", json::object()},
+      {"split", {{"parts", 2}, {"gap", 50}}, milliseconds(50)},
+      {"garbage", {{"bytes", 64}}},
+      {"oversized", {{"bytes", 20000}}},
+      {"slow", {{"bytes", 64}, {"ms", 5}}},
+      {"delay", {{"ms", 500}}, milliseconds(500)},
+      {"hang-up", json::object(), milliseconds(0)},
+      {"refuse", {{"code", "07"}}},
+  }};
+  return faults;
+}
+
+using ServiceStep = Step<kServiceFaults>;
+class ServiceFaultMatrixTest : public FaultMatrixTest,
+                               public testing::WithParamInterface<ServiceStep> {};
+
+TEST_P(ServiceFaultMatrixTest, EndsWithItsCodeOrYieldsTheCard) {
+  const ServiceStep& step = GetParam();
+  ExpectGoodRead("gat");
+  for (std::size_t i = 0; i < kServiceFaults; ++i) {
+    const Fault& fault = ServiceFaults()[i];
+    SCOPED_TRACE(std::string(fault.name) + fault.parameters.dump());
+    // Only the first read of a connection logs in, all others begin with a heartbeat.
+    if (std::string(step.name) == "login") library->CloseComm();
+    desk.Put(kAnyCard);
+    ServiceMisbehaves(Section(step.name, fault));
+    ExpectOutcome(step.codes[i], WaitsOf(step, fault));
+    ServiceBehaves();
+    ExpectGoodRead("gat");
+  }
+}
+
+constexpr milliseconds kReceive(1000);
+
+INSTANTIATE_TEST_SUITE_P(
+    At, ServiceFaultMatrixTest,
+    testing::Values(
+        // drop close reset half split garbage oversized slow delay hang-up refuse
+        // An answer is what one receive yields, and what is left over answers the next message; a
+        // connection that is gone shows at the next message.
+        ServiceStep{"login", kReceive, {50, 50, 50, 51, 51, 51, Or0(44), 0, 0, 9, 51}},
+        ServiceStep{"heartbeat", kReceive, {8, 8, 8, 0, Or0(44), 0, Or0(44), Or0(44), 0, 9, 0}},
+        ServiceStep{"dn", kReceive, {10, 10, 10, 44, 44, 44, Or0(45), 44, 0, 11, 44}},
+        ServiceStep{"output-key", kReceive, {12, 12, 12, 45, 45, 45, Or0(14), 45, 0, 13, 45}},
+        ServiceStep{"sector-11", kReceive, {14, 14, 14, 0, 0, 0, 0, 0, 0, 15, 0}},
+        ServiceStep{"sector-12", kReceive, {16, 16, 16, 0, 0, 0, 0, 0, 0, 17, 0}},
+        ServiceStep{"sector-13", kReceive, {18, 18, 18, 0, 0, 0, 0, 0, 0, 19, 0}},
+        ServiceStep{"sector-21", kReceive, {20, 20, 20, 22, 0, 22, 0, 22, 0, 0, 22}},
+        ServiceStep{"content", kReceive, {22, 22, 22, 22, 0, 22, 0, 22, 0, 0, 22}}),
+    StepName<ServiceStep>);
+
+constexpr milliseconds kAtOnce(0);
+constexpr milliseconds kStepDelay(800);
+
+// A read is stopped while it waits at a step, and the next one is started at once.
+struct WaitingStep {
+  const char* name;
+  bool atReader;
+  milliseconds limit;          // a command that the caller's own thread has sent is awaited
+  std::size_t messagesBefore;  // that the service has received by then
+};
+class StopMatrixTest : public FaultMatrixTest, public testing::WithParamInterface<WaitingStep> {};
+
+TEST_P(StopMatrixTest, EndsAtOnceAndTheNextCardIsRead) {
+  const WaitingStep& step = GetParam();
+  ExpectGoodRead("gat");
+  service->ForgetReceived();
+  desk.Put(kAnyCard);
+  const json section = Section(step.name, {"delay", {{"ms", kStepDelay.count()}, {"times", 1}}});
+  if (step.atReader) {
+    desk.Misbehave(section);
+  } else {
+    ServiceMisbehaves(section);
+  }
+  std::future<ReadResult> read = ReadInBackground();
+  ASSERT_TRUE(service->WaitForReceived(step.messagesBefore, std::chrono::seconds(10)));
+  if (step.messagesBefore == 0) std::this_thread::sleep_for(milliseconds(50));
+  library->readCardStop();
+  EXPECT_EQ(read.wait_for(step.limit + kSlack), std::future_status::ready);
+  EXPECT_EQ(read.get().result, 0);
+  ExpectNoRecord(*library);
+  desk.Behave();
+  ServiceBehaves();
+  ExpectGoodRead("gat");
+}
+
+INSTANTIATE_TEST_SUITE_P(At, StopMatrixTest,
+                         testing::Values(WaitingStep{"dn", true, kStepDelay, 0},
+                                         WaitingStep{"heartbeat", false, kAtOnce, 1},
+                                         WaitingStep{"dn", false, kAtOnce, 2},
+                                         WaitingStep{"input-key", true, kAtOnce, 2},
+                                         WaitingStep{"output-key", false, kAtOnce, 3},
+                                         WaitingStep{"output-key", true, kAtOnce, 3},
+                                         WaitingStep{"file-12", true, kAtOnce, 4},
+                                         WaitingStep{"sector-12", false, kAtOnce, 5},
+                                         WaitingStep{"file-21", true, kAtOnce, 6},
+                                         WaitingStep{"content", false, kAtOnce, 7}),
+                         [](const auto& step) {
+                           return (step.param.atReader ? "reader_" : "service_") + StepName(step);
+                         });
+
+}  // namespace
+}  // namespace hosttest
