@@ -59,7 +59,7 @@ ReaderOutcome HidLine::Send(const Report& request, Report& answer, std::uint32_t
 }
 
 ReaderOutcome HidLine::Stream(const Report& request, Report& answer, std::size_t length,
-                              std::vector<std::uint8_t>& bytes, const AbandonTest& abandoned) {
+                              Block& bytes, const AbandonTest& abandoned) {
   bytes.assign(length, 0);
   log.Log("HID writeAndReadData1");
   if (!Write(request)) {

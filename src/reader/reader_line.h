@@ -1,10 +1,10 @@
 #pragma once
 
 #include <functional>
-#include <vector>
 
 #include "reader/reader_outcome.h"
 #include "reader/reader_report.h"
+#include "service/card_blocks.h"
 
 namespace idcardreader {
 
@@ -25,7 +25,7 @@ class ReaderLine {
                              std::size_t serialLength) = 0;
   // A command whose answer is a stream of this many bytes. The test is asked before each wait.
   virtual ReaderOutcome Stream(const Report& request, Report& answer, std::size_t length,
-                               std::vector<std::uint8_t>& bytes, const AbandonTest& abandoned) = 0;
+                               Block& bytes, const AbandonTest& abandoned) = 0;
   // The next report of a reader that searches by itself: bytes received, 0 when none came within
   // the time-out, negative on failure. Gets the report into the answer buffer.
   virtual int ReadReport(Report& answer, std::uint32_t timeoutMs) = 0;

@@ -34,8 +34,8 @@ ReaderOutcome SerialLine::Send(const Report& request, Report&, std::uint32_t tim
   return {};
 }
 
-ReaderOutcome SerialLine::Stream(const Report& request, Report&, std::size_t length,
-                                 std::vector<std::uint8_t>& bytes, const AbandonTest& abandoned) {
+ReaderOutcome SerialLine::Stream(const Report& request, Report&, std::size_t length, Block& bytes,
+                                 const AbandonTest& abandoned) {
   bytes.clear();
   bytes.reserve(length);
   if (!WriteCommand(request, kFileCommandLength)) {

@@ -23,8 +23,8 @@ class SerialLine : public ReaderLine {
                          std::size_t serialLength) override;
   ReaderOutcome Send(const Report& request, Report& answer, std::uint32_t timeoutMs,
                      std::size_t serialLength) override;
-  ReaderOutcome Stream(const Report& request, Report& answer, std::size_t length,
-                       std::vector<std::uint8_t>& bytes, const AbandonTest& abandoned) override;
+  ReaderOutcome Stream(const Report& request, Report& answer, std::size_t length, Block& bytes,
+                       const AbandonTest& abandoned) override;
   int ReadReport(Report& answer, std::uint32_t timeoutMs) override;
   bool WriteCommand(const Report& request, std::size_t serialLength) override;
   std::uint32_t SearchAnswerTimeout(std::uint32_t hidTimeoutMs) const override;

@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <span>
-#include <vector>
+
+#include "support/wiped_bytes.h"
 
 namespace idcardreader {
 
-using Block = std::vector<std::uint8_t>;
+// Of a card, or a key.
+using Block = WipedBytes;
 using BlockView = std::span<const std::uint8_t>;
 
 // The plain blocks of a card as the service expects them, made from what the reader answered. A

@@ -131,7 +131,7 @@ TEST_F(CardReaderTest, AFailingLineLosesTheReader) {
 }
 
 TEST_F(CardReaderTest, CommandsTakeTheirParametersAndTimes) {
-  const Block key = Bytes("1122334455667788");
+  const Block key = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88};
   Open();
   EXPECT_TRUE(reader.ReadDn(answer).Done());
   EXPECT_EQ(HexText(answer).substr(0, 12), "060001020304");

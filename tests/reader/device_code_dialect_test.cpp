@@ -100,8 +100,8 @@ INSTANTIATE_TEST_SUITE_P(
              R"({"service":{"faults":[{"at":"content","fault":"close"}]}})", 22},
         // Three receives of a second each outlast the wait for the final answer.
         Case{"NoContent", R"({"service":{"faults":[{"at":"content","fault":"drop"}]}})", 46},
-        Case{"ContentInAnswerToTheDn",
-             R"({"service":{"faults":[{"at":"dn","fault":"content"}]}})", 0},
+        Case{"ContentInAnswerToTheDn", R"({"service":{"faults":[{"at":"dn","fault":"content"}]}})",
+             0},
         Case{"DnRefused", R"({"service":{"faults":[{"at":"dn","fault":"refuse"}]}})", 44},
         Case{"OutputKeyOfAnotherKind",
              R"({"service":{"faults":[{"at":"output-key","fault":"wrong-marker"}]}})", 45},

@@ -38,7 +38,7 @@ class ReadStateMachineTest : public testing::Test, public StatusSink {
   }
 
   void QueueFirstTasks(std::uint32_t firstType = kItemLogin) {
-    Block dn = Bytes("0600");
+    Block dn = {0x06, 0x00};
     for (std::uint8_t next = 1; dn.size() < 64; ++next) dn.push_back(next);
     EXPECT_TRUE(state.QueueFirstTasks({read, firstType, "LOGIN", {}}, {read, kItemDn, "DN", dn}));
   }

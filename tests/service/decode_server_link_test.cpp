@@ -11,6 +11,7 @@
 #include "service/wire_samples.h"
 #include "support/bytes.h"
 #include "support/eventually.h"
+#include "support/hex_text.h"
 #include "support/logged_lines.h"
 #include "support/test_clock.h"
 
@@ -146,7 +147,7 @@ TEST_F(DecodeServerLinkTest, EachCommandHasItsOwnBlockAndKey) {
   }
   Block key;
   EXPECT_TRUE(Eventually([&] { return !(key = link->TakeKey(1, 6)).empty(); }));
-  EXPECT_EQ(key, Bytes("1122334455667788"));
+  EXPECT_EQ(HexText(key), "1122334455667788");
   EXPECT_THAT(link->TakeKey(1, 6), IsEmpty());
   EXPECT_THAT(sockets.Sent()[1], testing::EndsWith(",73,11,-54,50,19,-31,-59,0]}\n"));
 }
