@@ -142,7 +142,8 @@ TEST(EventTable, KeepsTheFirstValueAndGivesItOnce) {
   events.File(32, "first");
   events.File(32, "second");
   EXPECT_EQ(events.Take(32) + events.Take(32), "first");
-  events.FileKey(6, Bytes(kInputKey), "INPUTKEY");
+  const auto key = Bytes(kInputKey);
+  events.FileKey(6, Block(key.begin(), key.end()), "INPUTKEY");
   EXPECT_EQ(HexText(events.TakeKey(7)) + HexText(events.TakeKey(6)), kInputKey);
   EXPECT_EQ(HexText(events.TakeKey(6)) + events.Take(6), "");
   events.AddFailure(56);
