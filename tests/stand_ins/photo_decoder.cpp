@@ -10,7 +10,8 @@
 #endif
 
 DECODER_API int GetBmp(const char* photoFileName, int mode) {
-  std::ofstream("calls.txt", std::ios::app) << "GetBmp " << photoFileName << ' ' << mode << '\n';
+  std::ofstream("calls.txt", std::ios::app | std::ios::binary)
+      << "GetBmp " << photoFileName << ' ' << mode << '\n';
   return -7;
 }
 
