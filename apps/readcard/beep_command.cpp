@@ -11,7 +11,9 @@ int RunBeepCommand(const HostLibrary& library, const Options& options, Console& 
   // The sound itself has no result but that the reader may be found lost.
   if (opened) library.HID_BeepLED(1, 1, static_cast<std::int32_t>(options.beepMilliseconds));
   if (opened && library.readCardGetDeviceStatus() != kLost) {
-    if (options.json) console.Print("{\"ok\":true}\n");
+    console.Print(options.json ? "{\"ok\":true}\n"
+                               : "The reader was told to sound for " +
+                                     std::to_string(options.beepMilliseconds) + " ms.\n");
     return kAllRead;
   }
   const Failure failure = FetchFailure(library);

@@ -6,6 +6,7 @@
 
 #include "reader/scripted_reader.h"
 #include "service/scripted_service.h"
+#include "support/status_codes.h"
 #include "support/temporary_folder.h"
 #include "support/test_clock.h"
 #include "support/text_log.h"
@@ -47,6 +48,19 @@ TEST_F(ReaderEngineTest, AStopEndsTheStart) {
   EXPECT_EQ(reader.Commands(), "30 64 06 06");  // a stopped read does not try again
   reader.onRead = nullptr;
   EXPECT_TRUE(Read());
+}
+
+// What the platform refuses ends as the code of a service that is not to be had, with the cause
+// behind it; the next read tries anew.
+TEST_F(ReaderEngineTest, WithoutASocketTheCauseStandsBehindTheCode) {
+  std::string wanted(StatusText(ERRORT_ServiceLink));
+  wanted += StatusText(ERRORT_SocketInit);
+  sockets.creates = false;
+  EXPECT_FALSE(Read());
+  EXPECT_TRUE(engine.GetLastErrorText().starts_with(wanted)) << engine.GetLastErrorText();
+  EXPECT_TRUE(sockets.Sent().empty());
+  sockets.creates = true;
+  EXPECT_TRUE(Read()) << engine.GetLastErrorText();
 }
 
 }  // namespace
