@@ -197,6 +197,11 @@ void CardReader::UseSerialPort(bool serial) {
   }
 }
 
+void CardReader::ExpectStaleReports() {
+  const std::lock_guard guard(deviceLock);
+  Line().ExpectStaleReports();
+}
+
 bool CardReader::IsOpen() {
   const std::lock_guard guard(deviceLock);
   return Line().Open();
@@ -212,8 +217,12 @@ ReaderOutcome CardReader::ReadDn(Answer& answer) {
   return outcome;
 }
 
-ReaderOutcome CardReader::WriteInputKey(const Block& key, Answer& answer) {
+ReaderOutcome CardReader::WriteInputKey(const Block& key, Answer& answer,
+                                        const AbandonTest& abandoned) {
   const std::lock_guard guard(deviceLock);
+  if (abandoned()) {
+    return ReaderOutcome::Abandoned();
+  }
   SetCommand(ReaderCommand::write_input_key, key);
   const ReaderOutcome outcome = writeAndReadData(kCardTimeoutMs, 1 + kKeySize);
   if (outcome.Done()) {
@@ -222,8 +231,11 @@ ReaderOutcome CardReader::WriteInputKey(const Block& key, Answer& answer) {
   return outcome;
 }
 
-ReaderOutcome CardReader::WriteOutputKey(const Block& key) {
+ReaderOutcome CardReader::WriteOutputKey(const Block& key, const AbandonTest& abandoned) {
   const std::lock_guard guard(deviceLock);
+  if (abandoned()) {
+    return ReaderOutcome::Abandoned();
+  }
   SetCommand(ReaderCommand::write_output_key, key);
   const ReaderOutcome outcome = writeAndReadData(kCardTimeoutMs, 1 + kKeySize);
   if (outcome.Done()) {
@@ -235,6 +247,9 @@ ReaderOutcome CardReader::WriteOutputKey(const Block& key) {
 
 ReaderOutcome CardReader::ReadCardFile(CardFile file, Block& bytes, const AbandonTest& abandoned) {
   const std::lock_guard guard(deviceLock);
+  if (abandoned()) {
+    return ReaderOutcome::Abandoned();
+  }
   const std::array<std::uint8_t, 3> parameters = {file.id,
                                                   static_cast<std::uint8_t>(file.length >> 8),
                                                   static_cast<std::uint8_t>(file.length & 0xFF)};

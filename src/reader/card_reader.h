@@ -38,12 +38,16 @@ class CardReader {
   // The next OpenDevice opens the other kind of reader.
   void UseSerialPort(bool serial);
   bool IsOpen();
+  // The next OpenDevice drops what is on its way until then.
+  void ExpectStaleReports();
 
   // The reader's 64-byte answer; its bytes 2 to 33 are the DN.
   ReaderOutcome ReadDn(Answer& answer);
-  ReaderOutcome WriteInputKey(const Block& key, Answer& answer);
+  // These three are asked for by the read thread, whose read may be over by the time they have the
+  // reader: then they must not speak to it, since the next read may already have begun there.
+  ReaderOutcome WriteInputKey(const Block& key, Answer& answer, const AbandonTest& abandoned);
   // Leaves no key bytes in the buffers when it is done.
-  ReaderOutcome WriteOutputKey(const Block& key);
+  ReaderOutcome WriteOutputKey(const Block& key, const AbandonTest& abandoned);
   ReaderOutcome ReadCardFile(CardFile file, Block& bytes, const AbandonTest& abandoned);
   ReaderOutcome getSfzCardUid();
   ReaderOutcome ReadTypeACardUid();

@@ -126,7 +126,7 @@ void ReadStateMachine::AwaitDnAnswer(const ReadTask& task) {
   }
   log.Log("TRANST_ID_DN_GET");
   Answer answer{};
-  const ReaderOutcome outcome = reader.WriteInputKey(key, answer);
+  const ReaderOutcome outcome = reader.WriteInputKey(key, answer, OverTest(task));
   if (!outcome.Done()) {
     RaiseFailure(task, outcome);
     return;
@@ -140,7 +140,7 @@ void ReadStateMachine::AwaitInputKeyAnswer(const ReadTask& task) {
     return;
   }
   log.Log("TRANST_ID_INPUTKEY_GET");
-  const ReaderOutcome outcome = reader.WriteOutputKey(key);
+  const ReaderOutcome outcome = reader.WriteOutputKey(key, OverTest(task));
   if (!outcome.Done()) {
     RaiseFailure(task, outcome);
     return;
@@ -158,8 +158,7 @@ void ReadStateMachine::RelaySector(const ReadTask& task) {
   }
   Block bytes;
   if (step.file != nullptr) {
-    const ReaderOutcome outcome = reader.ReadCardFile(
-        *step.file, bytes, [this, &task] { return state.IsOver(task.generation); });
+    const ReaderOutcome outcome = reader.ReadCardFile(*step.file, bytes, OverTest(task));
     if (!outcome.Done()) {
       RaiseFailure(task, outcome);
       return;
@@ -278,6 +277,10 @@ bool ReadStateMachine::TakeKey(const ReadTask& task, std::int32_t keyItem, Block
     BeepForSuccess();
   }
   return false;
+}
+
+AbandonTest ReadStateMachine::OverTest(const ReadTask& task) {
+  return [this, generation = task.generation] { return state.IsOver(generation); };
 }
 
 void ReadStateMachine::Queue(const ReadTask& after, std::int32_t type, std::string text,

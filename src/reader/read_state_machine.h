@@ -49,6 +49,7 @@ class ReadStateMachine {
   void BeepForSuccess();
 
   bool TakeKey(const ReadTask& task, std::int32_t keyItem, Block& key);
+  AbandonTest OverTest(const ReadTask& task);
   void Queue(const ReadTask& after, std::int32_t type, std::string text = {}, Block block = {});
   void RaiseFailure(const ReadTask& task, const ReaderOutcome& outcome);
   void LogHex(std::string_view label, BlockView bytes, std::size_t count);

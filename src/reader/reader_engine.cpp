@@ -100,6 +100,7 @@ void ReaderEngine::RaiseSearchFailure(const ReaderOutcome& outcome) {
 }
 
 bool ReaderEngine::ReadCard() {
+  const bool lastReadFailed = !state.ReadOk();
   const ReadGeneration generation = state.Begin();
   if (generation == kNoRead) {
     log.Log("ReadCardStartRead   auto = FALSE");
@@ -111,6 +112,11 @@ bool ReaderEngine::ReadCard() {
   RaiseReaderFailure(search.CloseBeforeRead(), closed);
   log.Log("ReadCardStartRead   auto = FALSE");
   log.Log("read_sfz   BEGIN");
+  if (lastReadFailed) {
+    // A reader that sent more than it was asked for goes unnoticed until the service has refused
+    // what was read; the rest must not be taken for this read's answers.
+    reader.ExpectStaleReports();
+  }
   if (!StartStep(generation)) {
     // Whatever failed without a code of its own; after a failure with one this has no effect.
     if (state.IsCurrent(generation)) {

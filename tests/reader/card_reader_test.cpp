@@ -135,10 +135,10 @@ TEST_F(CardReaderTest, CommandsTakeTheirParametersAndTimes) {
   Open();
   EXPECT_TRUE(reader.ReadDn(answer).Done());
   EXPECT_EQ(HexText(answer).substr(0, 12), "060001020304");
-  EXPECT_TRUE(reader.WriteInputKey(key, answer).Done());
+  EXPECT_TRUE(reader.WriteInputKey(key, answer, Never).Done());
   EXPECT_EQ(HexText(answer).substr(0, 12), "070021222324");
   EXPECT_TRUE(reader.ReadCardFile({0x12, 0x0134}, file, Never).Done());
-  EXPECT_TRUE(reader.WriteOutputKey(key).Done());
+  EXPECT_TRUE(reader.WriteOutputKey(key, Never).Done());
   EXPECT_TRUE(reader.ReadDn(answer).Done());
   std::vector<std::string> requests;
   for (const auto& request : door.Written()) {
@@ -171,6 +171,18 @@ TEST_F(CardReaderTest, AFileIsReadInStepsOf60) {
   EXPECT_EQ(parts({Part(1), Part(2), Part(3)}), "01020303");
 }
 
+// The read thread may get the reader only after the next read has begun there.
+TEST_F(CardReaderTest, WhatIsOverBeforeItBeginsIsNotSent) {
+  Open();
+  const auto over = [] { return true; };
+  const std::string before = door.Commands();
+  Answer answer{};
+  EXPECT_EQ(Described(reader.WriteInputKey(Block(kKeySize), answer, over)), "abandoned");
+  EXPECT_EQ(Described(reader.WriteOutputKey(Block(kKeySize), over)), "abandoned");
+  EXPECT_EQ(Described(reader.ReadCardFile(kFile11, file, over)), "abandoned");
+  EXPECT_EQ(door.Commands(), before);
+}
+
 // That reports left over are dropped by the next opening, at most 256 of them, and by it alone.
 void ExpectDropsStaleReports(ScriptedReader& door, CardReader& reader) {
   bool newlyOpened = false;
@@ -201,7 +213,7 @@ TEST_F(CardReaderTest, DropsStaleReportsAtTheNextOpening) {
   reader.ReadCardFile(kFile11, file, Never);
   ExpectDropsStaleReports(door, reader);
   int steps = 0;
-  const auto soon = [&steps] { return ++steps > 2; };
+  const auto soon = [&steps] { return ++steps > 3; };
   EXPECT_EQ(Described(reader.ReadCardFile(kFile13, file, soon)), "abandoned");
   EXPECT_EQ(door.ReportsLeft(), 16U);
   Open();

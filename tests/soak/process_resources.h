@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdint>
+
+namespace soak {
+
+// What this process holds of the system.
+struct ProcessResources {
+  std::int64_t allocatedBytes = 0;  // handed out by the heaps and not given back
+  std::int64_t residentBytes = 0;
+  int handles = 0;  // descriptors where there are no handles
+  int threads = 0;
+};
+
+ProcessResources MeasureProcess();
+
+}  // namespace soak
