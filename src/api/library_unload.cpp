@@ -1,6 +1,7 @@
 #include "api/card_block_buffers.h"
 #include "api/engine_use.h"
 #include "api/result_text.h"
+#include "platform/module.h"
 #include "support/text_log.h"
 
 namespace idcardreader {
@@ -17,6 +18,7 @@ class ReleaseAtUnload {
       ReleaseResultText();
       ReleaseBlocks();
       ReleaseProcessLogs();
+      platform::ReleaseLanguageRuntime();
     }
   }
 };

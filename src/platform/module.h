@@ -8,4 +8,8 @@ namespace idcardreader::platform {
 bool PinModule();
 void UnpinModule();
 
+// Gives back what the language's own library holds in this module and would leave behind when it is
+// unloaded. To be called last, while the module goes.
+void ReleaseLanguageRuntime();
+
 }  // namespace idcardreader::platform

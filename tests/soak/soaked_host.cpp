@@ -296,9 +296,15 @@ void SoakedHost::ServiceDown() {
 void SoakedHost::Reloaded() {
   library->CloseComm();
   Unload();
-  Load();
   folder.RemoveLogs();
+  LoadAnew();
   Undisturbed();
+}
+
+void SoakedHost::LoadAnew() {
+  Load();
+  ++loads;
+  library->readCardLog(0);
 }
 
 SoakedHost::Resources SoakedHost::Measure() {
@@ -310,8 +316,7 @@ SoakedHost::Resources SoakedHost::Measure() {
   Resources resources;
   resources.atRest = MeasureProcess();
   StartService();
-  Load();
-  library->readCardLog(0);
+  LoadAnew();
   recovering = true;
   Perform(Kinds().front());
   resources.inUse = MeasureProcess();

@@ -29,6 +29,7 @@ class SoakedHost : private hosttest::HostTest {
   void GoOn();
 
   int Reads() const { return reads; }
+  int Loads() const { return loads; }
   const std::map<std::string, Tally>& Tallies() const { return tallies; }
   // How often reads failed with which status code; 0: with a text that is no code's.
   const std::map<int, int>& Codes() const { return codes; }
@@ -61,6 +62,7 @@ class SoakedHost : private hosttest::HostTest {
   void UnreadableCard();
   void ServiceDown();
   void Reloaded();
+  void LoadAnew();
 
   void PutGoodCard();
   void Disturb(const nlohmann::json& reader, const nlohmann::json& service);
@@ -83,6 +85,7 @@ class SoakedHost : private hosttest::HostTest {
   std::string story;       // what is done to the present read
   Tally* tally = nullptr;
   int reads = 0;
+  int loads = 0;
   std::map<std::string, Tally> tallies;
   std::map<int, int> codes;
   std::vector<std::string> complaints;

@@ -35,4 +35,7 @@ void UnpinModule() {
   dlclose(handle);  // the one that PinModule took
 }
 
+// It is shared by the whole process and stays.
+void ReleaseLanguageRuntime() {}
+
 }  // namespace idcardreader::platform

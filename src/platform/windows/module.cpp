@@ -4,6 +4,11 @@
 
 #include "platform/windows/own_module.h"
 
+// The runtime's own, offered to memory checkers: it has no header.
+namespace __gnu_cxx {
+void __freeres();
+}
+
 namespace idcardreader::platform {
 
 HMODULE OwnModule(bool addReference) {
@@ -20,5 +25,8 @@ bool PinModule() { return OwnModule(true) != nullptr; }
 void UnpinModule() {
   if (const HMODULE module = OwnModule(false)) FreeLibrary(module);
 }
+
+// Each library linked with a runtime of its own has its own reserve of 70 KB for exceptions.
+void ReleaseLanguageRuntime() { __gnu_cxx::__freeres(); }
 
 }  // namespace idcardreader::platform
