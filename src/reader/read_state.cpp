@@ -82,6 +82,8 @@ bool ReadState::WaitForEnd(ReadGeneration awaited) {
     {
       const std::lock_guard guard(stateLock);
       if (generation != awaited) {
+        // A stop may have come between the end of the read and this caller, who is told of no card.
+        resultFields.clear();
         return false;
       }
       if (readDone) {

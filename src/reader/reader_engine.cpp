@@ -100,7 +100,6 @@ void ReaderEngine::RaiseSearchFailure(const ReaderOutcome& outcome) {
 }
 
 bool ReaderEngine::ReadCard() {
-  const bool lastReadFailed = !state.ReadOk();
   const ReadGeneration generation = state.Begin();
   if (generation == kNoRead) {
     log.Log("ReadCardStartRead   auto = FALSE");
@@ -112,9 +111,9 @@ bool ReaderEngine::ReadCard() {
   RaiseReaderFailure(search.CloseBeforeRead(), closed);
   log.Log("ReadCardStartRead   auto = FALSE");
   log.Log("read_sfz   BEGIN");
-  if (lastReadFailed) {
-    // A reader that sent more than it was asked for goes unnoticed until the service has refused
-    // what was read; the rest must not be taken for this read's answers.
+  // A reader that sent more than it was asked for goes unnoticed until the service has refused what
+  // was read; the rest must not be taken for this read's answers.
+  if (lastReadFailed.exchange(true)) {
     reader.ExpectStaleReports();
   }
   if (!StartStep(generation)) {
@@ -126,6 +125,7 @@ bool ReaderEngine::ReadCard() {
     return false;
   }
   const bool succeeded = state.WaitForEnd(generation);
+  lastReadFailed = !succeeded;
   log.Log(succeeded ? "read_sfz   END   Sucess" : "read_sfz   END   Fail");
   return succeeded;
 }

@@ -121,6 +121,7 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   std::atomic<bool> logDetail = false;
 
   std::atomic<bool> stopRequested = false;
+  std::atomic<bool> lastReadFailed = false;
   std::unique_ptr<platform::CSThread> readThread;  // guarded by the state's lock
 };
 

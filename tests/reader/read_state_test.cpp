@@ -123,6 +123,16 @@ TEST(ReadState, AStoppedCallerLeavesBeforeTheNextReadBegins) {
   next.join();
 }
 
+TEST(ReadState, AStopBeforeTheCallerHasWokenTakesTheRecord) {
+  ReadState state;
+  const ReadGeneration read = state.Begin();
+  state.StoreResult(35, "somebody");
+  state.Complete(true);
+  state.Stop();
+  EXPECT_FALSE(state.WaitForEnd(read));
+  EXPECT_EQ(state.GetResultText(35), "");
+}
+
 TEST(ReadState, ShutdownWaitsForTheCallerAndLetsNobodyBegin) {
   ReadState state;
   const ReadGeneration read = state.Begin();

@@ -179,6 +179,9 @@ void SoakedHost::ReaderFault() {
   if (StrikesAtStart(fault)) library->CloseComm();
   Disturb({{"faults", json::array({fault})}}, json::object());
   ReadEitherWay();
+  // What comes late shall lie there when the next read begins, not come in the middle of one.
+  if (fault.contains("ms"))
+    std::this_thread::sleep_for(milliseconds(fault.at("ms").get<int>() + 50));
 }
 
 void SoakedHost::ServiceFault() {
