@@ -21,6 +21,7 @@ class StressTest : public HostTest {
   void CallAtOnce(const std::vector<std::function<void()>>& calls) {
     std::atomic<bool> over = false;
     std::vector<std::thread> threads;
+    threads.reserve(calls.size());
     for (const auto& call : calls) {
       threads.emplace_back([&over, &call] {
         while (!over) {
