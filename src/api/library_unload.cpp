@@ -1,5 +1,6 @@
 #include "api/card_block_buffers.h"
 #include "api/engine_use.h"
+#include "api/photo_decoders.h"
 #include "api/result_text.h"
 #include "platform/module.h"
 #include "support/text_log.h"
@@ -17,6 +18,7 @@ class ReleaseAtUnload {
     if (ReleaseEngineUse()) {
       ReleaseResultText();
       ReleaseBlocks();
+      ReleasePhotoDecoders();
       ReleaseProcessLogs();
       platform::ReleaseLanguageRuntime();
     }

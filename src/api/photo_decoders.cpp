@@ -24,10 +24,14 @@ class OutsideFunction {
   void* Resolve() {
     const std::lock_guard guard(lock);
     if (function == nullptr) {
-      library = platform::DynamicLibrary::Open(
+      const auto library = platform::DynamicLibrary::Open(
           platform::DynamicLibraryFileName(libraryName),
           platform::DynamicLibrary::Dependencies::from_its_own_folder);
       function = library != nullptr ? library->Symbol(functionName) : nullptr;
+      // A decoder may have threads and memory of its own: it is loaded once for the process.
+      if (function != nullptr) {
+        library->LeaveLoaded();
+      }
     }
     return function;
   }
@@ -36,7 +40,6 @@ class OutsideFunction {
   const char* const libraryName;
   const char* const functionName;
   platform::CSMutex lock;
-  std::unique_ptr<platform::DynamicLibrary> library;
   void* function = nullptr;
 };
 
@@ -57,6 +60,11 @@ bool DecodePhotoFile(const char* photoFileName) {
 std::uintptr_t CallDewlt(std::uintptr_t argument) {
   const auto function = reinterpret_cast<DewltFunction>(dewltFunction->Resolve());
   return function != nullptr ? function(argument) : 0;
+}
+
+void ReleasePhotoDecoders() {
+  getBmp.Destroy();
+  dewltFunction.Destroy();
 }
 
 }  // namespace idcardreader

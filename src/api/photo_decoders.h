@@ -13,4 +13,7 @@ bool DecodePhotoFile(const char* photoFileName);
 // Hands the argument to dewlt of Dewlt and returns its result; 0 when that is missing.
 std::uintptr_t CallDewlt(std::uintptr_t argument);
 
+// At unload. The decoders stay loaded.
+void ReleasePhotoDecoders();
+
 }  // namespace idcardreader

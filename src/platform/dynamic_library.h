@@ -19,6 +19,9 @@ class DynamicLibrary {
   DynamicLibrary(const DynamicLibrary&) = delete;
   DynamicLibrary& operator=(const DynamicLibrary&) = delete;
 
+  // The library stays loaded when this object goes.
+  void LeaveLoaded();
+
   // Null when the library has no such symbol.
   void* Symbol(const char* name) const;
 

@@ -15,7 +15,11 @@ std::unique_ptr<DynamicLibrary> DynamicLibrary::Open(const std::string& fileName
 
 DynamicLibrary::DynamicLibrary(void* opened) : handle(opened) {}
 
-DynamicLibrary::~DynamicLibrary() { dlclose(handle); }
+DynamicLibrary::~DynamicLibrary() {
+  if (handle != nullptr) dlclose(handle);
+}
+
+void DynamicLibrary::LeaveLoaded() { handle = nullptr; }
 
 void* DynamicLibrary::Symbol(const char* name) const { return dlsym(handle, name); }
 

@@ -16,7 +16,11 @@ std::unique_ptr<DynamicLibrary> DynamicLibrary::Open(const std::string& fileName
 
 DynamicLibrary::DynamicLibrary(void* opened) : handle(opened) {}
 
-DynamicLibrary::~DynamicLibrary() { FreeLibrary(static_cast<HMODULE>(handle)); }
+DynamicLibrary::~DynamicLibrary() {
+  if (handle != nullptr) FreeLibrary(static_cast<HMODULE>(handle));
+}
+
+void DynamicLibrary::LeaveLoaded() { handle = nullptr; }
 
 void* DynamicLibrary::Symbol(const char* name) const {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle), name));
