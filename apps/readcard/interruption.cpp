@@ -7,9 +7,11 @@ namespace {
 
 constexpr std::chrono::milliseconds kLook(20);
 
-volatile std::sig_atomic_t interrupted = 0;
+// Set by a signal handler, read by threads.
+std::atomic<bool> interrupted = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
 
-void Interrupt(int) { interrupted = 1; }
+void Interrupt(int) { interrupted = true; }
 
 }  // namespace
 
@@ -29,7 +31,7 @@ Interruption::~Interruption() {
   std::signal(SIGTERM, SIG_DFL);
 }
 
-bool Interruption::Happened() { return interrupted != 0; }
+bool Interruption::Happened() { return interrupted; }
 
 void Interruption::Pause(std::chrono::milliseconds duration) {
   const auto end = std::chrono::steady_clock::now() + duration;

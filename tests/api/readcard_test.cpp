@@ -179,7 +179,7 @@ TEST_F(ReadcardTest, WatchPrintsEachCardOnceUntilItIsInterrupted) {
   std::this_thread::sleep_for(milliseconds(300));  // it stays and is not read again
   std::system(("kill -INT " + folder.ReadFile("pid")).c_str());
   const ChildResult child = watch.get();
-  EXPECT_EQ(child.status, 0);
+  EXPECT_EQ(child.status, 0) << child.errors;
   const std::vector<json> documents = Documents(child.output);
   ASSERT_EQ(documents.size(), 2u) << child.output << child.errors;
   EXPECT_EQ(documents[0]["fields"]["name"], "周样本");
