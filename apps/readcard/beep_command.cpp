@@ -1,7 +1,7 @@
 #include "beep_command.h"
 
+#include "card_output.h"
 #include "failure.h"
-#include "print_card.h"
 
 namespace readcard {
 
@@ -16,12 +16,7 @@ int RunBeepCommand(const HostLibrary& library, const Options& options, Console& 
                                      std::to_string(options.beepMilliseconds) + " ms.\n");
     return kAllRead;
   }
-  const Failure failure = FetchFailure(library);
-  if (options.json) {
-    console.Print(FailureJson(failure));
-  } else {
-    console.Complain(FailureText(failure));
-  }
+  ReportFailure(FetchFailure(library), options, console);
   return kReadFailed;
 }
 

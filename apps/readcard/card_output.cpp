@@ -9,6 +9,15 @@ namespace readcard {
 
 using std::chrono::milliseconds;
 
+void ReportFailure(const Failure& failure, const Options& options, Console& console,
+                   std::optional<milliseconds> duration) {
+  if (options.json) {
+    console.Print(FailureJson(failure, duration));
+  } else {
+    console.Complain(FailureText(failure));
+  }
+}
+
 void CardOutput::HandOut(const CardRecord& card, milliseconds duration) {
   console.Print(options.json ? CardJson(card, duration) : CardText(card));
   WriteFiles(card);
@@ -21,11 +30,7 @@ void CardOutput::HandOut(const CardRecord& card, unsigned number, milliseconds d
 }
 
 void CardOutput::Report(const Failure& failure, milliseconds duration) {
-  if (options.json) {
-    console.Print(FailureJson(failure, duration));
-  } else {
-    console.Complain(FailureText(failure));
-  }
+  ReportFailure(failure, options, console, duration);
 }
 
 void CardOutput::Report(const Failure& failure, unsigned number, milliseconds duration) {

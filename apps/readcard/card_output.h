@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 
 #include "card_record.h"
 #include "console.h"
@@ -29,5 +30,9 @@ class CardOutput {
   Console& console;
   bool filesWritten = true;
 };
+
+// For people or for programs, as the options say.
+void ReportFailure(const Failure& failure, const Options& options, Console& console,
+                   std::optional<std::chrono::milliseconds> duration = std::nullopt);
 
 }  // namespace readcard

@@ -2,8 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "card_output.h"
 #include "failure.h"
-#include "print_card.h"
 
 namespace readcard {
 namespace {
@@ -22,12 +22,7 @@ int RunUidCommand(const HostLibrary& library, const Options& options, Console& c
   const std::string uid = FetchUid(library);
   const int kind = library.readCardGetCardType();
   if (uid.empty()) {
-    const Failure failure = FetchFailure(library);
-    if (options.json) {
-      console.Print(FailureJson(failure));
-    } else {
-      console.Complain(FailureText(failure));
-    }
+    ReportFailure(FetchFailure(library), options, console);
     return kReadFailed;
   }
   if (options.json) {
