@@ -12,9 +12,10 @@ namespace {
 using std::chrono::milliseconds;
 
 template <typename Procedure>
-std::vector<std::thread> StartThreads(int count, Procedure procedure) {
+std::vector<std::thread> StartThreads(std::size_t count, Procedure procedure) {
   std::vector<std::thread> threads;
-  for (int i = 0; i < count; ++i) threads.emplace_back(procedure);
+  threads.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) threads.emplace_back(procedure);
   return threads;
 }
 
