@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
 #include <vector>
 
 #include "base/expect.h"
@@ -40,6 +43,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint32_t count = ReadByteArray(text, key, bytes.data(), bytes.size());
     fuzz::Expect(count == kArrayNotFound || count <= text.size(),
                  "an array has no more elements than characters");
+    if (count != kArrayNotFound) {
+      std::istringstream elements(text.substr(position + 1));
+      std::string element;
+      for (std::size_t i = 0; i < std::min<std::size_t>(count, bytes.size()); ++i) {
+        std::getline(elements, element, ',');
+        fuzz::Expect(bytes[i] == static_cast<std::uint8_t>(std::atoi(element.c_str())),
+                     "an element is its decimal number");
+      }
+    }
   } catch (const ThrowingHardStop::Stopped&) {
   }
   return 0;

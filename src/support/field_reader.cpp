@@ -2,33 +2,13 @@
 
 #include <algorithm>
 
+#include "support/array_elements.h"
 #include "support/hard_stop.h"
 
 namespace idcardreader {
 namespace {
 
 constexpr std::size_t kLongestKey = 29;
-constexpr std::size_t kLongestElement = 7;
-
-// atoi on a bounded text: blanks, a sign, digits up to the first other character. Seven characters
-// cannot overflow.
-int DecimalValue(std::string_view text) {
-  std::size_t index = 0;
-  while (index < text.size() &&
-         (text[index] == ' ' || (text[index] >= '\t' && text[index] <= '\r'))) {
-    ++index;
-  }
-  bool negative = false;
-  if (index < text.size() && (text[index] == '-' || text[index] == '+')) {
-    negative = text[index] == '-';
-    ++index;
-  }
-  int value = 0;
-  for (; index < text.size() && text[index] >= '0' && text[index] <= '9'; ++index) {
-    value = value * 10 + (text[index] - '0');
-  }
-  return negative ? -value : value;
-}
 
 }  // namespace
 
@@ -85,29 +65,12 @@ std::uint32_t ReadByteArray(std::string_view text, std::string_view key, std::ui
   if (position == kKeyNotFound) {
     return kArrayNotFound;
   }
-  std::size_t begin = position + 1;
+  const std::size_t begin = position + 1;
   const std::size_t end = text.find(']', begin);
   if (end == std::string_view::npos) {
     return kArrayNotFound;
   }
-  std::uint32_t count = 0;
-  while (begin < end) {
-    // Elements are so short that calling a search for each would take longer than looking.
-    std::size_t separator = begin;
-    while (separator < end && text[separator] != ',') {
-      ++separator;
-    }
-    const std::string_view element = text.substr(begin, separator - begin);
-    if (element.size() > kLongestElement) {
-      HardStop("an array element of 8 or more characters");
-    }
-    if (count < capacity) {
-      bytes[count] = static_cast<std::uint8_t>(DecimalValue(element));
-    }
-    ++count;
-    begin = separator + 1;
-  }
-  return count;
+  return ReadElements(text.substr(begin, end - begin), bytes, capacity);
 }
 
 std::int32_t ReadObject(std::string_view text, std::string_view key, std::string& object) {

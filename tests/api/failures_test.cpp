@@ -18,6 +18,7 @@ constexpr milliseconds kReaderTimeout(2000);   // one answer to a key or to the 
 constexpr milliseconds kFinalTimeout(2000);    // from the last upload to the result
 // Of the card, in scenarios that give the network time.
 constexpr milliseconds kCardDelay(200);
+constexpr milliseconds kReaderDelay(100);
 
 std::filesystem::path ScenarioFolder() { return SourceFolder() / "devkit" / "scenarios"; }
 
@@ -73,17 +74,17 @@ const std::vector<ScenarioCase>& ScenarioCases() {
   static const std::vector<ScenarioCase> cases = {
       {"07-heartbeat-not-sent", "网络发送心跳失败", kCardDelay},
       {"08-heartbeat-unanswered", "网络获取心跳失败", kServiceTimeout},
-      {"09-dn-not-sent", "网络发送DN失败"},
+      {"09-dn-not-sent", "网络发送DN失败", kReaderDelay},
       {"10-dn-unanswered", "网络获取DN失败", kServiceTimeout},
-      {"11-output-key-not-sent", "网络发送OUTPUTKEY失败"},
+      {"11-output-key-not-sent", "网络发送OUTPUTKEY失败", kReaderDelay},
       {"12-output-key-unanswered", "网络获取OUTPUTKEY失败", kServiceTimeout},
-      {"13-sector-11-not-sent", "网络发送SECTOR11失败"},
+      {"13-sector-11-not-sent", "网络发送SECTOR11失败", kReaderDelay},
       {"14-sector-11-unanswered", "网络获取SECTOR11失败", kServiceTimeout},
-      {"15-sector-12-not-sent", "网络发送SECTOR12失败"},
+      {"15-sector-12-not-sent", "网络发送SECTOR12失败", kReaderDelay},
       {"16-sector-12-unanswered", "网络获取SECTOR12失败", kServiceTimeout},
-      {"17-sector-13-not-sent", "网络发送SECTOR13失败"},
+      {"17-sector-13-not-sent", "网络发送SECTOR13失败", kReaderDelay},
       {"18-sector-13-unanswered", "网络获取SECTOR13失败", kServiceTimeout},
-      {"19-sector-21-not-sent", "网络发送SECTOR21失败"},
+      {"19-sector-21-not-sent", "网络发送SECTOR21失败", kReaderDelay},
       {"20-sector-21-unanswered", "网络获取SECTOR21失败", kServiceTimeout},
       {"22-content-missing", "网络获取身份证详情失败", kServiceTimeout},
       {"22-content-without-data", "网络获取身份证详情失败"},

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <thread>
 
 #include "datafile/data_files.h"
@@ -158,10 +159,21 @@ const std::array<Fault, kServiceFaults>& ServiceFaults() {
       {"oversized", {{"bytes", 20000}}},
       {"slow", {{"bytes", 64}, {"ms", 5}}},
       {"delay", {{"ms", 500}}, milliseconds(500)},
-      {"hang-up", json::object(), milliseconds(0)},
+      {"hang-up", json::object(), milliseconds(100)},
       {"refuse", {{"code", "07"}}},
   }};
   return faults;
+}
+
+// A reader that takes a tenth of a second for what the exchange after this one carries.
+json DelayBehind(const std::string& exchange) {
+  static const std::map<std::string, json> delays = {
+      {"login", {{"dn", 100}}},         {"heartbeat", {{"dn", 100}}},
+      {"dn", {{"input-key", 100}}},     {"output-key", {{"file-11", 25}}},
+      {"sector-11", {{"file-12", 20}}}, {"sector-12", {{"file-13", 6}}},
+      {"sector-13", {{"file-21", 6}}}};
+  const auto delay = delays.find(exchange);
+  return {{"latency", delay == delays.end() ? json::object() : delay->second}};
 }
 
 using ServiceStep = Step<kServiceFaults>;
@@ -179,9 +191,12 @@ TEST_P(ServiceFaultMatrixTest, EndsWithItsCodeOrYieldsTheCard) {
       // Only the first read of a connection logs in, all others begin with a heartbeat.
       if (std::string(step.name) == "login") library->CloseComm();
       desk.Put(kAnyCard);
+      // The reset must be there before the next block, however busy the machine is.
+      if (fault.name == std::string("hang-up")) desk.Misbehave(DelayBehind(step.name));
       ServiceMisbehaves(Section(step.name, fault));
     };
     ExpectOutcome(prepare, step.codes[i], WaitsOf(step, fault));
+    desk.Behave();
     ServiceBehaves();
     ExpectGoodRead("gat");
   }

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -93,6 +96,25 @@ TEST(FieldReader, AnArrayIsDecimalNumbersCutToBytes) {
   EXPECT_EQ(Array(R"({"data":[1,2,3,4,5,6,7,8]})"), "010203040506 8");
   EXPECT_EQ(Array(R"({"data":[1,2})"), "none");
   EXPECT_EQ(Array(R"({"data":)"), "none");
+}
+
+// Long enough for every kind of element to meet every border of the blocks that commas are found in.
+TEST(FieldReader, ALongArrayIsReadAsAtoiReadsItsElements) {
+  constexpr std::array<const char*, 12> kElements = {"0", "-128",    "127", "9",   "-1", "",
+                                                     "-", "1234567", "+12", " 12", "1x", "\xAC-2"};
+  std::minstd_rand random(4);
+  std::string text = R"({"data":[)";
+  std::vector<std::uint8_t> expected;
+  for (int i = 0; i < 3000; ++i) {
+    const char* element = kElements[random() % (random() % 4 == 0 ? kElements.size() : 5)];
+    text += std::string(i == 0 ? "" : ",") + element;
+    expected.push_back(static_cast<std::uint8_t>(std::atoi(element)));
+  }
+  text += ",7]}";
+  expected.push_back(7);
+  std::vector<std::uint8_t> bytes(expected.size());
+  EXPECT_EQ(ReadByteArray(text, "data", bytes.data(), bytes.size()), expected.size());
+  EXPECT_EQ(bytes, expected);
 }
 
 TEST(FieldReader, ALongKeyOrElementEndsTheProcess) {
