@@ -5,7 +5,11 @@ target_compile_definitions(devkit_headers INTERFACE ASIO_STANDALONE)
 target_link_libraries(devkit_headers INTERFACE Threads::Threads)
 # These headers are much code; optimising what is made of them is most of a build, and gains nothing
 # that anyone would notice.
-target_compile_options(devkit_headers INTERFACE $<$<CONFIG:Release>:-O1>)
+if(IDCARDREADER_SANITIZERS)
+  target_compile_options(devkit_headers INTERFACE -O0)
+else()
+  target_compile_options(devkit_headers INTERFACE $<$<CONFIG:Release>:-O1>)
+endif()
 if(WIN32)
   # The system's include folder must stay out of the cross-compiler's search path, else the headers
   # of the host's C library come along.
