@@ -4,6 +4,7 @@
 
 #include "host/host_test.h"
 #include "host/loaded_modules.h"
+#include "host/process_resources.h"
 
 namespace hosttest {
 namespace {
@@ -164,6 +165,29 @@ TEST_F(LifecycleTest, UnloadsAfterCloseAndLoadsAgain) {
     EXPECT_FALSE(IsLoaded(folder.Library()));
     Load();
   }
+}
+
+TEST_F(LifecycleTest, UnloadedItLeavesNoHandleAndNoMemory) {
+  const auto readAndUnload = [this] {
+    StartService();
+    if (!library) Load();
+    desk.Put(kAnyCard);
+    EXPECT_EQ(library->readCardStart(0), 1) << LastError();
+    library->CloseComm();
+    Unload();
+    StopService();
+  };
+  // The system's loader takes a few rounds until it needs no more for itself.
+  StopService();
+  for (int i = 0; i < 8; ++i) readAndUnload();
+  const ProcessResources before = MeasureProcess();
+  for (int i = 0; i < 4; ++i) readAndUnload();
+  const ProcessResources after = MeasureProcess();
+  // The system opens one for itself now and then.
+  EXPECT_LE(after.handles, before.handles + 2);
+  EXPECT_LE(after.threads, before.threads);
+  EXPECT_LE(after.allocatedBytes, before.allocatedBytes + 4 * 1024)
+      << before.allocatedBytes << " bytes before";
 }
 
 TEST_F(LifecycleTest, UnloadedWithoutCloseItStaysAndGoesOnWorking) {

@@ -29,15 +29,6 @@ constexpr std::int64_t kAllocatedBound = 64 * 1024;
 constexpr std::int64_t kResidentBound = 8 * 1024 * 1024;
 constexpr int kHandleBound = 4;
 constexpr int kThreadBound = 0;
-// What the C++ run-time that is part of the Windows library forgets of the thread that unloads it.
-#if defined(_WIN32)
-constexpr int kHandlesOfALoad = 2;
-constexpr int kBytesOfALoad = 6 * 1024;
-#else
-constexpr int kHandlesOfALoad = 0;
-constexpr int kBytesOfALoad = 0;
-#endif
-
 // As many as one run should list.
 constexpr std::size_t kComplaintBound = 20;
 
@@ -81,14 +72,11 @@ class Progress {
 // Compares two measurements line by line, for people and for programs.
 class Comparison {
  public:
-  // So often was the library loaded between the two.
-  explicit Comparison(int loads) : loads(loads) {}
-
-  void Add(const char* when, const ProcessResources& before, const ProcessResources& after) {
-    Line(when, "allocated bytes", before.allocatedBytes, after.allocatedBytes,
-         kAllocatedBound + loads * kBytesOfALoad);
+  void Add(const char* when, const hosttest::ProcessResources& before,
+           const hosttest::ProcessResources& after) {
+    Line(when, "allocated bytes", before.allocatedBytes, after.allocatedBytes, kAllocatedBound);
     Line(when, "resident bytes", before.residentBytes, after.residentBytes, kResidentBound);
-    Line(when, "handles", before.handles, after.handles, kHandleBound + loads * kHandlesOfALoad);
+    Line(when, "handles", before.handles, after.handles, kHandleBound);
     Line(when, "threads", before.threads, after.threads, kThreadBound);
   }
 
@@ -106,7 +94,6 @@ class Comparison {
                  static_cast<long long>(bound), grown ? "  GROWN" : "");
   }
 
-  const int loads;
   bool holds = true;
   json document = json::object();
 };
@@ -117,7 +104,6 @@ int Run(const Options& options) {
   Progress progress(options);
   while (host.Reads() < options.warmUp) host.GoOn();
   const SoakedHost::Resources before = host.Measure();
-  const int loadsBefore = host.Loads();
   while (host.Reads() < options.reads && host.Complaints().size() < kComplaintBound) {
     host.GoOn();
     progress.Tell(host);
@@ -143,7 +129,7 @@ int Run(const Options& options) {
     document["codes"][std::to_string(code)] = count;
   }
   std::fprintf(stderr, "\n");
-  Comparison resources(host.Loads() - loadsBefore);
+  Comparison resources;
   resources.Add("at rest", before.atRest, after.atRest);
   resources.Add("in use", before.inUse, after.inUse);
   const bool held = resources.Holds() && host.Complaints().empty();

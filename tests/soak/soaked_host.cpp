@@ -317,12 +317,12 @@ SoakedHost::Resources SoakedHost::Measure() {
   folder.RemoveLogs();
   std::this_thread::sleep_for(milliseconds(300));  // threads that are ending
   Resources resources;
-  resources.atRest = MeasureProcess();
+  resources.atRest = hosttest::MeasureProcess();
   StartService();
   LoadAnew();
   recovering = true;
   Perform(Kinds().front());
-  resources.inUse = MeasureProcess();
+  resources.inUse = hosttest::MeasureProcess();
   return resources;
 }
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "host/host_test.h"
+#include "host/process_resources.h"
 #include "soak/dice.h"
-#include "soak/process_resources.h"
 
 namespace soak {
 
@@ -38,8 +38,8 @@ class SoakedHost : private hosttest::HostTest {
 
   // With everything given back, and again after a good read.
   struct Resources {
-    ProcessResources atRest;
-    ProcessResources inUse;
+    hosttest::ProcessResources atRest;
+    hosttest::ProcessResources inUse;
   };
   Resources Measure();
 

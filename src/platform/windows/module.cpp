@@ -9,6 +9,9 @@ namespace __gnu_cxx {
 void __freeres();
 }
 
+// The linker's description of what belongs to each thread.
+extern "C" const IMAGE_TLS_DIRECTORY64 _tls_used;
+
 namespace idcardreader::platform {
 
 HMODULE OwnModule(bool addReference) {
@@ -26,7 +29,15 @@ void UnpinModule() {
   if (const HMODULE module = OwnModule(false)) FreeLibrary(module);
 }
 
-// Each library linked with a runtime of its own has its own reserve of 70 KB for exceptions.
-void ReleaseLanguageRuntime() { __gnu_cxx::__freeres(); }
+// Each library linked with a runtime of its own has its own reserve of 70 KB for exceptions, and its
+// own record, with two handles, of every thread that has called it. The record goes when the thread
+// ends, or it would with the library still there: so the thread that unloads it says farewell now.
+void ReleaseLanguageRuntime() {
+  __gnu_cxx::__freeres();
+  const auto* callback = reinterpret_cast<const PIMAGE_TLS_CALLBACK*>(_tls_used.AddressOfCallBacks);
+  for (; *callback != nullptr; ++callback) {
+    (*callback)(OwnModule(false), DLL_THREAD_DETACH, nullptr);
+  }
+}
 
 }  // namespace idcardreader::platform

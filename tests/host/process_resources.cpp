@@ -1,4 +1,4 @@
-#include "soak/process_resources.h"
+#include "host/process_resources.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -16,7 +16,7 @@
 #include <iterator>
 #endif
 
-namespace soak {
+namespace hosttest {
 namespace {
 
 #if defined(_WIN32)
@@ -92,4 +92,4 @@ ProcessResources MeasureProcess() {
 
 #endif
 
-}  // namespace soak
+}  // namespace hosttest

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace soak {
+namespace hosttest {
 
 // What this process holds of the system.
 struct ProcessResources {
@@ -14,4 +14,4 @@ struct ProcessResources {
 
 ProcessResources MeasureProcess();
 
-}  // namespace soak
+}  // namespace hosttest

@@ -1,0 +1,68 @@
+// A system that gives no thread, which only Linux can be made.
+
+#if defined(__linux__)
+
+#include <pthread.h>
+
+#include "host/host_test.h"
+
+namespace hosttest {
+namespace {
+
+// New threads want a stack that is larger than any address space.
+class ThreadsRefused {
+ public:
+  ThreadsRefused() {
+    pthread_getattr_default_np(&before);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, std::size_t{1} << 50);
+    EXPECT_EQ(pthread_setattr_default_np(&attributes), 0);
+    pthread_attr_destroy(&attributes);
+  }
+  ~ThreadsRefused() {
+    pthread_setattr_default_np(&before);
+    pthread_attr_destroy(&before);
+  }
+  ThreadsRefused(const ThreadsRefused&) = delete;
+  ThreadsRefused& operator=(const ThreadsRefused&) = delete;
+
+ private:
+  pthread_attr_t before{};
+};
+
+class ThreadRefusalTest : public HostTest {
+ protected:
+  // On this thread, as there is no other to be had.
+  int ReadWithoutNewThreads() {
+    desk.Put(kAnyCard);
+    const ThreadsRefused refused;
+    return library->readCardStart(0);
+  }
+};
+
+TEST_F(ThreadRefusalTest, NoReadThreadIsCode26) {
+  EXPECT_EQ(ReadWithoutNewThreads(), 0);
+  EXPECT_TRUE(LastError().starts_with(library->readCardErrorInfo(26))) << LastError();
+  ExpectNoRecord(*library);
+  ExpectGoodRead(kAnyCard);
+}
+
+// The read thread is there already when the connection wants its own.
+TEST_F(ThreadRefusalTest, NoClientThreadIsCode29WithTheCauseBehindIt) {
+  StopService();
+  desk.Put(kAnyCard);
+  EXPECT_EQ(Read().result, 0);
+  StartService();
+  EXPECT_EQ(ReadWithoutNewThreads(), 0);
+  const std::string error = LastError();
+  EXPECT_TRUE(error.starts_with(library->readCardErrorInfo(29))) << error;
+  EXPECT_NE(error.find(library->readCardErrorInfo(2)), std::string::npos) << error;
+  ExpectNoRecord(*library);
+  ExpectGoodRead(kAnyCard);
+}
+
+}  // namespace
+}  // namespace hosttest
+
+#endif
