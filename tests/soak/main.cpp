@@ -111,8 +111,9 @@ int Run(const Options& options) {
   const SoakedHost::Resources after = host.Measure();
   const double seconds = Seconds(Clock::now() - begin);
 
-  json document = {{"platform", kPlatform}, {"seed", options.seed},     {"faults", options.faults},
-                   {"reads", host.Reads()}, {"warmUp", options.warmUp}, {"seconds", seconds}};
+  json document = {{"platform", kPlatform},    {"loads", host.Loads()}, {"seed", options.seed},
+                   {"faults", options.faults}, {"reads", host.Reads()}, {"warmUp", options.warmUp},
+                   {"seconds", seconds}};
   std::fprintf(stderr, "\n%s: %d reads in %.0f s, seed %u, %d %% disturbed\n", kPlatform,
                host.Reads(), seconds, options.seed, options.faults);
   std::fprintf(stderr, "  %-28s %7s %10s %11s\n", "", "reads", "succeeded", "longest ms");
