@@ -33,6 +33,13 @@ struct Step {
   std::array<int, Count> codes;  // that each fault leads to; 0: the card is read all the same
 };
 
+// Windows opens some for its sockets and for threads that are gone, by and by and not for each read.
+#if defined(_WIN32)
+constexpr int kHandlesOfTheSystem = 8;
+#else
+constexpr int kHandlesOfTheSystem = 0;
+#endif
+
 class FaultMatrixTest : public HostTest {
  protected:
   static json Section(const char* step, const Fault& fault) {
@@ -63,7 +70,8 @@ class FaultMatrixTest : public HostTest {
     EXPECT_TRUE(Eventually(
         [&] {
           now = MeasureProcess();
-          return now.handles <= atFirst.handles && now.threads <= atFirst.threads;
+          return now.handles <= atFirst.handles + kHandlesOfTheSystem &&
+                 now.threads <= atFirst.threads;
         },
         std::chrono::seconds(2)))
         << now.handles << " handles and " << now.threads << " threads instead of "
