@@ -29,6 +29,7 @@ constexpr std::int64_t kAllocatedBound = 64 * 1024;
 constexpr std::int64_t kResidentBound = 8 * 1024 * 1024;
 constexpr int kHandleBound = 4;
 constexpr int kThreadBound = 0;
+
 // As many as one run should list.
 constexpr std::size_t kComplaintBound = 20;
 
