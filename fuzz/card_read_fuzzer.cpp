@@ -1,7 +1,7 @@
 #include <string>
 
 #include "base/expect.h"
-#include "reader/reader_engine.h"
+#include "engine/reader_engine.h"
 #include "stand_ins/files.h"
 #include "support/status_codes.h"
 #include "support/throwing_hard_stop.h"

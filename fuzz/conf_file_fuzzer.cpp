@@ -1,6 +1,6 @@
 #include "base/expect.h"
-#include "reader/conf_file.h"
-#include "reader/reader_settings.h"
+#include "config/conf_file.h"
+#include "config/reader_settings.h"
 
 using namespace idcardreader;
 

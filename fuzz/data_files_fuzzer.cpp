@@ -1,11 +1,11 @@
 #include "base/expect.h"
 #include "base/script.h"
+#include "config/data_file_lines.h"
+#include "config/data_files.h"
+#include "config/field_scrambling.h"
+#include "config/reader_settings.h"
 #include "datafile/scrambling.h"
-#include "reader/reader_settings.h"
 #include "stand_ins/files.h"
-#include "support/data_file_lines.h"
-#include "support/data_files.h"
-#include "support/field_scrambling.h"
 
 // appid.dat and hostport.dat: once as they stand, once with the script's own texts in them.
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "reader/reader_engine.h"
+#include "engine/reader_engine.h"
 
 namespace idcardreader {
 

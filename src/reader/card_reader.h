@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "config/reader_settings.h"
 #include "platform/clock.h"
 #include "platform/mutex.h"
 #include "reader/card_notification.h"
@@ -11,10 +12,9 @@
 #include "reader/reader_device.h"
 #include "reader/reader_outcome.h"
 #include "reader/reader_report.h"
-#include "reader/reader_settings.h"
 #include "reader/serial_line.h"
-#include "service/card_blocks.h"
 #include "support/activity_log.h"
+#include "support/card_block.h"
 
 namespace idcardreader {
 

@@ -4,7 +4,7 @@
 
 #include "reader/reader_outcome.h"
 #include "reader/reader_report.h"
-#include "service/card_blocks.h"
+#include "support/card_block.h"
 
 namespace idcardreader {
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "config/service_settings.h"
 #include "platform/clock.h"
 #include "platform/dynamic_library.h"
 #include "platform/event.h"
@@ -15,7 +16,6 @@
 #include "service/decode_transaction.h"
 #include "service/event_table.h"
 #include "service/link_command.h"
-#include "service/service_settings.h"
 #include "service/socket_transport.h"
 #include "support/activity_log.h"
 

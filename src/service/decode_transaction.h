@@ -4,12 +4,12 @@
 #include <string>
 #include <string_view>
 
+#include "config/service_settings.h"
 #include "platform/clock.h"
 #include "service/card_blocks.h"
 #include "service/exchange_sink.h"
 #include "service/service_answers.h"
 #include "service/service_messages.h"
-#include "service/service_settings.h"
 #include "service/socket_transport.h"
 
 namespace idcardreader {

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "config/service_settings.h"
 #include "service/card_blocks.h"
-#include "service/service_settings.h"
 
 namespace idcardreader {
 

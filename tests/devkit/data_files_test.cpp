@@ -2,9 +2,9 @@
 
 #include "datafile/data_files.h"
 
+#include "config/field_scrambling.h"
 #include "datafile/scrambling.h"
 #include "devkit/devkit_test_support.h"
-#include "support/field_scrambling.h"
 
 namespace devkit {
 namespace {

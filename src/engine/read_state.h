@@ -10,7 +10,8 @@
 
 #include "platform/event.h"
 #include "platform/mutex.h"
-#include "service/link_command.h"
+#include "support/card_block.h"
+#include "support/read_generation.h"
 
 namespace idcardreader {
 

@@ -1,4 +1,4 @@
-#include "reader/conf_file.h"
+#include "config/conf_file.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "reader/conf_file.h"
-#include "support/default_endpoints.h"
+#include "config/conf_file.h"
+#include "config/default_endpoints.h"
 
 namespace idcardreader {
 

@@ -2,8 +2,8 @@
 #include <string>
 #include <string_view>
 
+#include "engine/reader_engine.h"
 #include "platform/files.h"
-#include "reader/reader_engine.h"
 #include "support/console.h"
 #include "support/gbk_text.h"
 #include "support/status_codes.h"

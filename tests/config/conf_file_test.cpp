@@ -1,10 +1,10 @@
-#include "reader/conf_file.h"
+#include "config/conf_file.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "reader/reader_settings.h"
+#include "config/reader_settings.h"
 
 namespace idcardreader {
 namespace {

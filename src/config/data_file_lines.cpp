@@ -1,6 +1,6 @@
-#include "support/data_file_lines.h"
+#include "config/data_file_lines.h"
 
-#include "support/field_scrambling.h"
+#include "config/field_scrambling.h"
 
 namespace idcardreader {
 namespace {

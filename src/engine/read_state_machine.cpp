@@ -1,4 +1,4 @@
-#include "reader/read_state_machine.h"
+#include "engine/read_state_machine.h"
 
 #include <algorithm>
 #include <mutex>

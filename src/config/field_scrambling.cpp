@@ -1,4 +1,4 @@
-#include "support/field_scrambling.h"
+#include "config/field_scrambling.h"
 
 #include <cstdint>
 

@@ -1,4 +1,4 @@
-#include "reader/auto_search.h"
+#include "engine/auto_search.h"
 
 #include "support/gbk_text.h"
 

@@ -1,4 +1,4 @@
-#include "reader/reader_engine.h"
+#include "engine/reader_engine.h"
 
 #include <mutex>
 #include <utility>

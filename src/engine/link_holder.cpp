@@ -1,4 +1,4 @@
-#include "reader/link_holder.h"
+#include "engine/link_holder.h"
 
 #include <algorithm>
 #include <array>

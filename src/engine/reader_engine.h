@@ -8,20 +8,20 @@
 #include <string>
 #include <vector>
 
+#include "config/conf_file.h"
+#include "config/data_files.h"
+#include "config/reader_settings.h"
+#include "engine/auto_search.h"
+#include "engine/link_holder.h"
+#include "engine/read_state.h"
+#include "engine/read_state_machine.h"
+#include "engine/status_sink.h"
 #include "platform/clock.h"
 #include "platform/socket.h"
 #include "platform/thread.h"
-#include "reader/auto_search.h"
 #include "reader/card_reader.h"
-#include "reader/conf_file.h"
-#include "reader/link_holder.h"
-#include "reader/read_state.h"
-#include "reader/read_state_machine.h"
 #include "reader/reader_device.h"
-#include "reader/reader_settings.h"
-#include "reader/status_sink.h"
 #include "support/activity_log.h"
-#include "support/data_files.h"
 
 namespace idcardreader {
 

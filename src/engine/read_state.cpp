@@ -1,4 +1,4 @@
-#include "reader/read_state.h"
+#include "engine/read_state.h"
 
 #include <mutex>
 #include <utility>

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "service/link_command.h"
+#include "support/read_generation.h"
 
 namespace idcardreader {
 

@@ -1,4 +1,4 @@
-#include "support/data_files.h"
+#include "config/data_files.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "config/data_file_lines.h"
+#include "config/field_scrambling.h"
 #include "support/bytes.h"
-#include "support/data_file_lines.h"
-#include "support/field_scrambling.h"
 #include "support/temporary_folder.h"
 
 namespace idcardreader {

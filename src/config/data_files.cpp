@@ -1,15 +1,15 @@
-#include "support/data_files.h"
+#include "config/data_files.h"
 
 #include <array>
 #include <cstdio>
 #include <string_view>
 #include <utility>
 
+#include "config/data_file_lines.h"
+#include "config/default_endpoints.h"
+#include "config/field_scrambling.h"
 #include "platform/files.h"
 #include "support/console.h"
-#include "support/data_file_lines.h"
-#include "support/default_endpoints.h"
-#include "support/field_scrambling.h"
 #include "support/gbk_text.h"
 #include "support/text_log.h"
 

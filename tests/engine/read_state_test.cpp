@@ -1,4 +1,4 @@
-#include "reader/read_state.h"
+#include "engine/read_state.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "reader/reader_settings.h"
+#include "config/reader_settings.h"
 
 #include "support/split_text.h"
 

@@ -4,13 +4,13 @@
 #include <string>
 #include <string_view>
 
+#include "engine/link_holder.h"
+#include "engine/read_state.h"
+#include "engine/status_sink.h"
 #include "platform/clock.h"
 #include "reader/card_reader.h"
-#include "reader/link_holder.h"
-#include "reader/read_state.h"
-#include "reader/status_sink.h"
-#include "service/card_blocks.h"
 #include "support/activity_log.h"
+#include "support/card_block.h"
 
 namespace idcardreader {
 

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "support/wiped_bytes.h"
+
+namespace idcardreader {
+
+// Of a card, or a key.
+using Block = WipedBytes;
+using BlockView = std::span<const std::uint8_t>;
+
+inline constexpr std::size_t kKeySize = 8;
+
+struct CardFile {
+  std::uint8_t id;
+  std::uint16_t length;
+};
+inline constexpr CardFile kFile11{0x11, 214};
+inline constexpr CardFile kFile12{0x12, 256};
+inline constexpr CardFile kFile13{0x13, 1024};
+inline constexpr CardFile kFile21{0x21, 1024};  // the fingerprint area
+
+}  // namespace idcardreader
