@@ -28,4 +28,8 @@ class CSThread {
   std::unique_ptr<State> state;
 };
 
+// Overwrites what calls that have returned left on this thread's stack: bytes of a card among them,
+// in variables that nobody can name any more.
+void WipeStack();
+
 }  // namespace idcardreader::platform

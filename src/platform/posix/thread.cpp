@@ -1,13 +1,13 @@
 #include "platform/thread.h"
 
 #include <pthread.h>
-#include <signal.h>
 
 #include <atomic>
 #include <mutex>
 #include <utility>
 
 #include "platform/mutex.h"
+#include "platform/posix/create_thread.h"
 
 namespace idcardreader::platform {
 
@@ -33,21 +33,6 @@ struct CSThread::State {
   }
 };
 
-namespace {
-
-// All signals but those that report a fault of the thread itself, which a host's crash reporter is
-// to get.
-sigset_t SignalsOfOthers() {
-  sigset_t signals;
-  sigfillset(&signals);
-  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}) {
-    sigdelset(&signals, fault);
-  }
-  return signals;
-}
-
-}  // namespace
-
 CSThread::CSThread() : state(std::make_unique<State>()) {}
 
 CSThread::~CSThread() { Join(); }
@@ -58,13 +43,7 @@ bool CSThread::Start(std::function<void()> procedure) {
   state->started = true;
   state->procedure = std::move(procedure);
   state->running = true;
-  // A new thread inherits the mask: a handler of the host must never run on a thread of ours, not
-  // even before its first instruction.
-  const sigset_t blocked = SignalsOfOthers();
-  sigset_t before;
-  pthread_sigmask(SIG_BLOCK, &blocked, &before);
-  state->joinable = pthread_create(&state->thread, nullptr, &State::Enter, state.get()) == 0;
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  state->joinable = CreateThread(state->thread, &State::Enter, state.get());
   if (!state->joinable) state->running = false;
   return state->joinable;
 }
