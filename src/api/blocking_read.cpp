@@ -10,11 +10,7 @@ namespace idcardreader {
 bool ReadCardBlocking() {
   const bool succeeded = Guarded(false, [] {
     const EngineUse engine = UseOrCreateEngine();
-    if (!engine->ReadCardStartRead(false)) {
-      return false;
-    }
-    FetchBlocks(*engine.operator->());
-    return true;
+    return engine->ReadCardStartRead(false, [&engine] { FetchBlocks(*engine.operator->()); });
   });
   if (!succeeded) {
     DropBlocks();

@@ -114,7 +114,7 @@ void DestroyEngine() {
     ending = holder->engine.get();
   }
   const Change change;
-  ending->ExitEngine();
+  ending->ExitForGood();
   std::unique_ptr<ReaderEngine> ended;
   {
     const std::lock_guard guard(holder->lock);

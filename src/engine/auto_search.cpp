@@ -16,10 +16,14 @@ const GbkText kDeviceError("Auto Find：hid device error\n");
 }  // namespace
 
 AutoSearch::AutoSearch(CardReader& reader, Host& host, ActivityLog& log, platform::Clock& clock)
-    : reader(reader), host(host), log(log), clock(clock) {}
+    : reader(reader), host(host), log(log), clock(clock), readHasBegun([&host] {
+        return host.ReadHasBegun();
+      }) {}
+
+bool AutoSearch::On() { return cardReader_AutoOn && (switchingOn || reader.SearchIsOn()); }
 
 bool AutoSearch::FindCard() {
-  if (cardReader_AutoOn || SwitchOn()) {
+  if (On() || SwitchOn()) {
     AwaitNotification();
   }
   log.Log("cardReader_AutoOn   END");
@@ -29,6 +33,7 @@ bool AutoSearch::FindCard() {
 // False when the search is not on afterwards: it failed, or was stopped meanwhile.
 bool AutoSearch::SwitchOn() {
   log.Log("cardReader_AutoOn   ******");
+  switchingOn = true;
   cardReader_AutoOn = true;
   cardFoundByAutoSearch = false;
   notifiedEarly = false;
@@ -41,7 +46,7 @@ bool AutoSearch::SwitchOn() {
         clock.Sleep(kAttemptPauseMs);
       }
       bool notified = false;
-      const ReaderOutcome outcome = reader.openAutoFindCard(notified);
+      const ReaderOutcome outcome = reader.openAutoFindCard(notified, readHasBegun);
       host.RaiseSearchFailure(outcome);
       if (notified) {
         notifiedEarly = true;
@@ -57,6 +62,7 @@ bool AutoSearch::SwitchOn() {
     cardFoundByAutoSearch = false;
     cardReader_AutoOn = false;
   }
+  switchingOn = false;
   return cardReader_AutoOn;
 }
 
@@ -65,11 +71,11 @@ void AutoSearch::AwaitNotification() {
   log.Log(kSearching);
   Answer report{};
   ReaderOutcome outcome;
-  const std::int32_t result = reader.idReader_FindCard(report, outcome);
+  const std::int32_t result = reader.idReader_FindCard(report, outcome, readHasBegun);
   host.RaiseSearchFailure(outcome);
   const bool reported = result > 0 && reader.KeepNotification(report);
   const bool early = notifiedEarly.exchange(false);
-  if (reported || (early && result <= 0)) {
+  if (reported || early) {
     cardFoundByAutoSearch = true;
     cardReader_AutoOn = false;
     log.Log(kFound);
@@ -83,19 +89,6 @@ void AutoSearch::AwaitNotification() {
     cardReader_AutoOn = false;
     log.Log(kDeviceError);
   }
-}
-
-ReaderOutcome AutoSearch::CloseBeforeRead() {
-  const bool mayBeOn = cardFoundByAutoSearch || cardReader_AutoOn || reader.SearchIsOn();
-  Stop();
-  cardFoundByAutoSearch = false;
-  notifiedEarly = false;
-  if (!mayBeOn || !reader.IsOpen()) {
-    return {};
-  }
-  const ReaderOutcome outcome = reader.closeAutoFindCard();
-  log.Log("HID closeAutoFindCard end");
-  return outcome;
 }
 
 void AutoSearch::Reset() {

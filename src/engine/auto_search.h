@@ -20,16 +20,16 @@ class AutoSearch {
     // Opens the reader; raises the code of a failure.
     virtual bool PrepareSearch() = 0;
     virtual void RaiseSearchFailure(const ReaderOutcome& outcome) = 0;
+    // Then the reader is not to be spoken to any more.
+    virtual bool ReadHasBegun() = 0;
   };
 
   AutoSearch(CardReader& reader, Host& host, ActivityLog& log, platform::Clock& clock);
 
   // True when a card has been reported.
   bool FindCard();
-  // Switches the reader's search off before a read, if it may be on. False when the reader was lost
-  // over it; outcome says so.
-  ReaderOutcome CloseBeforeRead();
-  bool On() const { return cardReader_AutoOn; }
+  // False also when the reader was lost or closed since.
+  bool On();
   void Stop() { cardReader_AutoOn = false; }
   void Reset();
 
@@ -41,7 +41,9 @@ class AutoSearch {
   Host& host;
   ActivityLog& log;
   platform::Clock& clock;
+  const AbandonTest readHasBegun;
   std::atomic<bool> cardReader_AutoOn = false;
+  std::atomic<bool> switchingOn = false;
   std::atomic<bool> cardFoundByAutoSearch = false;
   // A card was reported while the search was being switched on.
   std::atomic<bool> notifiedEarly = false;

@@ -11,15 +11,24 @@ namespace {
 constexpr char kCompletionEventName[] = "UserData";
 constexpr std::size_t kLongestErrorHistory = 1000;
 constexpr std::size_t kLongestBlockText = 2560;
+// The read thread clears fields with a code of their own; whoever asks for them does so only when
+// it is late, or when there is none.
+constexpr std::uint32_t kThreadGraceMs = 100;
 
 }  // namespace
 
-ReadState::ReadState() : completionEvent(std::make_shared<platform::Event>(kCompletionEventName)) {}
+ReadState::ReadState(platform::Clock& clock)
+    : clock(clock), completionEvent(kCompletionEventName) {}
 
 ReadGeneration ReadState::Begin() {
   const std::lock_guard guard(stateLock);
   for (;;) {
-    if (m_bReadCardStart_Begin || shuttingDown) {
+    if (Running()) {
+      return kNoRead;
+    }
+    if (shutdown != Shutdown::none) {
+      // Whoever is refused a card must not be shown the one before.
+      resultFields.clear();
       return kNoRead;
     }
     if (!callerInside) {
@@ -27,42 +36,23 @@ ReadGeneration ReadState::Begin() {
     }
     callerChange.Wait(stateLock);  // ended by Leave
   }
-  m_bReadCardStart_Begin = true;
   callerInside = true;
-  if (completionEvent == nullptr) {
-    completionEvent = std::make_shared<platform::Event>(kCompletionEventName);
-  }
-  completionEvent->Reset();
-  ResetRead();
-  return EndCurrent();
+  completionEvent.Reset();
+  ForgetRead();
+  dnHex.clear();
+  stage = Stage::starting;
+  workEvent.Set();
+  return EndGeneration();
 }
 
 void ReadState::Leave(ReadGeneration leaving) {
   const std::lock_guard guard(stateLock);
-  if (generation == leaving && m_bReadCardStart_Begin) {
-    m_bReadCardStart_Begin = false;
-    EndCurrent();
+  if (generation == leaving && Running()) {
+    stage = Stage::idle;
+    EndGeneration();
   }
   callerInside = false;
   callerChange.NotifyAll();
-}
-
-bool ReadState::Prepare(ReadGeneration prepared) {
-  const std::lock_guard guard(stateLock);
-  if (generation != prepared) {
-    return false;
-  }
-  ResetRead();
-  return true;
-}
-
-ReadGeneration ReadState::PrepareIdle() {
-  const std::lock_guard guard(stateLock);
-  if (m_bReadCardStart_Begin || callerInside || shuttingDown) {
-    return kNoRead;
-  }
-  ResetRead();
-  return EndCurrent();
 }
 
 bool ReadState::QueueFirstTasks(ReadTask first, ReadTask second) {
@@ -72,13 +62,12 @@ bool ReadState::QueueFirstTasks(ReadTask first, ReadTask second) {
   }
   taskQueue.push_back(std::move(first));
   taskQueue.push_back(std::move(second));
-  tasksQueued = true;
+  stage = Stage::relaying;
   return true;
 }
 
 bool ReadState::WaitForEnd(ReadGeneration awaited) {
   for (;;) {
-    std::shared_ptr<platform::Event> event;
     {
       const std::lock_guard guard(stateLock);
       if (generation != awaited) {
@@ -86,45 +75,66 @@ bool ReadState::WaitForEnd(ReadGeneration awaited) {
         resultFields.clear();
         return false;
       }
-      if (readDone) {
-        return readOk;
+      if (Done()) {
+        return stage == Stage::succeeded;
       }
-      event = completionEvent;
     }
-    event->Wait();
+    completionEvent.Wait();  // ended by EndRead
   }
+}
+
+bool ReadState::EnterIdle() {
+  const std::lock_guard guard(stateLock);
+  if (Running() || callerInside || shutdown != Shutdown::none) {
+    return false;
+  }
+  ++idleCallers;
+  return true;
+}
+
+void ReadState::LeaveIdle() {
+  const std::lock_guard guard(stateLock);
+  --idleCallers;
+  callerChange.NotifyAll();
+}
+
+bool ReadState::ForgetLastRead() {
+  const std::lock_guard guard(stateLock);
+  if (Running() || callerInside) {
+    return false;
+  }
+  ForgetRead();
+  EndGeneration();
+  return true;
+}
+
+ReadGeneration ReadState::IdleGeneration() {
+  const std::lock_guard guard(stateLock);
+  return Running() || callerInside ? kNoRead : generation;
 }
 
 ReadGeneration ReadState::Stop() {
   const std::lock_guard guard(stateLock);
   const ReadGeneration stopped = generation;
-  readOk = false;
-  readDone = true;
-  waitingForService = false;
-  m_bReadCardStart_Begin = false;
+  EndRead(Stage::failed);
   taskQueue.clear();
-  EndCurrent();
-  if (completionEvent != nullptr) {
-    completionEvent->Set();
-  }
+  EndGeneration();
   return stopped;
 }
 
 bool ReadState::ReadRunning() {
   const std::lock_guard guard(stateLock);
-  return m_bReadCardStart_Begin;
+  return Running() || callerInside;
 }
 
-ReadGeneration ReadState::CurrentGeneration() {
+bool ReadState::IsCurrent(ReadGeneration asked) {
   const std::lock_guard guard(stateLock);
-  return generation;
+  return generation == asked;
 }
-
-bool ReadState::IsCurrent(ReadGeneration asked) { return CurrentGeneration() == asked; }
 
 bool ReadState::IsOver(ReadGeneration asked) {
   const std::lock_guard guard(stateLock);
-  return generation != asked || readDone;
+  return generation != asked || Done();
 }
 
 void ReadState::PostTask(ReadTask task) {
@@ -146,39 +156,62 @@ bool ReadState::TakeTask(ReadTask& task) {
   return false;
 }
 
-bool ReadState::TasksQueued() {
+ReadGeneration ReadState::RelayedRead() {
   const std::lock_guard guard(stateLock);
-  return tasksQueued;
+  return stage == Stage::relaying ? generation : kNoRead;
 }
 
-void ReadState::ClearTasks() {
+void ReadState::StartWaiting(ReadGeneration waiting) {
   const std::lock_guard guard(stateLock);
-  taskQueue.clear();
-}
-
-void ReadState::StartWaiting(ReadGeneration waiting, std::uint32_t tick) {
-  const std::lock_guard guard(stateLock);
-  if (generation == waiting && !waitingForService) {
-    waitingForService = true;
-    waitStartTick = tick;
+  if (generation == waiting && !waitStartTick) {
+    waitStartTick = clock.TickCount();
   }
 }
 
-ReadGeneration ReadState::ExpiredWait(std::uint32_t tick) {
+ReadGeneration ReadState::ExpiredWait() {
   const std::lock_guard guard(stateLock);
-  const bool expired = waitingForService && static_cast<std::int32_t>(tick - waitStartTick) >
-                                                static_cast<std::int32_t>(serviceTimeoutMs);
+  const bool expired =
+      waitStartTick && static_cast<std::int32_t>(clock.TickCount() - *waitStartTick) >
+                           static_cast<std::int32_t>(serviceTimeoutMs);
   return expired ? generation : kNoRead;
 }
 
-void ReadState::Complete(bool succeeded) {
+void ReadState::Complete(ReadGeneration completed, ReadResult result, bool clearTasks) {
   const std::lock_guard guard(stateLock);
-  readOk = succeeded;
-  readDone = true;
-  waitingForService = false;
-  m_bReadCardStart_Begin = false;
-  if (completionEvent != nullptr) {
-    completionEvent->Set();
+  if (generation != completed) {
+    return;
+  }
+  resultFields.merge(result.fields);
+  fieldsTick = clock.TickCount();
+  if (!result.failureText.empty()) {
+    lastErrorText = std::move(result.failureText);
+  }
+  if (clearTasks) {
+    taskQueue.clear();
+  }
+  EndRead(result.succeeded ? Stage::succeeded : Stage::failed);
+}
+
+void ReadState::ClearExpiredFields() {
+  const std::lock_guard guard(stateLock);
+  // A wait that goes on ends with a code of its own, which clears them.
+  if (!waitStartTick && FieldsExpired(0)) {
+    resultFields.clear();
+  }
+}
+
+bool ReadState::AwaitWork() {
+  for (;;) {
+    {
+      const std::lock_guard guard(stateLock);
+      if (shutdown != Shutdown::none) {
+        return false;
+      }
+      if (Running() || !taskQueue.empty() || waitStartTick || !resultFields.empty()) {
+        return true;
+      }
+    }
+    workEvent.Wait();  // ended by Begin and BeginShutdown
   }
 }
 
@@ -194,20 +227,8 @@ ReadGeneration ReadState::Fail(ReadGeneration failed, std::int32_t code, std::st
     errorHistory.pop_front();
   }
   lastErrorText = text;
-  readOk = false;
-  readDone = true;
-  waitingForService = false;
-  m_bReadCardStart_Begin = false;
-  const ReadGeneration next = EndCurrent();
-  if (completionEvent != nullptr) {
-    completionEvent->Set();
-  }
-  return next;
-}
-
-void ReadState::SetLastErrorText(std::string text) {
-  const std::lock_guard guard(stateLock);
-  lastErrorText = std::move(text);
+  EndRead(Stage::failed);
+  return EndGeneration();
 }
 
 std::vector<std::int32_t> ReadState::ErrorHistory() {
@@ -222,27 +243,23 @@ std::string ReadState::LastErrorText() {
 
 bool ReadState::ReadOk() {
   const std::lock_guard guard(stateLock);
-  return readOk;
-}
-
-void ReadState::StoreResult(std::int32_t item, std::string text) {
-  const std::lock_guard guard(stateLock);
-  resultFields[item] = std::move(text);
+  return stage == Stage::succeeded;
 }
 
 std::string ReadState::GetResultText(std::int32_t item) {
   const std::lock_guard guard(stateLock);
+  if (FieldsExpired(waitStartTick ? kThreadGraceMs : 0)) {
+    resultFields.clear();
+  }
   const auto found = resultFields.find(item);
   return found == resultFields.end() ? std::string() : found->second;
 }
 
 bool ReadState::GetResultBytes(std::int32_t item, std::vector<std::uint8_t>& bytes) {
-  const std::lock_guard guard(stateLock);
-  const auto found = resultFields.find(item);
-  if (found == resultFields.end() || found->second.size() > kLongestBlockText) {
+  const std::string hex = GetResultText(item);
+  if (hex.empty() || hex.size() > kLongestBlockText) {
     return false;
   }
-  const std::string& hex = found->second;
   bytes.resize(hex.size() / 2);
   for (std::size_t index = 0; index < bytes.size(); ++index) {
     bytes[index] = HexPairValue(hex[2 * index], hex[2 * index + 1]);
@@ -250,9 +267,11 @@ bool ReadState::GetResultBytes(std::int32_t item, std::vector<std::uint8_t>& byt
   return true;
 }
 
-void ReadState::SetDnHex(std::string hex) {
+void ReadState::SetDnHex(ReadGeneration read, std::string hex) {
   const std::lock_guard guard(stateLock);
-  dnHex = std::move(hex);
+  if (generation == read) {
+    dnHex = std::move(hex);
+  }
 }
 
 std::string ReadState::DnHex() {
@@ -265,6 +284,15 @@ void ReadState::SetServiceTimeout(std::uint32_t milliseconds) {
   serviceTimeoutMs = milliseconds;
 }
 
+bool ReadState::WhileNoReadRuns(const std::function<void()>& change) {
+  const std::lock_guard guard(stateLock);
+  if (Running()) {
+    return false;
+  }
+  change();
+  return true;
+}
+
 void ReadState::SetBeepOnSuccess(bool on) {
   const std::lock_guard guard(stateLock);
   beepOnSuccess = on;
@@ -275,41 +303,60 @@ bool ReadState::BeepOnSuccess() {
   return beepOnSuccess;
 }
 
-bool ReadState::BeginShutdown() {
+bool ReadState::BeginShutdown(Shutdown kind, ReadGeneration& stopped) {
   const std::lock_guard guard(stateLock);
-  if (shuttingDown) {
-    while (shuttingDown) {
-      callerChange.Wait(stateLock);  // ended by EndShutdown
-    }
+  bool another = false;
+  while (shutdown == Shutdown::passing) {
+    another = true;
+    callerChange.Wait(stateLock);  // ended by EndShutdown
+  }
+  if (shutdown == Shutdown::for_good || (another && kind == Shutdown::passing)) {
     return false;
   }
-  shuttingDown = true;
-  Stop();
-  while (callerInside) {
-    callerChange.Wait(stateLock);  // ended by Leave: the stop has released the caller
-  }
+  shutdown = kind;
+  stopped = Stop();
   return true;
+}
+
+void ReadState::AwaitCallers() {
+  const std::lock_guard guard(stateLock);
+  while (callerInside || idleCallers > 0) {
+    callerChange.Wait(stateLock);  // ended by Leave and LeaveIdle: the stop has released a read
+  }
+  workEvent.Set();
 }
 
 void ReadState::EndShutdown() {
   const std::lock_guard guard(stateLock);
   taskQueue.clear();
-  completionEvent.reset();
-  shuttingDown = false;
+  if (shutdown == Shutdown::passing) {
+    shutdown = Shutdown::none;
+  }
   callerChange.NotifyAll();
 }
 
-void ReadState::ResetRead() {
+void ReadState::ForgetRead() {
   taskQueue.clear();
   resultFields.clear();
-  tasksQueued = false;
-  readOk = false;
-  readDone = false;
-  waitingForService = false;
+  stage = Stage::idle;
+  waitStartTick.reset();
   lastErrorText.clear();
 }
 
 // Whatever belongs to the generation so far is over; returns the new one.
-ReadGeneration ReadState::EndCurrent() { return ++generation; }
+ReadGeneration ReadState::EndGeneration() { return ++generation; }
+
+// The one place where a read ends, well or not.
+void ReadState::EndRead(Stage end) {
+  stage = end;
+  waitStartTick.reset();
+  completionEvent.Set();
+}
+
+bool ReadState::FieldsExpired(std::uint32_t graceMs) const {
+  return !resultFields.empty() &&
+         static_cast<std::int32_t>(clock.TickCount() - fieldsTick - graceMs) >
+             static_cast<std::int32_t>(serviceTimeoutMs);
+}
 
 }  // namespace idcardreader

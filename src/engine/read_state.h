@@ -2,12 +2,14 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/clock.h"
 #include "platform/event.h"
 #include "platform/mutex.h"
 #include "support/card_block.h"
@@ -24,100 +26,133 @@ struct ReadTask {
   Block block;
 };
 
-// Where the current read stands, what it has brought, and who waits for it. Every operation takes
-// stateLock for itself; whoever needs several in one step holds it around them. No I/O happens
-// under it.
+// What the service has made of a read.
+struct ReadResult {
+  bool succeeded = false;
+  std::string failureText;  // when it is not empty, the last error
+  std::map<std::int32_t, std::string> fields;
+};
+
+// Where the current read stands, what it has brought, and who waits for it. Any thread may call;
+// each operation is one step under the lock in here, and no I/O happens under it.
 //
 // A read has a generation from Begin on. A stop and an error end it, completion does not. What is
 // posted or raised for a generation that is over has no effect: nothing of one card ever reaches
 // another card's record, and no late signal completes a newer read.
 class ReadState {
  public:
-  ReadState();
+  explicit ReadState(platform::Clock& clock);
 
-  platform::CSMutex stateLock;
-
-  // --- the caller's side ---
-  // Starts a read: kNoRead when one is running. A caller whose read was stopped but who is still
-  // inside is waited for: it leaves after the one reader or network operation it is in.
+  // --- the caller of a read ---
+  // Starts a read, and forgets the one before: kNoRead when one is running, or nobody may begin. A
+  // caller whose read was stopped but who is still inside is waited for: it leaves after the one
+  // reader or network operation it is in.
   ReadGeneration Begin();
   // Pairs with each Begin; ends a read that was begun and never got going.
-  void Leave(ReadGeneration generation);
-  // Empties what the read before has left. False when this read is over already.
-  bool Prepare(ReadGeneration generation);
-  // The same without a read; kNoRead while one is running or the engine is shutting down.
-  ReadGeneration PrepareIdle();
+  void Leave(ReadGeneration leaving);
   // Queues the first tasks together. False when the read is over already.
   bool QueueFirstTasks(ReadTask first, ReadTask second);
   // Waits for the read's end, which a completion, an error, a stop or the shutdown brings. True
   // when it succeeded.
-  bool WaitForEnd(ReadGeneration generation);
+  bool WaitForEnd(ReadGeneration awaited);
+
+  // --- a caller who speaks to the reader without reading ---
+  // False while a read runs, until its caller has left, and during a shutdown. Pairs with
+  // LeaveIdle.
+  bool EnterIdle();
+  void LeaveIdle();
+  // Forgets the read before. False when a read has begun meanwhile.
+  bool ForgetLastRead();
+  // The generation for which a failure of such a caller is raised; kNoRead once a read has begun.
+  ReadGeneration IdleGeneration();
+
   // Ends the read that is running, if one is, and returns its generation.
   ReadGeneration Stop();
+  // Until its caller has left.
   bool ReadRunning();
-  ReadGeneration CurrentGeneration();
-  bool IsCurrent(ReadGeneration generation);
+  bool IsCurrent(ReadGeneration asked);
   // The read is over or done: a transfer for it is of no use any more.
-  bool IsOver(ReadGeneration generation);
+  bool IsOver(ReadGeneration asked);
 
   // --- the read thread's side ---
   void PostTask(ReadTask task);
   bool TakeTask(ReadTask& task);
-  bool TasksQueued();
-  void ClearTasks();
-  void StartWaiting(ReadGeneration generation, std::uint32_t tick);
+  // The read whose tasks are queued and which is not done; kNoRead when there is none.
+  ReadGeneration RelayedRead();
+  void StartWaiting(ReadGeneration waiting);
   // The generation whose wait for the final answer has lasted too long; kNoRead when none.
-  ReadGeneration ExpiredWait(std::uint32_t tick);
-  // Marks the read done and wakes the caller; called with the results stored.
-  void Complete(bool succeeded);
+  ReadGeneration ExpiredWait();
+  // Ends the read with this result and wakes its caller, unless the generation is over.
+  void Complete(ReadGeneration completed, ReadResult result, bool clearTasks);
+  // Clears the fields of a read that nobody has collected in time.
+  void ClearExpiredFields();
+  // Waits while there is nothing to do but to be ready; false when the thread is to end.
+  bool AwaitWork();
 
   // --- errors ---
   // Ends the read with an error, unless the generation is over. Returns the generation that
   // follows, kNoRead when nothing was done.
-  ReadGeneration Fail(ReadGeneration generation, std::int32_t code, std::string_view text);
-  void SetLastErrorText(std::string text);
+  ReadGeneration Fail(ReadGeneration failed, std::int32_t code, std::string_view text);
   // The codes raised so far, the newest last; the last 1,000 of them.
   std::vector<std::int32_t> ErrorHistory();
   std::string LastErrorText();
   bool ReadOk();
 
   // --- results ---
-  void StoreResult(std::int32_t item, std::string text);
   std::string GetResultText(std::int32_t item);
   bool GetResultBytes(std::int32_t item, std::vector<std::uint8_t>& bytes);
-  void SetDnHex(std::string hex);
+  // Of the read that runs.
+  void SetDnHex(ReadGeneration read, std::string hex);
   std::string DnHex();
 
   // --- settings ---
   void SetServiceTimeout(std::uint32_t milliseconds);
+  // Makes a change that no read may meet half way; false while one is running.
+  bool WhileNoReadRuns(const std::function<void()>& change);
   void SetBeepOnSuccess(bool on);
   bool BeepOnSuccess();
 
   // --- shutdown ---
-  // Ends the read, waits for its caller to leave, and lets nobody begin until EndShutdown. False
-  // when another thread has shut down meanwhile.
-  bool BeginShutdown();
+  // Ends the read, whose generation was `stopped`, and lets nobody begin until EndShutdown, or ever
+  // when it is for good. False when another thread has shut down meanwhile.
+  enum class Shutdown { none, passing, for_good };
+  bool BeginShutdown(Shutdown kind, ReadGeneration& stopped);
+  // Waits for all callers to leave; then the read thread is to end.
+  void AwaitCallers();
   void EndShutdown();
 
  private:
-  void ResetRead();
-  ReadGeneration EndCurrent();
+  enum class Stage {
+    idle,      // no read since the last look at the reader
+    starting,  // begun; its caller speaks to reader and service
+    relaying,  // the tasks are queued
+    succeeded,
+    failed,
+  };
 
-  platform::Condition callerChange;  // of callerInside and shuttingDown
-  std::shared_ptr<platform::Event> completionEvent;
+  bool Running() const { return stage == Stage::starting || stage == Stage::relaying; }
+  bool Done() const { return stage == Stage::succeeded || stage == Stage::failed; }
+  void ForgetRead();
+  ReadGeneration EndGeneration();
+  void EndRead(Stage end);
+  bool FieldsExpired(std::uint32_t graceMs) const;
+
+  platform::Clock& clock;
+  platform::Event completionEvent;  // of the read's end
+  platform::Event workEvent;        // for the read thread
+  platform::CSMutex stateLock;      // guards all that follows
+  platform::Condition callerChange;
   ReadGeneration generation = kNoRead;
-  bool m_bReadCardStart_Begin = false;
+  Stage stage = Stage::idle;
+  Shutdown shutdown = Shutdown::none;
   bool callerInside = false;
-  bool shuttingDown = false;
-  bool tasksQueued = false;
-  bool readOk = false;
-  bool readDone = false;
-  bool waitingForService = false;
-  std::uint32_t waitStartTick = 0;
+  int idleCallers = 0;
+  std::optional<std::uint32_t> waitStartTick;  // of the wait for the service's final answer
   std::uint32_t serviceTimeoutMs = 2000;
   bool beepOnSuccess = false;
   std::deque<ReadTask> taskQueue;
   std::map<std::int32_t, std::string> resultFields;
+  std::uint32_t fieldsTick = 0;  // when they came
   std::deque<std::int32_t> errorHistory;
   std::string lastErrorText;
   std::string dnHex;

@@ -1,7 +1,6 @@
 #include "engine/read_state_machine.h"
 
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 #include "support/gbk_text.h"
@@ -67,29 +66,21 @@ ReadStateMachine::ReadStateMachine(ReadState& state, CardReader& reader, LinkHol
     : state(state), reader(reader), links(links), status(status), log(log), clock(clock) {}
 
 void ReadStateMachine::Pass() {
-  const ReadGeneration expired = state.ExpiredWait(clock.TickCount());
+  const ReadGeneration expired = state.ExpiredWait();
   if (expired != kNoRead) {
     status.SetError(ERRORT_ReadTimeout, expired);
     return;
   }
+  state.ClearExpiredFields();
   ReadTask task;
-  bool taken = false;
-  bool cardRead = false;
-  {
-    const std::lock_guard guard(state.stateLock);
-    taken = state.TakeTask(task);
-    if (!taken) {
-      cardRead = CheckResult();
-    } else if (task.type == kItemDone) {
-      cardRead = CollectFinalAnswer(task);
-    }
+  if (!state.TakeTask(task)) {
+    CheckResult();
+    return;
   }
-  if (cardRead) {
-    BeepForSuccess();
+  if (task.type == kItemDone) {
+    CollectFinalAnswer(task);
   }
-  if (taken) {
-    Act(task);
-  }
+  Act(task);
 }
 
 void ReadStateMachine::Act(const ReadTask& task) {
@@ -173,77 +164,77 @@ void ReadStateMachine::RelaySector(const ReadTask& task) {
 // Also after the read is done: if the fields are not collected in time, they are cleared.
 void ReadStateMachine::AwaitFinalAnswer(const ReadTask& task) {
   Queue(task, kItemDone);
-  state.StartWaiting(task.generation, clock.TickCount());
+  state.StartWaiting(task.generation);
 }
 
-bool ReadStateMachine::CheckResult() {
+// A service may be done with a read before its last block was sent. Only a success has brought
+// fields then.
+void ReadStateMachine::CheckResult() {
   const auto link = links.Get();
-  if (link == nullptr || !state.ReadRunning() || !state.TasksQueued()) {
-    return false;
+  const ReadGeneration generation = state.RelayedRead();
+  if (link == nullptr || link->TakeEvent(generation, kItemDone).empty()) {
+    return;
   }
-  const ReadGeneration generation = state.CurrentGeneration();
-  if (link->TakeEvent(generation, kItemDone).empty()) {
-    return false;
-  }
-  const bool succeeded = TakeOutcome(*link, generation);
-  if (succeeded) {
-    StoreResults(*link, generation);
-  }
-  state.ClearTasks();
-  state.Complete(succeeded);
+  ReadResult result = TakeResult(*link, generation, false);
+  const bool succeeded = result.succeeded;
+  state.Complete(generation, std::move(result), true);
   log.Log("Read Done 2");
-  return succeeded;
+  if (succeeded) {
+    BeepForSuccess(generation);
+  }
 }
 
-bool ReadStateMachine::CollectFinalAnswer(const ReadTask& task) {
+void ReadStateMachine::CollectFinalAnswer(const ReadTask& task) {
   const auto link = links.Get();
-  if (link == nullptr) {
-    return false;
-  }
-  const std::string done = link->TakeEvent(task.generation, kItemDone);
+  const std::string done =
+      link == nullptr ? std::string() : link->TakeEvent(task.generation, kItemDone);
   if (done.empty()) {
-    return false;
+    return;
   }
   log.Log(std::string(ItemLabel(kItemDone)) + done);
-  const bool succeeded = TakeOutcome(*link, task.generation);
-  StoreResults(*link, task.generation);
-  state.Complete(succeeded);
+  ReadResult result = TakeResult(*link, task.generation, true);
+  const bool succeeded = result.succeeded;
+  state.Complete(task.generation, std::move(result), false);
   log.Log("Read Done");
-  return succeeded;
+  if (succeeded) {
+    BeepForSuccess(task.generation);
+  }
 }
 
-bool ReadStateMachine::TakeOutcome(DecodeServerLink& link, ReadGeneration generation) {
+ReadResult ReadStateMachine::TakeResult(DecodeServerLink& link, ReadGeneration generation,
+                                        bool fieldsOfFailure) {
+  ReadResult result;
   const std::string success = link.TakeEvent(generation, kItemSuccess);
-  if (!success.empty()) {
+  result.succeeded = !success.empty();
+  if (result.succeeded) {
     log.Log(std::string(ItemLabel(kItemSuccess)) + success);
-    return true;
-  }
-  const std::string fail = link.TakeEvent(generation, kItemFail);
-  if (!fail.empty()) {
-    log.Log(std::string(ItemLabel(kItemFail)) + fail);
-    std::string failureText = link.TakeFailureText();
-    while (!failureText.empty()) {
-      state.SetLastErrorText(std::move(failureText));
-      failureText = link.TakeFailureText();
+  } else {
+    const std::string fail = link.TakeEvent(generation, kItemFail);
+    std::string text = fail.empty() ? std::string() : link.TakeFailureText();
+    if (!fail.empty()) {
+      log.Log(std::string(ItemLabel(kItemFail)) + fail);
+    }
+    for (; !text.empty(); text = link.TakeFailureText()) {
+      result.failureText = std::move(text);
+    }
+    if (!fieldsOfFailure) {
+      return result;
     }
   }
-  return false;
-}
-
-void ReadStateMachine::StoreResults(DecodeServerLink& link, ReadGeneration generation) {
   for (std::int32_t item = kFirstResultItem; item <= kLastResultItem; ++item) {
     std::string text = link.TakeEvent(generation, item);
     if (!text.empty()) {
       log.Log(std::string(ItemLabel(item)) + text);
-      state.StoreResult(item, std::move(text));
+      result.fields[item] = std::move(text);
     }
   }
+  return result;
 }
 
 // After the caller was woken: the card is read, whatever becomes of the beep.
-void ReadStateMachine::BeepForSuccess() {
+void ReadStateMachine::BeepForSuccess(ReadGeneration generation) {
   if (state.BeepOnSuccess()) {
-    reader.beep(kSuccessBeepMs);
+    reader.beep(kSuccessBeepMs, [this, generation] { return !state.IsCurrent(generation); });
   }
 }
 
@@ -265,16 +256,9 @@ bool ReadStateMachine::TakeKey(const ReadTask& task, std::int32_t keyItem, Block
   if (!key.empty()) {
     return true;
   }
-  bool cardRead = false;
-  {
-    const std::lock_guard guard(state.stateLock);
-    cardRead = CheckResult();
-    if (!state.IsOver(task.generation)) {
-      state.PostTask(task);
-    }
-  }
-  if (cardRead) {
-    BeepForSuccess();
+  CheckResult();
+  if (!state.IsOver(task.generation)) {
+    state.PostTask(task);
   }
   return false;
 }

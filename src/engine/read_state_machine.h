@@ -40,13 +40,11 @@ class ReadStateMachine {
   void RelaySector(const ReadTask& task);
   void AwaitFinalAnswer(const ReadTask& task);
 
-  // Both finish the read when the service is done with it, under stateLock; true when a card was
-  // read.
-  bool CheckResult();
-  bool CollectFinalAnswer(const ReadTask& task);
-  bool TakeOutcome(DecodeServerLink& link, ReadGeneration generation);
-  void StoreResults(DecodeServerLink& link, ReadGeneration generation);
-  void BeepForSuccess();
+  // Both end the read when the service is done with it.
+  void CheckResult();
+  void CollectFinalAnswer(const ReadTask& task);
+  ReadResult TakeResult(DecodeServerLink& link, ReadGeneration generation, bool fieldsOfFailure);
+  void BeepForSuccess(ReadGeneration generation);
 
   bool TakeKey(const ReadTask& task, std::int32_t keyItem, Block& key);
   AbandonTest OverTest(const ReadTask& task);

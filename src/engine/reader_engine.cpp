@@ -34,6 +34,23 @@ class CallerInside {
   const ReadGeneration generation;
 };
 
+// A caller who speaks to the reader without reading; false when that may not be.
+class IdleCaller {
+ public:
+  explicit IdleCaller(ReadState& state) : state(state), inside(state.EnterIdle()) {}
+  ~IdleCaller() {
+    if (inside) state.LeaveIdle();
+  }
+  IdleCaller(const IdleCaller&) = delete;
+  IdleCaller& operator=(const IdleCaller&) = delete;
+
+  explicit operator bool() const { return inside; }
+
+ private:
+  ReadState& state;
+  const bool inside;
+};
+
 }  // namespace
 
 ReaderEngine::ReaderEngine(const EngineDoors& doors)
@@ -42,6 +59,7 @@ ReaderEngine::ReaderEngine(const EngineDoors& doors)
       executableFolder(doors.executableFolder),
       libraryFolder(doors.libraryFolder),
       log(kLogName, doors.clock),
+      state(doors.clock),
       links(doors.sockets, doors.clock, doors.dialect),
       reader(doors.reader, log, doors.clock),
       machine(state, reader, links, *this, log, doors.clock),
@@ -50,21 +68,28 @@ ReaderEngine::ReaderEngine(const EngineDoors& doors)
   LoadConfig();  // without its files the engine still drives the reader
 }
 
-ReaderEngine::~ReaderEngine() { ExitEngine(); }
+ReaderEngine::~ReaderEngine() { ExitForGood(); }
 
 bool ReaderEngine::ReadInit() {
-  ReadGeneration generation = state.PrepareIdle();
-  return generation != kNoRead && StartReadThread(generation) && OpenDevice(generation);
+  const IdleCaller caller(state);
+  return caller && PrepareSearch();
 }
 
-bool ReaderEngine::ExitEngine() {
-  if (!state.BeginShutdown()) {
+bool ReaderEngine::ExitEngine() { return Exit(ReadState::Shutdown::passing); }
+
+void ReaderEngine::ExitForGood() { Exit(ReadState::Shutdown::for_good); }
+
+bool ReaderEngine::Exit(ReadState::Shutdown kind) {
+  ReadGeneration stopped = kNoRead;
+  if (!state.BeginShutdown(kind, stopped)) {
     return true;  // another thread has just done it
   }
+  EndAtLink(stopped);
+  search.Stop();
+  state.AwaitCallers();
   std::unique_ptr<platform::CSThread> ending;
   {
-    const std::lock_guard guard(state.stateLock);
-    stopRequested = true;
+    const std::lock_guard guard(readThreadLock);
     ending.swap(readThread);
   }
   if (ending != nullptr) {
@@ -80,26 +105,30 @@ bool ReaderEngine::ExitEngine() {
   return true;
 }
 
-bool ReaderEngine::ReadCardStartRead(bool autoMode) {
+bool ReaderEngine::ReadCardStartRead(bool autoMode, const std::function<void()>& onSuccess) {
   log.Log("\nReadCardStartRead");
-  return autoMode ? FindCard() : ReadCard();
+  return autoMode ? FindCard() : ReadCard(onSuccess);
 }
 
 bool ReaderEngine::FindCard() {
   log.Log("ReadCardStartRead   auto = TRUE");
-  return !state.ReadRunning() && search.FindCard();
+  const IdleCaller caller(state);
+  return caller && search.FindCard();
 }
 
-bool ReaderEngine::PrepareSearch() { return ReadInit(); }
+bool ReaderEngine::PrepareSearch() {
+  return state.ForgetLastRead() && Raised(StartReadThread()) &&
+         Raised(OpenDevice([this] { return state.ReadRunning(); }));
+}
 
-void ReaderEngine::RaiseSearchFailure(const ReaderOutcome& outcome) {
-  ReadGeneration generation = state.CurrentGeneration();
-  if (!state.ReadRunning()) {
-    RaiseReaderFailure(outcome, generation);
+bool ReaderEngine::Raised(const ReaderOutcome& outcome) {
+  if (outcome.code != ERRORT_None) {
+    SetError(outcome.code, state.IdleGeneration());
   }
+  return outcome.Done();
 }
 
-bool ReaderEngine::ReadCard() {
+bool ReaderEngine::ReadCard(const std::function<void()>& onSuccess) {
   const ReadGeneration generation = state.Begin();
   if (generation == kNoRead) {
     log.Log("ReadCardStartRead   auto = FALSE");
@@ -107,8 +136,11 @@ bool ReaderEngine::ReadCard() {
     return false;
   }
   const CallerInside inside(state, generation);
-  ReadGeneration closed = generation;
-  RaiseReaderFailure(search.CloseBeforeRead(), closed);
+  search.Reset();
+  const ReaderOutcome closed = reader.closeAutoFindCard(OverTest(generation));
+  if (closed.code != ERRORT_None) {
+    SetError(closed.code, generation);
+  }
   log.Log("ReadCardStartRead   auto = FALSE");
   log.Log("read_sfz   BEGIN");
   // A reader that sent more than it was asked for goes unnoticed until the service has refused what
@@ -127,12 +159,28 @@ bool ReaderEngine::ReadCard() {
   const bool succeeded = state.WaitForEnd(generation);
   lastReadFailed = !succeeded;
   log.Log(succeeded ? "read_sfz   END   Sucess" : "read_sfz   END   Fail");
+  if (succeeded && onSuccess) {
+    onSuccess();
+  }
   return succeeded;
 }
 
+AbandonTest ReaderEngine::OverTest(ReadGeneration generation) {
+  return [this, generation] { return !state.IsCurrent(generation); };
+}
+
 bool ReaderEngine::StartStep(ReadGeneration generation) {
-  ReadGeneration opened = generation;
-  if (!state.Prepare(generation) || !StartReadThread(generation) || !OpenDevice(opened)) {
+  if (!state.IsCurrent(generation)) {
+    return false;
+  }
+  ReaderOutcome outcome = StartReadThread();
+  if (outcome.Done()) {
+    outcome = OpenDevice(OverTest(generation));
+  }
+  if (!outcome.Done()) {
+    if (outcome.code != ERRORT_None) {
+      SetError(outcome.code, generation);
+    }
     return false;
   }
   const auto link = links.Ensure();
@@ -143,7 +191,7 @@ bool ReaderEngine::StartStep(ReadGeneration generation) {
   if (!ReadDn(generation, answer)) {
     return false;
   }
-  state.SetDnHex(HexText(&answer[kAnswerDataOffset], kDnSize));
+  state.SetDnHex(generation, HexText(&answer[kAnswerDataOffset], kDnSize));
   const bool login = link->LoginNeeded();
   const ReadTask first{generation,
                        static_cast<std::uint32_t>(login ? kItemLogin : kItemHeartbeat),
@@ -172,15 +220,13 @@ bool ReaderEngine::StartService(DecodeServerLink& link, ReadGeneration generatio
 }
 
 bool ReaderEngine::ReadDn(ReadGeneration generation, Answer& answer) {
-  ReaderOutcome outcome = reader.ReadDn(answer);
+  ReaderOutcome outcome = reader.ReadDn(answer, OverTest(generation));
   if (!outcome.Done() && state.IsCurrent(generation)) {
     if (outcome.code != ERRORT_None) {
       ErrorLog().Log(StatusText(outcome.code));
     }
     ErrorLog().Log(kDnRetry);
-    // What answered instead may be the rest of a late answer to an earlier read.
-    reader.DropStaleReports();
-    outcome = reader.ReadDn(answer);
+    outcome = reader.ReadDn(answer, OverTest(generation));
     if (!outcome.Done()) {
       if (outcome.code != ERRORT_None) {
         ErrorLog().Log(StatusText(outcome.code));
@@ -193,11 +239,15 @@ bool ReaderEngine::ReadDn(ReadGeneration generation, Answer& answer) {
 
 void ReaderEngine::StopRead() {
   search.Stop();
-  const ReadGeneration stopped = state.Stop();
-  if (const auto link = links.Get()) {
-    link->EndRead(stopped);
-  }
+  EndAtLink(state.Stop());
   log.Log("Read Done Stop");
+}
+
+// Ends what the link does for a read: connecting, looking names up, waiting for the service.
+void ReaderEngine::EndAtLink(ReadGeneration generation) {
+  if (const auto link = links.Get()) {
+    link->EndRead(generation);
+  }
 }
 
 bool ReaderEngine::SetLogging(bool on, bool detail) {
@@ -208,42 +258,35 @@ bool ReaderEngine::SetLogging(bool on, bool detail) {
 }
 
 bool ReaderEngine::SetDeviceType(bool serial) {
-  const std::lock_guard guard(state.stateLock);
-  if (state.ReadRunning() || search.On()) {
-    return false;
-  }
-  reader.UseSerialPort(serial);
-  state.SetServiceTimeout(kPatientServiceTimeoutMs);
-  return true;
+  return !search.On() && state.WhileNoReadRuns([this, serial] {
+    reader.UseSerialPort(serial);
+    state.SetServiceTimeout(kPatientServiceTimeoutMs);
+  });
 }
 
 void ReaderEngine::SetBeepOnSuccess(bool on) { state.SetBeepOnSuccess(on); }
 
 std::string ReaderEngine::GetCardUid(std::int32_t mode) {
-  if (state.ReadRunning()) {
+  const IdleCaller caller(state);
+  if (!caller) {
     return {};
   }
-  ReadGeneration generation = state.CurrentGeneration();
+  const AbandonTest readBegun = [this] { return state.ReadRunning(); };
   reader.ForgetCardUid();
-  if (!OpenDevice(generation)) {
+  if (!Raised(OpenDevice(readBegun))) {
     return {};
   }
-  bool found = false;
-  if (mode == 0 || mode == 1) {
-    const ReaderOutcome outcome = reader.getSfzCardUid();
-    RaiseReaderFailure(outcome, generation);
-    found = outcome.Done();
-  }
+  const bool found = (mode == 0 || mode == 1) && Raised(reader.getSfzCardUid(readBegun));
   if (!found && (mode == 0 || mode == 2)) {
-    RaiseReaderFailure(reader.ReadTypeACardUid(), generation);
+    Raised(reader.ReadTypeACardUid(readBegun));
   }
   return reader.CardUidHex();
 }
 
 void ReaderEngine::Beep(std::uint32_t milliseconds) {
-  ReadGeneration generation = state.CurrentGeneration();
-  if (!state.ReadRunning()) {
-    RaiseReaderFailure(reader.beep(milliseconds), generation);
+  const IdleCaller caller(state);
+  if (caller) {
+    Raised(reader.beep(milliseconds, [this] { return state.ReadRunning(); }));
   }
 }
 
@@ -256,65 +299,56 @@ std::string ReaderEngine::GetLastErrorText() {
 }
 
 ReadGeneration ReaderEngine::SetError(std::int32_t code, ReadGeneration generation) {
+  if (generation == kNoRead) {
+    return kNoRead;
+  }
   // Logged first: the caller wakes when the state fails, and asks for the logged text as well.
   ErrorLog().Log(StatusText(code));
   const ReadGeneration next = state.Fail(generation, code, StatusText(code));
   if (next != kNoRead) {
-    if (const auto link = links.Get()) {
-      link->EndRead(generation);
-    }
+    EndAtLink(generation);
     log.Log("Read Done Error");
   }
   return next;
 }
 
-// Moves the generation on when the failure had a code, so that a second one can be raised.
-void ReaderEngine::RaiseReaderFailure(const ReaderOutcome& outcome, ReadGeneration& generation) {
-  if (outcome.code != ERRORT_None) {
-    generation = SetError(outcome.code, generation);
-  }
-}
-
-bool ReaderEngine::StartReadThread(ReadGeneration generation) {
+ReaderOutcome ReaderEngine::StartReadThread() {
   log.Log("Read Init Begin");
-  bool started = true;
   {
-    const std::lock_guard guard(state.stateLock);
+    const std::lock_guard guard(readThreadLock);
     if (readThread == nullptr || !readThread->Running()) {
-      stopRequested = false;
-      readThread = std::make_unique<platform::CSThread>();
-      started = readThread->Start([this] { RunReadThread(); });
+      auto started = std::make_unique<platform::CSThread>();
+      if (!started->Start([this] { RunReadThread(); })) {
+        return ReaderOutcome::Failed(ERRORT_ReadThread);
+      }
+      readThread = std::move(started);
     }
-  }
-  if (!started) {
-    SetError(ERRORT_ReadThread, generation);
-    return false;
   }
   log.Log("Read Init Sucess");
   ErrorLog().ClearLastMessage();
-  return true;
+  return {};
 }
 
 void ReaderEngine::RunReadThread() {
-  while (!stopRequested) {
+  do {
     try {
       machine.Pass();
     } catch (...) {
       state.Stop();  // out of memory: the read ends, its caller is released
     }
+    platform::WipeStack();
     clock.Sleep(kPassPauseMs);
-  }
+  } while (state.AwaitWork());
 }
 
-bool ReaderEngine::OpenDevice(ReadGeneration& generation) {
+ReaderOutcome ReaderEngine::OpenDevice(const AbandonTest& abandoned) {
   bool newlyOpened = false;
-  const ReaderOutcome outcome = reader.OpenDevice(newlyOpened);
+  const ReaderOutcome outcome = reader.OpenDevice(newlyOpened, abandoned);
   if (newlyOpened) {
     links.Record(kItemDeviceCode, settings.appId + "&" + reader.AuthorizeCode() + "&" +
                                       hostDeviceCode + "&" + reader.VersionCode());
   }
-  RaiseReaderFailure(outcome, generation);
-  return outcome.Done();
+  return outcome;
 }
 
 }  // namespace idcardreader

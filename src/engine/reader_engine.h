@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,6 +18,7 @@
 #include "engine/read_state_machine.h"
 #include "engine/status_sink.h"
 #include "platform/clock.h"
+#include "platform/mutex.h"
 #include "platform/socket.h"
 #include "platform/thread.h"
 #include "reader/card_reader.h"
@@ -46,11 +48,14 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
 
   // Prepares a read and opens the reader; false while a read is running.
   bool ReadInit();
-  // Releases a blocked read, ends the threads and closes everything; the configuration stays and
-  // the next read starts anew.
+  // Releases a blocked read, waits until no call uses the reader, ends the threads and closes
+  // everything; the configuration stays and the next read starts anew.
   bool ExitEngine();
+  // The same, and no read starts any more.
+  void ExitForGood();
   // Reads one card: true when that succeeded. autoMode asks for the automatic search instead.
-  bool ReadCardStartRead(bool autoMode);
+  // onSuccess fetches what was read before anybody else can start something.
+  bool ReadCardStartRead(bool autoMode, const std::function<void()>& onSuccess = {});
   void StopRead();
 
   // False when there is no service link to be told.
@@ -79,9 +84,11 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
 
  private:
   ReadGeneration SetError(std::int32_t code, ReadGeneration generation) override;
-  void RaiseReaderFailure(const ReaderOutcome& outcome, ReadGeneration& generation);
+  // Of a caller who does not read: nothing once a read has begun.
+  bool Raised(const ReaderOutcome& outcome);
   bool PrepareSearch() override;
-  void RaiseSearchFailure(const ReaderOutcome& outcome) override;
+  void RaiseSearchFailure(const ReaderOutcome& outcome) override { Raised(outcome); }
+  bool ReadHasBegun() override { return state.ReadRunning(); }
 
   bool LoadConfig();
   void LoadConfFile();
@@ -90,11 +97,14 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   std::string ResolvedAddress(const std::string& host);
   void RecordEndpoints();
 
-  bool StartReadThread(ReadGeneration generation);
+  bool Exit(ReadState::Shutdown kind);
+  void EndAtLink(ReadGeneration generation);
+  ReaderOutcome StartReadThread();
   void RunReadThread();
-  bool OpenDevice(ReadGeneration& generation);
+  ReaderOutcome OpenDevice(const AbandonTest& abandoned);
   bool FindCard();
-  bool ReadCard();
+  bool ReadCard(const std::function<void()>& onSuccess);
+  AbandonTest OverTest(ReadGeneration generation);
   bool StartStep(ReadGeneration generation);
   bool StartService(DecodeServerLink& link, ReadGeneration generation);
   bool ReadDn(ReadGeneration generation, Answer& answer);
@@ -120,9 +130,9 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   std::string serialDescription;
   std::atomic<bool> logDetail = false;
 
-  std::atomic<bool> stopRequested = false;
   std::atomic<bool> lastReadFailed = false;
-  std::unique_ptr<platform::CSThread> readThread;  // guarded by the state's lock
+  platform::CSMutex readThreadLock;
+  std::unique_ptr<platform::CSThread> readThread;  // guarded by it
 };
 
 }  // namespace idcardreader

@@ -1,9 +1,13 @@
 #include "reader/card_reader.h"
 
 #include <algorithm>
+#include <array>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 #include "platform/serial_port.h"
+#include "reader/card_notification.h"
 #include "support/console.h"
 #include "support/hex_text.h"
 #include "support/text_log.h"
@@ -50,40 +54,49 @@ void PrintReport(const Answer& report) {
 }  // namespace
 
 CardReader::CardReader(ReaderDoor& door, ActivityLog& log, platform::Clock& clock)
-    : log(log), clock(clock), door(door), hidLine(log), serialLine(log) {}
+    : log(log), clock(clock), door(door), hidLine(log, clock), serialLine(log, clock) {}
 
-void CardReader::Configure(const ReaderSettings& settings) {
-  const std::lock_guard guard(deviceLock);
-  vendorId = static_cast<std::uint16_t>(settings.vid);
-  productId = static_cast<std::uint16_t>(settings.pid);
-  serialPortNumber = settings.comnum;
-  serialPortName = settings.comname;
-  baud = settings.comport;
+CardReader::~CardReader() { Close(); }
+
+template <typename Operation>
+ReaderOutcome CardReader::Perform(const AbandonTest& abandoned, Operation operation) {
+  ReaderOutcome outcome = ReaderOutcome::Abandoned();
+  const bool performed = thread.Perform([&] {
+    if (!abandoned()) {
+      outcome = Noted(operation());
+    }
+  });
+  return performed ? outcome : ReaderOutcome::Failed(ERRORT_ReadThread);
 }
 
-ReaderOutcome CardReader::OpenDevice(bool& newlyOpened) {
-  const std::lock_guard guard(deviceLock);
+void CardReader::Configure(const ReaderSettings& configured) {
+  const std::lock_guard info(infoLock);
+  settings = configured;
+}
+
+ReaderSettings CardReader::Settings() {
+  const std::lock_guard info(infoLock);
+  return settings;
+}
+
+ReaderOutcome CardReader::OpenDevice(bool& newlyOpened, const AbandonTest& abandoned) {
   newlyOpened = false;
-  ReaderOutcome outcome = UsesSerialPort() ? OpenSerial() : ReaderOutcome();
-  if (!outcome.Done()) {
-    return outcome;
-  }
-  {
-    const std::lock_guard info(infoLock);
-    if (deviceReady) {
-      Line().DropStaleReports();
-      return {};
+  return Perform(abandoned, [&]() -> ReaderOutcome {
+    const bool serial = UsesSerialPort();
+    ReaderOutcome outcome = serial ? OpenSerial() : ReaderOutcome();
+    const bool ready = DeviceReady();
+    if (outcome.Done() && !ready && !serial) {
+      outcome = OpenHid();
     }
-  }
-  if (!UsesSerialPort()) {
-    outcome = OpenHid();
-  }
-  if (outcome.Done()) {
-    Line().DropStaleReports();
-    outcome = Identify();
-  }
-  newlyOpened = outcome.Done();
-  return outcome;
+    if (outcome.Done() && Line().staleReports) {
+      Line().DropReports();
+    }
+    if (outcome.Done() && !ready) {
+      outcome = Identify(abandoned);
+      newlyOpened = outcome.Done();
+    }
+    return outcome;
+  });
 }
 
 ReaderLine& CardReader::Line() {
@@ -98,7 +111,19 @@ bool CardReader::UsesSerialPort() {
   return useSerialPort;
 }
 
+bool CardReader::DeviceReady() {
+  const std::lock_guard info(infoLock);
+  return deviceReady;
+}
+
 ReaderOutcome CardReader::OpenHid() {
+  const ReaderSettings configured = Settings();
+  const auto vendorId = static_cast<std::uint16_t>(configured.vid);
+  const auto productId = static_cast<std::uint16_t>(configured.pid);
+  if (vendorId == 0 || productId == 0) {
+    // The system takes a zero for any device: whatever comes first would be written to.
+    return ReaderOutcome::Failed(ERRORT_NoReader);
+  }
   switch (door.OpenHid(vendorId, productId, hidLine.Device())) {
     case ReaderDoor::Result::not_found:
       return ReaderOutcome::Failed(ERRORT_NoReader);
@@ -112,7 +137,7 @@ ReaderOutcome CardReader::OpenHid() {
 
 // The port stays open from its first use on; a line that took no command has closed it.
 ReaderOutcome CardReader::OpenSerial() {
-  if (serialLine.Open()) {
+  if (serialLine.IsOpen()) {
     return {};
   }
   {
@@ -120,26 +145,28 @@ ReaderOutcome CardReader::OpenSerial() {
     deviceReady = false;
   }
   clock.Sleep(kSerialPauseMs);
+  const ReaderSettings configured = Settings();
   std::unique_ptr<platform::CPort> port;
-  if (serialPortNumber <= kLargestSerialPort) {
+  if (configured.comnum <= kLargestSerialPort) {
     port = door.OpenSerial(
-        platform::SerialPortName(static_cast<int>(serialPortNumber), serialPortName), baud);
+        platform::SerialPortName(static_cast<int>(configured.comnum), configured.comname),
+        configured.comport);
   }
   if (port == nullptr) {
     log.Log("Com Open Fail");
     log.Log("Com OpenCom Fail");
     return ReaderOutcome::Failed(ERRORT_SerialPort);
   }
-  serialLine.Use(std::move(port));
+  serialLine.Use(std::move(port), configured.comport);
   clock.Sleep(kSerialPauseMs);
   log.Log("Com Init Sucess");
   return {};
 }
 
-ReaderOutcome CardReader::Identify() {
-  ReaderOutcome outcome = readAuthorizeCode();
+ReaderOutcome CardReader::Identify(const AbandonTest& abandoned) {
+  ReaderOutcome outcome = readAuthorizeCode(abandoned);
   if (outcome.Done()) {
-    outcome = readVersion();
+    outcome = readVersion(abandoned);
   }
   if (outcome.Done()) {
     const std::lock_guard info(infoLock);
@@ -149,22 +176,23 @@ ReaderOutcome CardReader::Identify() {
   return outcome;
 }
 
-ReaderOutcome CardReader::readAuthorizeCode() {
+ReaderOutcome CardReader::readAuthorizeCode(const AbandonTest& abandoned) {
   log.Log("HID readAuthorizeCode");
-  return ReadCode(ReaderCommand::authorize_code, 6, authorizeCode);
+  return ReadCode(ReaderCommand::authorize_code, 6, authorizeCode, abandoned);
 }
 
-ReaderOutcome CardReader::readVersion() {
+ReaderOutcome CardReader::readVersion(const AbandonTest& abandoned) {
   log.Log("HID readVersion");
-  return ReadCode(ReaderCommand::version, 2, versionCode);
+  return ReadCode(ReaderCommand::version, 2, versionCode, abandoned);
 }
 
 // A failure with a code fails; after any other end of the exchange the status byte that the answer
 // buffer holds decides.
-ReaderOutcome CardReader::ReadCode(ReaderCommand command, std::size_t size, std::string& code) {
+ReaderOutcome CardReader::ReadCode(ReaderCommand command, std::size_t size, std::string& code,
+                                   const AbandonTest& abandoned) {
   SetCommand(command);
-  const ReaderOutcome outcome = writeAndReadData(kCodeTimeoutMs, 1);
-  if (outcome.code != ERRORT_None) {
+  const ReaderOutcome outcome = writeAndReadData(kCodeTimeoutMs, abandoned);
+  if (outcome.code != ERRORT_None || outcome.kind == ReaderOutcome::Kind::abandoned) {
     return outcome;
   }
   if (answerBuffer[1] != 0) {
@@ -176,17 +204,13 @@ ReaderOutcome CardReader::ReadCode(ReaderCommand command, std::size_t size, std:
 }
 
 void CardReader::Close() {
-  const std::lock_guard guard(deviceLock);
-  hidLine.Close();
-  serialLine.Close();
-  const std::lock_guard info(infoLock);
-  deviceReady = false;
-  _isAutoFindCardOn = false;
-}
-
-void CardReader::DropStaleReports() {
-  const std::lock_guard device(deviceLock);
-  Line().DropStaleReports();
+  thread.PerformLast([this] {
+    hidLine.Close();
+    serialLine.Close();
+    const std::lock_guard info(infoLock);
+    deviceReady = false;
+    _isAutoFindCardOn = false;
+  });
 }
 
 void CardReader::UseSerialPort(bool serial) {
@@ -198,122 +222,127 @@ void CardReader::UseSerialPort(bool serial) {
 }
 
 void CardReader::ExpectStaleReports() {
-  const std::lock_guard guard(deviceLock);
-  Line().ExpectStaleReports();
+  thread.Perform([this] { Line().staleReports = true; });
 }
 
-bool CardReader::IsOpen() {
-  const std::lock_guard guard(deviceLock);
-  return Line().Open();
-}
-
-ReaderOutcome CardReader::ReadDn(Answer& answer) {
-  const std::lock_guard guard(deviceLock);
-  SetCommand(ReaderCommand::read_dn);
-  const ReaderOutcome outcome = writeAndReadData(kCardTimeoutMs, 1);
-  if (outcome.Done()) {
-    answer = AnswerOf(answerBuffer);
-  }
-  return outcome;
+ReaderOutcome CardReader::ReadDn(Answer& answer, const AbandonTest& abandoned) {
+  return Perform(abandoned, [&] {
+    // Whatever lies there, of an earlier card perhaps, must not be taken for this one's DN.
+    Line().DropReports();
+    SetCommand(ReaderCommand::read_dn);
+    const ReaderOutcome outcome = writeAndReadData(kCardTimeoutMs, abandoned);
+    if (outcome.Done()) {
+      answer = AnswerOf(answerBuffer);
+    }
+    return outcome;
+  });
 }
 
 ReaderOutcome CardReader::WriteInputKey(const Block& key, Answer& answer,
                                         const AbandonTest& abandoned) {
-  const std::lock_guard guard(deviceLock);
-  if (abandoned()) {
-    return ReaderOutcome::Abandoned();
-  }
-  SetCommand(ReaderCommand::write_input_key, key);
-  const ReaderOutcome outcome = writeAndReadData(kCardTimeoutMs, 1 + kKeySize);
-  if (outcome.Done()) {
-    answer = AnswerOf(answerBuffer);
-  }
-  return outcome;
+  return Perform(abandoned, [&] {
+    SetCommand(ReaderCommand::write_input_key, key);
+    const ReaderOutcome outcome = writeAndReadData(kCardTimeoutMs, abandoned);
+    if (outcome.Done()) {
+      answer = AnswerOf(answerBuffer);
+    }
+    return outcome;
+  });
 }
 
 ReaderOutcome CardReader::WriteOutputKey(const Block& key, const AbandonTest& abandoned) {
-  const std::lock_guard guard(deviceLock);
-  if (abandoned()) {
-    return ReaderOutcome::Abandoned();
-  }
-  SetCommand(ReaderCommand::write_output_key, key);
-  const ReaderOutcome outcome = writeAndReadData(kCardTimeoutMs, 1 + kKeySize);
-  if (outcome.Done()) {
-    commandBuffer.fill(0);
-    answerBuffer.fill(0);
-  }
-  return outcome;
+  return Perform(abandoned, [&] {
+    SetCommand(ReaderCommand::write_output_key, key);
+    const ReaderOutcome outcome = writeAndReadData(kCardTimeoutMs, abandoned);
+    if (outcome.Done()) {
+      commandBuffer.report.fill(0);
+      answerBuffer.fill(0);
+    }
+    return outcome;
+  });
 }
 
 ReaderOutcome CardReader::ReadCardFile(CardFile file, Block& bytes, const AbandonTest& abandoned) {
-  const std::lock_guard guard(deviceLock);
-  if (abandoned()) {
-    return ReaderOutcome::Abandoned();
-  }
-  const std::array<std::uint8_t, 3> parameters = {file.id,
-                                                  static_cast<std::uint8_t>(file.length >> 8),
-                                                  static_cast<std::uint8_t>(file.length & 0xFF)};
-  SetCommand(ReaderCommand::read_card_file, parameters);
-  return Noted(Line().Stream(commandBuffer, answerBuffer, file.length, bytes, abandoned));
-}
-
-ReaderOutcome CardReader::getSfzCardUid() {
-  const std::lock_guard guard(deviceLock);
-  log.Log("HID getSfzCardUid");
-  SetCommand(ReaderCommand::identity_card_uid);
-  const ReaderOutcome outcome = writeAndReadData(kCodeTimeoutMs, 1);
-  if (outcome.Done()) {
-    KeepUid(kIdentityCardKind, kAnswerDataOffset, kIdentityCardUidSize);
-  }
-  return outcome;
-}
-
-ReaderOutcome CardReader::ReadTypeACardUid() {
-  const std::lock_guard guard(deviceLock);
-  SetCommand(ReaderCommand::type_a_card_uid);
-  const ReaderOutcome outcome = writeAndReadData(kTypeATimeoutMs, 1);
-  if (!outcome.Done()) {
+  return Perform(abandoned, [&] {
+    const std::array<std::uint8_t, 3> parameters = {file.id,
+                                                    static_cast<std::uint8_t>(file.length >> 8),
+                                                    static_cast<std::uint8_t>(file.length & 0xFF)};
+    SetCommand(ReaderCommand::read_card_file, parameters);
+    const ReaderOutcome outcome =
+        Line().Stream(commandBuffer, answerBuffer, file.length, bytes, abandoned);
+    answerBuffer.fill(0);  // a report that fails to come must not show the end of this file
     return outcome;
-  }
-  const std::size_t size = answerBuffer[3];
-  if (size == 0 || size > kLongestUid) {
-    return ReaderOutcome::Failed(ERRORT_None);
-  }
-  KeepUid(answerBuffer[kAnswerDataOffset], kTypeAUidOffset, size);
-  return {};
+  });
 }
 
-ReaderOutcome CardReader::beep(std::uint32_t milliseconds) {
-  const std::lock_guard guard(deviceLock);
-  log.Log("HID beep");
-  if (!Line().Open()) {
-    return {};
-  }
-  const std::uint32_t duration = std::max<std::uint32_t>(milliseconds / 10 % 256, 1);
-  const std::array<std::uint8_t, 1> parameters = {static_cast<std::uint8_t>(duration)};
-  SetCommand(ReaderCommand::beep, parameters);
-  return Noted(Line().Send(commandBuffer, answerBuffer, kBeepTimeoutMs, 2));
+ReaderOutcome CardReader::getSfzCardUid(const AbandonTest& abandoned) {
+  return Perform(abandoned, [&] {
+    log.Log("HID getSfzCardUid");
+    SetCommand(ReaderCommand::identity_card_uid);
+    const ReaderOutcome outcome = writeAndReadData(kCodeTimeoutMs, abandoned);
+    if (outcome.Done()) {
+      KeepUid(kIdentityCardKind, kAnswerDataOffset, kIdentityCardUidSize);
+    }
+    return outcome;
+  });
 }
 
-ReaderOutcome CardReader::openAutoFindCard(bool& notified) {
-  const std::lock_guard guard(deviceLock);
-  const ReaderOutcome outcome = SwitchSearch(true, kSearchOnTimeoutMs, notified);
-  if (!SearchIsOn()) {
-    ErrorLog().Log("openAutoFindCard-2-write:" + HexText(commandBuffer));
-    ErrorLog().Log("openAutoFindCard-2-read:" + HexText(answerBuffer));
-    log.Log("HID openAutoFindCard _isAutoFindCardOn = false");
-  }
-  return outcome;
+ReaderOutcome CardReader::ReadTypeACardUid(const AbandonTest& abandoned) {
+  return Perform(abandoned, [&] {
+    SetCommand(ReaderCommand::type_a_card_uid);
+    const ReaderOutcome outcome = writeAndReadData(kTypeATimeoutMs, abandoned);
+    if (!outcome.Done()) {
+      return outcome;
+    }
+    const std::size_t size = answerBuffer[3];
+    if (size == 0 || size > kLongestUid) {
+      return ReaderOutcome::Failed(ERRORT_None);
+    }
+    KeepUid(answerBuffer[kAnswerDataOffset], kTypeAUidOffset, size);
+    return outcome;
+  });
 }
 
-ReaderOutcome CardReader::closeAutoFindCard() {
-  const std::lock_guard guard(deviceLock);
-  log.Log("HID closeAutoFindCard");
-  bool notified = false;
-  const ReaderOutcome outcome = SwitchSearch(false, kSearchOffTimeoutMs, notified);
-  // A card may still be reported while the search ends; the next read must not meet that report.
-  Line().ExpectStaleReports();
-  return outcome;
+ReaderOutcome CardReader::beep(std::uint32_t milliseconds, const AbandonTest& abandoned) {
+  return Perform(abandoned, [&]() -> ReaderOutcome {
+    log.Log("HID beep");
+    if (!Line().IsOpen()) {
+      return {};
+    }
+    const std::uint32_t duration = std::max<std::uint32_t>(milliseconds / 10 % 256, 1);
+    const std::array<std::uint8_t, 1> parameters = {static_cast<std::uint8_t>(duration)};
+    SetCommand(ReaderCommand::beep, parameters);
+    return Line().Send(commandBuffer, answerBuffer, kBeepTimeoutMs);
+  });
+}
+
+ReaderOutcome CardReader::openAutoFindCard(bool& notified, const AbandonTest& abandoned) {
+  return Perform(abandoned, [&] {
+    const ReaderOutcome outcome = SwitchSearch(true, kSearchOnTimeoutMs, notified);
+    if (!outcome.Done()) {
+      // It may be on for all that, or acknowledge late.
+      Line().staleReports = true;
+      ErrorLog().Log("openAutoFindCard-2-write:" + HexText(commandBuffer.report));
+      ErrorLog().Log("openAutoFindCard-2-read:" + HexText(answerBuffer));
+      log.Log("HID openAutoFindCard _isAutoFindCardOn = false");
+    }
+    return outcome;
+  });
+}
+
+ReaderOutcome CardReader::closeAutoFindCard(const AbandonTest& abandoned) {
+  return Perform(abandoned, [&]() -> ReaderOutcome {
+    if (!SearchIsOn() || !Line().IsOpen()) {
+      return {};
+    }
+    log.Log("HID closeAutoFindCard");
+    bool notified = false;
+    const ReaderOutcome outcome = SwitchSearch(false, kSearchOffTimeoutMs, notified);
+    // A card may still be reported while the search ends; the next read must not meet that report.
+    Line().staleReports = true;
+    log.Log("HID closeAutoFindCard end");
+    return outcome;
+  });
 }
 
 // Fails without a code when the reader does not acknowledge, or refuses.
@@ -321,20 +350,19 @@ ReaderOutcome CardReader::SwitchSearch(bool on, std::uint32_t timeoutMs, bool& n
   const std::array<std::uint8_t, 1> parameters = {static_cast<std::uint8_t>(on ? 1 : 0)};
   SetCommand(ReaderCommand::search, parameters);
   ReaderLine& line = Line();
-  if (!line.WriteCommand(commandBuffer, 2)) {
-    return Noted(ReaderOutcome::Failed(line.FailureCode()));
-  }
-  const std::uint32_t allowedMs = line.SearchAnswerTimeout(timeoutMs);
+  ReaderOutcome outcome = line.Begin(commandBuffer);
+  const std::uint32_t allowedMs = line.SearchTimeout(timeoutMs);
   const std::uint32_t startTick = clock.TickCount();
   bool acknowledged = false;
-  for (std::uint32_t passedMs = 0; passedMs <= allowedMs && !acknowledged;
+  bool silent = false;
+  for (std::uint32_t passedMs = 0;
+       outcome.Done() && !silent && !acknowledged && passedMs <= allowedMs;
        passedMs = clock.TickCount() - startTick) {
-    const int received = line.ReadReport(answerBuffer, allowedMs - passedMs);
-    if (received < 0 && !UsesSerialPort()) {
-      return Noted(ReaderOutcome::Failed(ERRORT_ReaderLost));
-    }
-    if (received <= 0) {
-      break;
+    std::size_t received = 0;
+    outcome = line.Await(answerBuffer, allowedMs - passedMs, received);
+    silent = received == 0;
+    if (silent) {
+      continue;
     }
     if (KeepNotification(AnswerOf(answerBuffer))) {
       notified = true;
@@ -342,10 +370,15 @@ ReaderOutcome CardReader::SwitchSearch(bool on, std::uint32_t timeoutMs, bool& n
       acknowledged = answerBuffer[0] == static_cast<std::uint8_t>(ReaderCommand::search);
     }
   }
+  if (outcome.code != ERRORT_None) {
+    return outcome;
+  }
   const bool accepted = acknowledged && answerBuffer[1] == 0;
   const std::lock_guard info(infoLock);
   if (on) {
-    _isAutoFindCardOn = accepted;
+    // A reader that reports a card is searching, whatever became of its acknowledgement.
+    _isAutoFindCardOn = accepted || notified;
+    searchOnSerialPort = &line == &serialLine;
   } else if (accepted) {
     _isAutoFindCardOn = false;
   }
@@ -354,30 +387,30 @@ ReaderOutcome CardReader::SwitchSearch(bool on, std::uint32_t timeoutMs, bool& n
 
 bool CardReader::SearchIsOn() {
   const std::lock_guard info(infoLock);
-  return _isAutoFindCardOn;
+  return _isAutoFindCardOn && searchOnSerialPort == useSerialPort;
 }
 
-std::int32_t CardReader::idReader_FindCard(Answer& report, ReaderOutcome& outcome) {
-  const std::lock_guard guard(deviceLock);
-  const bool serial = UsesSerialPort();
-  outcome = {};
-  int received = -1;
-  if (Line().Open()) {
+std::int32_t CardReader::idReader_FindCard(Answer& report, ReaderOutcome& outcome,
+                                           const AbandonTest& abandoned) {
+  std::size_t received = 0;
+  outcome = Perform(abandoned, [&]() -> ReaderOutcome {
+    ReaderLine& line = Line();
+    if (!line.IsOpen()) {
+      return ReaderOutcome::Failed(ERRORT_None);
+    }
     Report incoming{};
-    received = Line().ReadReport(serial ? answerBuffer : incoming,
-                                 serial ? Line().SearchAnswerTimeout(0) : kNotificationTimeoutMs);
-    if (received > 0 && !serial) {
+    const ReaderOutcome awaited =
+        line.Await(incoming, line.SearchTimeout(kNotificationTimeoutMs), received);
+    if (received > 0 && line.TellsOfCards()) {
       report = AnswerOf(incoming);
     }
-    if (received < 0 && !serial) {
-      outcome = Noted(ReaderOutcome::Failed(ERRORT_ReaderLost));
-    }
-  }
-  if (received == 0) {
+    return awaited;
+  });
+  if (outcome.Done() && received == 0) {
     log.Log("idReader_FindCard communicate timeout!\n");
     return 0;
   }
-  if (received < 0) {
+  if (!outcome.Done()) {
     log.Log("idReader_FindCard error!\n");
     return -1;
   }
@@ -438,15 +471,17 @@ std::uint32_t CardReader::DeviceStatus() {
 }
 
 void CardReader::SetCommand(ReaderCommand command, BlockView parameters) {
-  commandBuffer[0] = 0;
-  commandBuffer[1] = static_cast<std::uint8_t>(command);
-  std::copy_n(parameters.begin(), std::min(parameters.size(), commandBuffer.size() - 2),
-              commandBuffer.begin() + 2);
+  Report& report = commandBuffer.report;
+  report[0] = 0;
+  report[1] = static_cast<std::uint8_t>(command);
+  const std::size_t count = std::min(parameters.size(), report.size() - 2);
+  std::copy_n(parameters.begin(), count, report.begin() + 2);
+  commandBuffer.length = 1 + count;
+  answerBuffer.fill(0);  // nothing of an earlier answer, of another card perhaps, shows through
 }
 
-ReaderOutcome CardReader::writeAndReadData(std::uint32_t timeoutMs, std::size_t serialLength) {
-  const ReaderOutcome outcome =
-      Noted(Line().Exchange(commandBuffer, answerBuffer, timeoutMs, serialLength));
+ReaderOutcome CardReader::writeAndReadData(std::uint32_t timeoutMs, const AbandonTest& abandoned) {
+  const ReaderOutcome outcome = Line().Exchange(commandBuffer, answerBuffer, timeoutMs, abandoned);
   return outcome.Done() ? EvaluateStatus() : outcome;
 }
 
@@ -461,14 +496,15 @@ ReaderOutcome CardReader::EvaluateStatus() {
                                                              : ERRORT_ReaderStatus);
 }
 
+// A line that is gone ends the reader's search, too.
 ReaderOutcome CardReader::Noted(ReaderOutcome outcome) {
-  if (UsesSerialPort() && !serialLine.Open()) {
-    const std::lock_guard info(infoLock);
+  const std::lock_guard info(infoLock);
+  const bool lost = outcome.ReaderLost();
+  if (lost || (useSerialPort && !serialLine.IsOpen())) {
     deviceReady = false;
+    _isAutoFindCardOn = _isAutoFindCardOn && searchOnSerialPort != useSerialPort;
   }
-  if (outcome.ReaderLost()) {
-    const std::lock_guard info(infoLock);
-    deviceReady = false;
+  if (lost) {
     deviceStatus = kLost;
     versionCode.clear();
     authorizeCode.clear();

@@ -9,94 +9,93 @@ namespace idcardreader {
 namespace {
 
 constexpr std::uint32_t kStreamTimeoutMs = 100;
-constexpr int kLargestStaleCount = 256;
+constexpr std::uint32_t kLongestDropMs = 50;
+// An abandoned file goes on coming. It is over when this long nothing has come.
+constexpr std::uint32_t kQuietMs = 60;
+constexpr std::uint32_t kLongestQuietWaitMs = 500;
 
 }  // namespace
 
-HidLine::HidLine(ActivityLog& log) : log(log) {}
-
-ReaderOutcome HidLine::Exchange(const Report& request, Report& answer, std::uint32_t timeoutMs,
-                                std::size_t) {
+ReaderOutcome HidLine::Exchange(const ReaderRequest& request, Report& answer,
+                                std::uint32_t timeoutMs, const AbandonTest&) {
   log.Log("HID writeAndReadData");
-  if (!Write(request)) {
-    return ReaderOutcome::Failed(ERRORT_ReaderLost);
+  ReaderOutcome outcome = Begin(request);
+  std::size_t received = 0;
+  if (outcome.Done()) {
+    outcome = Await(answer, timeoutMs, received);
   }
-  int received = Read(answer, timeoutMs);
-  if (received < 0) {
-    return ReaderOutcome::Failed(ERRORT_ReaderLost);
+  if (!outcome.Done()) {
+    return outcome;
   }
-  if (received != static_cast<int>(kAnswerSize)) {
+  if (received != kAnswerSize) {
     staleReports = true;
-    ErrorLog().Log("writeAndReadData-write:" + HexText(request));
+    ErrorLog().Log("writeAndReadData-write:" + HexText(request.report));
     ErrorLog().Log("writeAndReadData-read:" + HexText(answer));
     return ReaderOutcome::Failed(ERRORT_ReaderAnswer);
   }
-  if (EchoMatches(request, answer)) {
+  if (EchoMatches(request.report, answer)) {
     return {};
   }
-  received = Read(answer, timeoutMs);
-  if (received < 0) {
-    return ReaderOutcome::Failed(ERRORT_ReaderLost);
+  outcome = Await(answer, timeoutMs, received);
+  if (outcome.Done() && (!EchoMatches(request.report, answer) || received != kAnswerSize)) {
+    return ReaderOutcome::Failed(ERRORT_None);
   }
-  if (EchoMatches(request, answer) && received == static_cast<int>(kAnswerSize)) {
-    return {};
-  }
-  return ReaderOutcome::Failed(ERRORT_None);
+  return outcome;
 }
 
-ReaderOutcome HidLine::Send(const Report& request, Report& answer, std::uint32_t timeoutMs,
-                            std::size_t) {
-  if (!Write(request)) {
-    return ReaderOutcome::Failed(ERRORT_ReaderLost);
-  }
-  const int received = Read(answer, timeoutMs);
-  if (received < 0) {
-    return ReaderOutcome::Failed(ERRORT_ReaderLost);
-  }
-  staleReports =
-      staleReports || received != static_cast<int>(kAnswerSize) || answer[0] != request[1];
-  return {};
-}
-
-ReaderOutcome HidLine::Stream(const Report& request, Report& answer, std::size_t length,
+ReaderOutcome HidLine::Stream(const ReaderRequest& request, Report& answer, std::size_t length,
                               Block& bytes, const AbandonTest& abandoned) {
   bytes.assign(length, 0);
   log.Log("HID writeAndReadData1");
-  if (!Write(request)) {
-    return ReaderOutcome::Failed(ERRORT_ReaderLost);
-  }
-  for (std::size_t offset = 0; offset < length; offset += kStreamStep) {
+  ReaderOutcome outcome = Begin(request);
+  for (std::size_t offset = 0; offset < length && outcome.Done(); offset += kStreamStep) {
     if (abandoned()) {
-      staleReports = true;
+      streamAbandoned = staleReports = true;
       return ReaderOutcome::Abandoned();
     }
-    const int received = Read(answer, kStreamTimeoutMs);
-    if (received < 0) {
-      return ReaderOutcome::Failed(ERRORT_ReaderLost);
-    }
+    std::size_t received = 0;
+    outcome = Await(answer, kStreamTimeoutMs, received);
     // The reader streams without gaps: a report that did not come still counts as a step, with what
     // the buffer holds. The service refuses such a file.
-    staleReports = staleReports || received != static_cast<int>(kAnswerSize);
+    staleReports = staleReports || received != kAnswerSize;
     std::copy_n(answer.begin(), std::min(kStreamStep, length - offset),
                 bytes.begin() + static_cast<std::ptrdiff_t>(offset));
   }
-  return {};
+  return outcome;
 }
 
-int HidLine::ReadReport(Report& answer, std::uint32_t timeoutMs) { return Read(answer, timeoutMs); }
-
-bool HidLine::WriteCommand(const Report& request, std::size_t) { return Write(request); }
-
-void HidLine::DropStaleReports() {
-  Report dropped;
-  for (int count = 0; staleReports && count < kLargestStaleCount; ++count) {
-    staleReports = Read(dropped, 0) > 0;
+ReaderOutcome HidLine::Send(const ReaderRequest& request, Report& answer, std::uint32_t timeoutMs) {
+  ReaderOutcome outcome = Begin(request);
+  std::size_t received = 0;
+  if (outcome.Done()) {
+    outcome = Await(answer, timeoutMs, received);
+    staleReports = staleReports || received != kAnswerSize || answer[0] != request.report[1];
   }
-  staleReports = false;
+  return outcome;
 }
 
-bool HidLine::Write(const Report& request) {
-  return device != nullptr && device->Write(request.data(), request.size()) != -1;
+ReaderOutcome HidLine::Begin(const ReaderRequest& request) {
+  return device != nullptr && device->Write(request.report.data(), request.report.size()) != -1
+             ? ReaderOutcome()
+             : ReaderOutcome::Failed(ERRORT_ReaderLost);
+}
+
+ReaderOutcome HidLine::Await(Report& answer, std::uint32_t timeoutMs, std::size_t& received) {
+  const int count = Read(answer, timeoutMs);
+  received = static_cast<std::size_t>(std::max(count, 0));
+  return count < 0 ? ReaderOutcome::Failed(ERRORT_ReaderLost) : ReaderOutcome();
+}
+
+void HidLine::DropReports() {
+  Report dropped;
+  std::uint32_t startTick = clock.TickCount();
+  while (streamAbandoned && clock.TickCount() - startTick < kLongestQuietWaitMs) {
+    streamAbandoned = Read(dropped, kQuietMs) > 0;
+  }
+  startTick = clock.TickCount();
+  while (Read(dropped, 0) > 0 && clock.TickCount() - startTick < kLongestDropMs) {
+  }
+  staleReports = streamAbandoned = false;
 }
 
 int HidLine::Read(Report& answer, std::uint32_t timeoutMs) {

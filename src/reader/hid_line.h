@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "platform/clock.h"
 #include "reader/reader_device.h"
 #include "reader/reader_line.h"
 #include "support/activity_log.h"
@@ -11,36 +12,33 @@ namespace idcardreader {
 // The line to a USB reader: one report each way; answers echo the command code.
 class HidLine : public ReaderLine {
  public:
-  explicit HidLine(ActivityLog& log);
+  HidLine(ActivityLog& log, platform::Clock& clock) : log(log), clock(clock) {}
 
-  // The device of the next exchanges; its reports of before count as stale.
+  // The device of the next exchanges.
   std::unique_ptr<ReaderDevice>& Device() { return device; }
 
-  ReaderOutcome Exchange(const Report& request, Report& answer, std::uint32_t timeoutMs,
-                         std::size_t serialLength) override;
-  ReaderOutcome Send(const Report& request, Report& answer, std::uint32_t timeoutMs,
-                     std::size_t serialLength) override;
-  ReaderOutcome Stream(const Report& request, Report& answer, std::size_t length, Block& bytes,
-                       const AbandonTest& abandoned) override;
-  int ReadReport(Report& answer, std::uint32_t timeoutMs) override;
-  bool WriteCommand(const Report& request, std::size_t serialLength) override;
-  std::uint32_t SearchAnswerTimeout(std::uint32_t hidTimeoutMs) const override {
-    return hidTimeoutMs;
-  }
-  std::int32_t FailureCode() const override { return ERRORT_ReaderLost; }
-  bool Open() const override { return device != nullptr; }
+  bool IsOpen() const override { return device != nullptr; }
   void Close() override { device.reset(); }
-  void DropStaleReports() override;
-  void ExpectStaleReports() override { staleReports = true; }
+  ReaderOutcome Exchange(const ReaderRequest& request, Report& answer, std::uint32_t timeoutMs,
+                         const AbandonTest& abandoned) override;
+  ReaderOutcome Stream(const ReaderRequest& request, Report& answer, std::size_t length,
+                       Block& bytes, const AbandonTest& abandoned) override;
+  ReaderOutcome Send(const ReaderRequest& request, Report& answer,
+                     std::uint32_t timeoutMs) override;
+  ReaderOutcome Begin(const ReaderRequest& request) override;
+  ReaderOutcome Await(Report& answer, std::uint32_t timeoutMs, std::size_t& received) override;
+  std::uint32_t SearchTimeout(std::uint32_t usualMs) const override { return usualMs; }
+  bool TellsOfCards() const override { return true; }
+  void DropReports() override;
 
  private:
-  bool Write(const Report& request);
   int Read(Report& answer, std::uint32_t timeoutMs);
   bool EchoMatches(const Report& request, const Report& answer);
 
   ActivityLog& log;
+  platform::Clock& clock;
   std::unique_ptr<ReaderDevice> device;
-  bool staleReports = false;
+  bool streamAbandoned = false;
 };
 
 }  // namespace idcardreader

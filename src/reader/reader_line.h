@@ -8,6 +8,7 @@
 
 namespace idcardreader {
 
+// Asked whether an operation has become pointless.
 using AbandonTest = std::function<bool()>;
 
 // How commands and answers travel between us and an open reader. The answer buffer keeps what it
@@ -16,32 +17,34 @@ class ReaderLine {
  public:
   virtual ~ReaderLine() = default;
 
-  // One command and its answer, without a look at the status byte. serialLength is the command's
-  // length on a line that has no reports.
-  virtual ReaderOutcome Exchange(const Report& request, Report& answer, std::uint32_t timeoutMs,
-                                 std::size_t serialLength) = 0;
-  // A command whose answer nobody looks at.
-  virtual ReaderOutcome Send(const Report& request, Report& answer, std::uint32_t timeoutMs,
-                             std::size_t serialLength) = 0;
-  // A command whose answer is a stream of this many bytes. The test is asked before each wait.
-  virtual ReaderOutcome Stream(const Report& request, Report& answer, std::size_t length,
-                               Block& bytes, const AbandonTest& abandoned) = 0;
-  // The next report of a reader that searches by itself: bytes received, 0 when none came within
-  // the time-out, negative on failure. Gets the report into the answer buffer.
-  virtual int ReadReport(Report& answer, std::uint32_t timeoutMs) = 0;
-  // Sends a command whose answer is then fetched with ReadReport.
-  virtual bool WriteCommand(const Report& request, std::size_t serialLength) = 0;
-  // How long the answer to a search command may take on this line.
-  virtual std::uint32_t SearchAnswerTimeout(std::uint32_t hidTimeoutMs) const = 0;
-  // The status code of a line that fails under a command.
-  virtual std::int32_t FailureCode() const = 0;
-  virtual bool Open() const = 0;
+  virtual bool IsOpen() const = 0;
   virtual void Close() = 0;
-  // Throws away what an earlier exchange left on its way, if one did. A late answer must never be
-  // taken for that of the next card.
-  virtual void DropStaleReports() = 0;
+
+  // One command and its answer, without a look at the status byte.
+  virtual ReaderOutcome Exchange(const ReaderRequest& request, Report& answer,
+                                 std::uint32_t timeoutMs, const AbandonTest& abandoned) = 0;
+  // A command whose answer is a stream of this many bytes.
+  virtual ReaderOutcome Stream(const ReaderRequest& request, Report& answer, std::size_t length,
+                               Block& bytes, const AbandonTest& abandoned) = 0;
+  // A command whose answer nobody looks at.
+  virtual ReaderOutcome Send(const ReaderRequest& request, Report& answer,
+                             std::uint32_t timeoutMs) = 0;
+
+  // The halves of an exchange with a reader that also reports by itself. received is 0 when nothing
+  // came in the time; a line that cannot tell silence from failure fails without a code.
+  virtual ReaderOutcome Begin(const ReaderRequest& request) = 0;
+  virtual ReaderOutcome Await(Report& answer, std::uint32_t timeoutMs, std::size_t& received) = 0;
+  // How long an answer to a search command may take on this line.
+  virtual std::uint32_t SearchTimeout(std::uint32_t usualMs) const = 0;
+  // Whether the reader tells of a card that it has found.
+  virtual bool TellsOfCards() const = 0;
+
+  // Throws away what an earlier exchange left on its way. A late answer must never be taken for
+  // that of the next card.
+  virtual void DropReports() = 0;
+
   // What is on its way from now on may belong to nobody's command.
-  virtual void ExpectStaleReports() = 0;
+  bool staleReports = false;
 };
 
 }  // namespace idcardreader

@@ -12,6 +12,12 @@ namespace idcardreader {
 inline constexpr std::size_t kReportSize = 65;
 using Report = std::array<std::uint8_t, kReportSize>;
 
+// A command to be sent. On a line without reports it is as long as its code and its parameters.
+struct ReaderRequest {
+  Report report{};
+  std::size_t length = 0;
+};
+
 // A complete answer: echo of the command code, status, data. It is read into a report's buffer,
 // which has one byte more.
 inline constexpr std::size_t kAnswerSize = 64;

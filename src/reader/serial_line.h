@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/clock.h"
 #include "platform/serial_port.h"
 #include "reader/reader_line.h"
 #include "support/activity_log.h"
@@ -15,31 +16,35 @@ namespace idcardreader {
 // so that the next read opens it anew.
 class SerialLine : public ReaderLine {
  public:
-  explicit SerialLine(ActivityLog& log);
+  SerialLine(ActivityLog& log, platform::Clock& clock) : log(log), clock(clock) {}
 
-  void Use(std::unique_ptr<platform::CPort> opened) { port = std::move(opened); }
+  void Use(std::unique_ptr<platform::CPort> opened, std::uint32_t baudRate);
 
-  ReaderOutcome Exchange(const Report& request, Report& answer, std::uint32_t timeoutMs,
-                         std::size_t serialLength) override;
-  ReaderOutcome Send(const Report& request, Report& answer, std::uint32_t timeoutMs,
-                     std::size_t serialLength) override;
-  ReaderOutcome Stream(const Report& request, Report& answer, std::size_t length, Block& bytes,
-                       const AbandonTest& abandoned) override;
-  int ReadReport(Report& answer, std::uint32_t timeoutMs) override;
-  bool WriteCommand(const Report& request, std::size_t serialLength) override;
-  std::uint32_t SearchAnswerTimeout(std::uint32_t hidTimeoutMs) const override;
-  std::int32_t FailureCode() const override { return ERRORT_ReaderAnswer; }
-  bool Open() const override { return port != nullptr; }
+  bool IsOpen() const override { return port != nullptr; }
   void Close() override { port.reset(); }
-  void DropStaleReports() override {}  // every command empties the line first
-  void ExpectStaleReports() override {}
+  ReaderOutcome Exchange(const ReaderRequest& request, Report& answer, std::uint32_t timeoutMs,
+                         const AbandonTest& abandoned) override;
+  ReaderOutcome Stream(const ReaderRequest& request, Report& answer, std::size_t length,
+                       Block& bytes, const AbandonTest& abandoned) override;
+  ReaderOutcome Send(const ReaderRequest& request, Report& answer,
+                     std::uint32_t timeoutMs) override;
+  ReaderOutcome Begin(const ReaderRequest& request) override;
+  ReaderOutcome Await(Report& answer, std::uint32_t timeoutMs, std::size_t& received) override;
+  std::uint32_t SearchTimeout(std::uint32_t usualMs) const override;
+  bool TellsOfCards() const override { return false; }
+  void DropReports() override { staleReports = false; }  // every command empties the line first
 
  private:
+  ReaderOutcome Collect(Report& answer, std::uint32_t timeoutMs, std::size_t& received,
+                        const AbandonTest& abandoned);
   void ClearComBuffer();
-  int Read(std::uint32_t timeoutMs);
+  // The number of bytes received, 0 when none came: a line does not tell silence from failure.
+  std::size_t Read(std::uint32_t timeoutMs);
 
   ActivityLog& log;
+  platform::Clock& clock;
   std::unique_ptr<platform::CPort> port;
+  std::uint32_t baud = 0;
   std::array<std::uint8_t, 64> serialFrame{};
   std::array<std::uint8_t, 1024> serialReceive{};
 };

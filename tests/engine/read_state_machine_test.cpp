@@ -27,7 +27,7 @@ class ReadStateMachineTest : public testing::Test, public StatusSink {
  protected:
   ReadStateMachineTest() {
     bool newlyOpened = false;
-    reader.OpenDevice(newlyOpened);
+    reader.OpenDevice(newlyOpened, [] { return false; });
     links.Record(kItemServer1, "10.0.0.1.80");
     links.Ensure();
   }
@@ -71,7 +71,7 @@ class ReadStateMachineTest : public testing::Test, public StatusSink {
   ActivityLog log{"Reader", clock};
   CardReader reader{door, log, clock};
   LinkHolder links{sockets, clock};
-  ReadState state;
+  ReadState state{clock};
   ReadStateMachine machine{state, reader, links, *this, log, clock};
   ReadGeneration read = kNoRead;
   std::vector<std::int32_t> codes;
@@ -173,7 +173,7 @@ TEST_F(ReadStateMachineTest, AFailureOfTheReaderIsRaisedAndNothingFollows) {
                     {0x0B, {ScriptedReader::kLost}, 47}};
   for (const auto& [command, reports, code] : rows) {
     bool newlyOpened = false;
-    reader.OpenDevice(newlyOpened);
+    reader.OpenDevice(newlyOpened, [] { return false; });
     codes.clear();
     door.Script(command, reports);
     Begin();

@@ -10,22 +10,29 @@
 
 #include "platform/clock.h"
 #include "support/bytes.h"
+#include "support/test_clock.h"
 
 namespace idcardreader {
 namespace {
 
+void Complete(ReadState& state, ReadGeneration read, bool succeeded) {
+  state.Complete(read, {succeeded, {}, {{35, "name"}}}, false);
+}
+
 ReadTask Task(ReadGeneration generation, std::uint32_t type) { return {generation, type, {}, {}}; }
 
 TEST(ReadState, RunsOneReadAtATime) {
-  ReadState state;
+  TestClock clock;
+  ReadState state(clock);
   const ReadGeneration first = state.Begin();
   ASSERT_NE(first, kNoRead);
   EXPECT_TRUE(state.ReadRunning());
   EXPECT_EQ(state.Begin(), kNoRead);
-  EXPECT_EQ(state.PrepareIdle(), kNoRead);
-  state.Complete(true);
-  EXPECT_FALSE(state.ReadRunning());
+  EXPECT_FALSE(state.EnterIdle());
+  Complete(state, first, true);
+  EXPECT_FALSE(state.EnterIdle());  // its caller has not left
   state.Leave(first);
+  EXPECT_FALSE(state.ReadRunning());
   const ReadGeneration second = state.Begin();
   EXPECT_NE(second, first);
   state.Leave(second);  // it never got going, and its end comes now
@@ -43,13 +50,13 @@ struct EndCase {
 class EndOfARead : public testing::TestWithParam<EndCase> {};
 
 TEST_P(EndOfARead, ReleasesItsCallerAndNothingOfItGoesOn) {
-  ReadState state;
+  TestClock clock;
+  ReadState state(clock);
   const ReadGeneration read = state.Begin();
   ASSERT_TRUE(state.QueueFirstTasks(Task(read, 14), Task(read, 5)));
   std::thread ender([&] { GetParam().end(state, read); });
   EXPECT_EQ(state.WaitForEnd(read), GetParam().succeeds);
   ender.join();
-  EXPECT_FALSE(state.ReadRunning());
   EXPECT_TRUE(state.IsOver(read));
   EXPECT_EQ(state.IsCurrent(read), !GetParam().endsGeneration);
   EXPECT_EQ(state.ReadOk(), GetParam().succeeds);
@@ -58,10 +65,12 @@ TEST_P(EndOfARead, ReleasesItsCallerAndNothingOfItGoesOn) {
     ReadTask task;
     state.PostTask(Task(read, 8));
     EXPECT_FALSE(state.TakeTask(task));
-    EXPECT_FALSE(state.Prepare(read));
     EXPECT_FALSE(state.QueueFirstTasks(Task(read, 3), Task(read, 5)));
-    state.StartWaiting(read, 0);
-    EXPECT_EQ(state.ExpiredWait(100'000), kNoRead);
+    state.StartWaiting(read);
+    clock.ticks += 100'000;
+    EXPECT_EQ(state.ExpiredWait(), kNoRead);
+    Complete(state, read, true);
+    EXPECT_FALSE(state.ReadOk());
     EXPECT_EQ(state.Fail(read, 30, "late"), kNoRead);
   }
   // A new read starts clean, whatever the old one still does.
@@ -70,16 +79,18 @@ TEST_P(EndOfARead, ReleasesItsCallerAndNothingOfItGoesOn) {
   ASSERT_NE(next, kNoRead);
   EXPECT_EQ(state.Fail(read, 31, "late"), kNoRead);
   EXPECT_FALSE(state.IsOver(next));
-  EXPECT_FALSE(state.TasksQueued());
+  EXPECT_EQ(state.RelayedRead(), kNoRead);
   EXPECT_EQ(state.LastErrorText(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Ends, EndOfARead,
     testing::Values(
-        EndCase{"Success", [](ReadState& state, ReadGeneration) { state.Complete(true); }, false,
+        EndCase{"Success",
+                [](ReadState& state, ReadGeneration read) { Complete(state, read, true); }, false,
                 true},
-        EndCase{"NoSuccess", [](ReadState& state, ReadGeneration) { state.Complete(false); }, false,
+        EndCase{"NoSuccess",
+                [](ReadState& state, ReadGeneration read) { Complete(state, read, false); }, false,
                 false},
         EndCase{"Error",
                 [](ReadState& state, ReadGeneration read) { state.Fail(read, 30, "text"); }, true,
@@ -88,9 +99,11 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& end) { return end.param.name; });
 
 TEST(ReadState, AnErrorClearsTheRecordAndLeavesItsText) {
-  ReadState state;
+  TestClock clock;
+  ReadState state(clock);
   const ReadGeneration read = state.Begin();
-  state.StoreResult(35, "name");
+  Complete(state, read, true);
+  EXPECT_EQ(state.GetResultText(35), "name");
   EXPECT_NE(state.Fail(read, 34, "text"), kNoRead);
   EXPECT_EQ(state.GetResultText(35), "");
   EXPECT_EQ(state.LastErrorText(), "text");
@@ -99,7 +112,8 @@ TEST(ReadState, AnErrorClearsTheRecordAndLeavesItsText) {
 }
 
 TEST(ReadState, KeepsTheLastThousandCodes) {
-  ReadState state;
+  TestClock clock;
+  ReadState state(clock);
   ReadGeneration generation = state.Begin();
   for (std::int32_t code = 1; code <= 1002; ++code) generation = state.Fail(generation, code, "");
   const auto history = state.ErrorHistory();
@@ -109,7 +123,8 @@ TEST(ReadState, KeepsTheLastThousandCodes) {
 }
 
 TEST(ReadState, AStoppedCallerLeavesBeforeTheNextReadBegins) {
-  ReadState state;
+  TestClock clock;
+  ReadState state(clock);
   const ReadGeneration first = state.Begin();
   state.Stop();
   std::atomic<bool> left = false;
@@ -124,17 +139,18 @@ TEST(ReadState, AStoppedCallerLeavesBeforeTheNextReadBegins) {
 }
 
 TEST(ReadState, AStopBeforeTheCallerHasWokenTakesTheRecord) {
-  ReadState state;
+  TestClock clock;
+  ReadState state(clock);
   const ReadGeneration read = state.Begin();
-  state.StoreResult(35, "somebody");
-  state.Complete(true);
+  Complete(state, read, true);
   state.Stop();
   EXPECT_FALSE(state.WaitForEnd(read));
   EXPECT_EQ(state.GetResultText(35), "");
 }
 
 TEST(ReadState, ShutdownWaitsForTheCallerAndLetsNobodyBegin) {
-  ReadState state;
+  TestClock clock;
+  ReadState state(clock);
   const ReadGeneration read = state.Begin();
   std::atomic<bool> left = false;
   std::thread caller([&] {
@@ -142,13 +158,86 @@ TEST(ReadState, ShutdownWaitsForTheCallerAndLetsNobodyBegin) {
     left = true;
     state.Leave(read);
   });
-  EXPECT_TRUE(state.BeginShutdown());
+  ReadGeneration stopped = kNoRead;
+  EXPECT_TRUE(state.BeginShutdown(ReadState::Shutdown::passing, stopped));
+  EXPECT_EQ(stopped, read);
+  state.AwaitCallers();
   EXPECT_TRUE(left);
   EXPECT_EQ(state.Begin(), kNoRead);
-  EXPECT_EQ(state.PrepareIdle(), kNoRead);
+  EXPECT_FALSE(state.EnterIdle());
+  EXPECT_FALSE(state.AwaitWork());
   state.EndShutdown();
   caller.join();
   EXPECT_NE(state.Begin(), kNoRead);
+}
+
+TEST(ReadState, AfterAShutdownForGoodNobodyBegins) {
+  TestClock clock;
+  ReadState state(clock);
+  ReadGeneration stopped = kNoRead;
+  EXPECT_TRUE(state.BeginShutdown(ReadState::Shutdown::for_good, stopped));
+  state.EndShutdown();
+  EXPECT_EQ(state.Begin(), kNoRead);
+  EXPECT_FALSE(state.BeginShutdown(ReadState::Shutdown::passing, stopped));
+}
+
+// Whatever follows a good read, its fields do not outlive their time, with or without a thread.
+TEST(ReadState, FieldsExpire) {
+  struct {
+    const char* what;
+    std::function<void(ReadState&, ReadGeneration)> follows;
+    bool atOnce;
+  } const rows[] = {
+      {"a stop", [](ReadState& state, ReadGeneration) { state.Stop(); }, false},
+      {"a shutdown",
+       [](ReadState& state, ReadGeneration read) {
+         ReadGeneration stopped = kNoRead;
+         state.Leave(read);
+         state.BeginShutdown(ReadState::Shutdown::passing, stopped);
+         state.EndShutdown();
+       },
+       false},
+      {"a read refused by a shutdown",
+       [](ReadState& state, ReadGeneration) {
+         ReadGeneration stopped = kNoRead;
+         state.BeginShutdown(ReadState::Shutdown::passing, stopped);
+         EXPECT_EQ(state.Begin(), kNoRead);
+       },
+       true},
+  };
+  for (const bool byThread : {false, true}) {
+    for (const auto& row : rows) {
+      TestClock clock;
+      ReadState state(clock);
+      const ReadGeneration read = state.Begin();
+      Complete(state, read, true);
+      row.follows(state, read);
+      EXPECT_EQ(state.GetResultText(35), row.atOnce ? "" : "name") << row.what;
+      clock.ticks += 2000;
+      EXPECT_EQ(state.GetResultText(35), row.atOnce ? "" : "name") << row.what;
+      clock.ticks += 1;
+      if (byThread) {
+        state.ClearExpiredFields();
+        clock.ticks -= 1;
+      }
+      EXPECT_EQ(state.GetResultText(35), "") << row.what;
+      EXPECT_THAT(state.ErrorHistory(), testing::IsEmpty()) << row.what;
+    }
+  }
+}
+
+TEST(ReadState, TheThreadWaitsWhileThereIsNothingToDo) {
+  TestClock clock;
+  ReadState state(clock);
+  std::atomic<bool> woken = false;
+  std::thread waiter([&] { woken = state.AwaitWork(); });
+  platform::SystemClock().Sleep(20);  // ample time to go on without cause
+  EXPECT_FALSE(woken);
+  const ReadGeneration read = state.Begin();
+  waiter.join();
+  EXPECT_TRUE(woken);
+  Complete(state, read, true);
+  EXPECT_TRUE(state.AwaitWork());  // until the fields have gone
 }
 
 struct WaitCase {
@@ -161,27 +250,33 @@ TEST(ReadState, AWaitExpiresAfterItsTimeAlsoWhenTheTicksWrap) {
   for (const WaitCase& row :
        {WaitCase{1000, 3000, false}, WaitCase{1000, 3001, true}, WaitCase{0xFFFFFF00, 0x6D0, false},
         WaitCase{0xFFFFFF00, 0x6D1, true}, WaitCase{1000, 999, false}}) {
-    ReadState state;
+    TestClock clock;
+    ReadState state(clock);
     const ReadGeneration read = state.Begin();
-    EXPECT_EQ(state.ExpiredWait(row.now), kNoRead);
-    state.StartWaiting(read, row.start);
-    state.StartWaiting(read, row.now);  // it waits already
-    EXPECT_EQ(state.ExpiredWait(row.now), row.expired ? read : kNoRead) << row.start;
+    EXPECT_EQ(state.ExpiredWait(), kNoRead);
+    clock.ticks = row.start;
+    state.StartWaiting(read);
+    clock.ticks = row.now;
+    state.StartWaiting(read);  // it waits already
+    EXPECT_EQ(state.ExpiredWait(), row.expired ? read : kNoRead) << row.start;
   }
 }
 
 TEST(ReadState, TakesBlocksFromHexTextOfUpTo1280Bytes) {
-  ReadState state;
+  TestClock clock;
+  ReadState state(clock);
+  const ReadGeneration read = state.Begin();
+  state.Complete(
+      read, {true, {}, {{28, std::string(2560, 'A')}, {29, std::string(2562, 'A')}, {30, "01fF7"}}},
+      false);
   std::vector<std::uint8_t> bytes = Bytes("EE");
-  EXPECT_FALSE(state.GetResultBytes(28, bytes));
-  state.StoreResult(28, std::string(2562, 'A'));
-  EXPECT_FALSE(state.GetResultBytes(28, bytes));
-  EXPECT_EQ(bytes, Bytes("EE"));
-  state.StoreResult(28, std::string(2560, 'A'));
+  for (const int item : {27, 29}) {
+    EXPECT_FALSE(state.GetResultBytes(item, bytes));
+    EXPECT_EQ(bytes, Bytes("EE"));
+  }
   EXPECT_TRUE(state.GetResultBytes(28, bytes));
   EXPECT_EQ(bytes, std::vector<std::uint8_t>(1280, 0xAA));
-  state.StoreResult(28, "01fF7");
-  EXPECT_TRUE(state.GetResultBytes(28, bytes));
+  EXPECT_TRUE(state.GetResultBytes(30, bytes));
   EXPECT_EQ(bytes, Bytes("01FF"));
 }
 

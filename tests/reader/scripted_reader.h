@@ -7,7 +7,9 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/mutex.h"
@@ -75,12 +77,18 @@ class ScriptedReader : public ReaderDoor {
     const std::lock_guard guard(mutex);
     return pending.size();
   }
+  // How often another thread than the one before has opened, written, read or closed.
+  int ThreadChanges() {
+    const std::lock_guard guard(mutex);
+    return threadChanges;
+  }
   int opened = 0;
   std::uint16_t vendorId = 0;
   std::uint16_t productId = 0;
 
   Result OpenHid(std::uint16_t vendor, std::uint16_t product,
                  std::unique_ptr<ReaderDevice>& device) override {
+    NoteThread();
     ++opened;
     vendorId = vendor;
     productId = product;
@@ -95,6 +103,7 @@ class ScriptedReader : public ReaderDoor {
   class Device : public ReaderDevice {
    public:
     explicit Device(ScriptedReader& reader) : reader(reader) {}
+    ~Device() override { reader.NoteThread(); }
     int Write(const std::uint8_t* data, std::size_t count) override {
       return reader.Write({data, data + count});
     }
@@ -106,7 +115,15 @@ class ScriptedReader : public ReaderDoor {
     ScriptedReader& reader;
   };
 
+  void NoteThread() {
+    const std::lock_guard guard(mutex);
+    const std::thread::id current = std::this_thread::get_id();
+    threadChanges += user && *user != current ? 1 : 0;
+    user = current;
+  }
+
   int Write(const Report& request) {
+    NoteThread();
     const std::lock_guard guard(mutex);
     if (writesFail) return -1;
     written.push_back(request);
@@ -118,6 +135,7 @@ class ScriptedReader : public ReaderDoor {
   }
 
   int Read(std::uint8_t* data, std::size_t capacity, std::uint32_t timeoutMs) {
+    NoteThread();
     if (onRead && timeoutMs > 0) onRead(Written().back()[1]);  // not for a look at what lies there
     const std::lock_guard guard(mutex);
     timeouts.push_back(timeoutMs);
@@ -156,6 +174,8 @@ class ScriptedReader : public ReaderDoor {
   std::deque<Report> pending;
   std::vector<Report> written;
   std::vector<std::uint32_t> timeouts;
+  std::optional<std::thread::id> user;
+  int threadChanges = 0;
 };
 
 }  // namespace idcardreader
