@@ -7,6 +7,7 @@
 #include "base/expect.h"
 #include "platform/event.h"
 #include "platform/thread.h"
+#include "reader/reader_thread.h"
 #include "support/throwing_hard_stop.h"
 
 // Takes the place of the platform's threads and events.
@@ -23,7 +24,13 @@ struct Thread {
   std::function<void()> procedure;
   bool ended = true;
   bool inside = false;
-  bool waitsForEvents = false;
+  // One that makes passes pauses between them, where it can be left; what one that waits for a
+  // named event sleeps for is in the midst of something.
+  enum class Kind { unknown, makes_passes, waits_for_events } kind = Kind::unknown;
+
+  void Note(Kind first) {
+    if (kind == Kind::unknown) kind = first;
+  }
 };
 
 std::vector<Thread*> started;
@@ -63,7 +70,9 @@ void RunThread(std::size_t choice) {
 }
 
 void PauseThread() {
-  if (current != nullptr && !current->waitsForEvents) throw Parked{};
+  if (current == nullptr) return;
+  current->Note(Thread::Kind::makes_passes);
+  if (current->kind == Thread::Kind::makes_passes) throw Parked{};
 }
 
 }  // namespace fuzz
@@ -96,18 +105,31 @@ void CSThread::Join() {
 
 bool CSThread::IsCurrent() const { return fuzz::current == state.get(); }
 
+}  // namespace idcardreader::platform
+
+// The reader's operations are performed where they are asked for.
+bool idcardreader::ReaderThread::Take(Turn& turn) {
+  turn.Run();
+  return true;
+}
+
+namespace idcardreader::platform {
+
 struct Event::State {
+  bool named = false;
   bool signalled = false;
 };
 
-Event::Event(const char*) : state(std::make_unique<State>()) {}
+Event::Event(const char* name) : state(std::make_unique<State>()) {
+  state->named = name != nullptr;
+}
 Event::~Event() = default;
 void Event::Set() { state->signalled = true; }
 void Event::Reset() { state->signalled = false; }
 
 void Event::Wait() {
   if (fuzz::current != nullptr) {
-    fuzz::current->waitsForEvents = true;
+    if (state->named) fuzz::current->Note(fuzz::Thread::Kind::waits_for_events);
     if (!state->signalled) throw fuzz::Parked{};
   }
   for (int count = 0; !state->signalled; ++count) {

@@ -62,8 +62,8 @@ const ReadStateMachine::SectorStep ReadStateMachine::kSectorSteps[] = {
 };
 
 ReadStateMachine::ReadStateMachine(ReadState& state, CardReader& reader, LinkHolder& links,
-                                   StatusSink& status, ActivityLog& log, platform::Clock& clock)
-    : state(state), reader(reader), links(links), status(status), log(log), clock(clock) {}
+                                   StatusSink& status, ActivityLog& log)
+    : state(state), reader(reader), links(links), status(status), log(log) {}
 
 void ReadStateMachine::Pass() {
   const ReadGeneration expired = state.ExpiredWait();

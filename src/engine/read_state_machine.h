@@ -7,7 +7,6 @@
 #include "engine/link_holder.h"
 #include "engine/read_state.h"
 #include "engine/status_sink.h"
-#include "platform/clock.h"
 #include "reader/card_reader.h"
 #include "support/activity_log.h"
 #include "support/card_block.h"
@@ -20,7 +19,7 @@ namespace idcardreader {
 class ReadStateMachine {
  public:
   ReadStateMachine(ReadState& state, CardReader& reader, LinkHolder& links, StatusSink& status,
-                   ActivityLog& log, platform::Clock& clock);
+                   ActivityLog& log);
 
   void Pass();
 
@@ -57,7 +56,6 @@ class ReadStateMachine {
   LinkHolder& links;
   StatusSink& status;
   ActivityLog& log;
-  platform::Clock& clock;
 };
 
 }  // namespace idcardreader

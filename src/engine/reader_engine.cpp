@@ -62,7 +62,7 @@ ReaderEngine::ReaderEngine(const EngineDoors& doors)
       state(doors.clock),
       links(doors.sockets, doors.clock, doors.dialect),
       reader(doors.reader, log, doors.clock),
-      machine(state, reader, links, *this, log, doors.clock),
+      machine(state, reader, links, *this, log),
       search(reader, *this, log, doors.clock),
       hostDeviceCode(idcardreader::HostDeviceCode()) {
   LoadConfig();  // without its files the engine still drives the reader
@@ -330,7 +330,7 @@ ReaderOutcome ReaderEngine::StartReadThread() {
 }
 
 void ReaderEngine::RunReadThread() {
-  do {
+  while (state.AwaitWork()) {
     try {
       machine.Pass();
     } catch (...) {
@@ -338,7 +338,7 @@ void ReaderEngine::RunReadThread() {
     }
     platform::WipeStack();
     clock.Sleep(kPassPauseMs);
-  } while (state.AwaitWork());
+  }
 }
 
 ReaderOutcome ReaderEngine::OpenDevice(const AbandonTest& abandoned) {

@@ -1,5 +1,6 @@
 // Starting, stopping, closing and unloading, from one thread and from several.
 
+#include <atomic>
 #include <thread>
 
 #include "host/host_test.h"
@@ -155,6 +156,41 @@ TEST_F(LifecycleTest, TwoThreadsThatStartAtOnceNeverMixTheirReads) {
     EXPECT_GE(succeeded, 1) << LastError();
     ExpectFieldsOf(CardOf(kAnyCard), *library);
   }
+}
+
+// Whoever only looks at the reader neither ends a read nor takes what it has brought.
+TEST_F(LifecycleTest, BystandersDoNotDisturbAReadUntilItsCallerHasLeft) {
+  ExpectGoodRead(kAnyCard);
+  std::atomic<bool> over = false;
+  std::thread bystander([&] {
+    char uid[IDCARDREADER_UID_BYTES] = {};
+    while (!over) {
+      library->readCardInit();
+      library->readCardGetUID(2, uid);  // fails: the card is of another type
+      library->HID_BeepLED(1, 1, 10);
+    }
+  });
+  for (int round = 0; round < 20; ++round) {
+    EXPECT_EQ(library->readCardStart(0), 1) << LastError();
+    devkit::Bytes text(IDCARDREADER_TEXT_BLOCK_BYTES);
+    std::uint32_t length = 0;
+    EXPECT_EQ(library->SDT_ReadBaseMsg(1, text.data(), &length, nullptr, nullptr),
+              IDCARDREADER_SDT_SUCCESS);
+    EXPECT_EQ(text, ExpectedTextBlock(CardOf(kAnyCard)));
+  }
+  over = true;
+  bystander.join();
+}
+
+TEST_F(LifecycleTest, InitAndDestoryAtOnceComeToAnEnd) {
+  desk.Put(kAnyCard);
+  library->readCardSetDeviceType(0);
+  std::thread initialising([this] {
+    for (int round = 0; round < 100; ++round) library->readCardInit();
+  });
+  for (int round = 0; round < 100; ++round) library->readCardDestory();
+  initialising.join();
+  ExpectGoodRead("gat");
 }
 
 TEST_F(LifecycleTest, UnloadsAfterCloseAndLoadsAgain) {

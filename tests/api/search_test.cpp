@@ -88,6 +88,16 @@ TEST_F(SearchTest, UnpluggedWhileSearchingIsCode47AndTheNextSearchOpensAgain) {
   EXPECT_EQ(library->readCardStart(kSearch), 1) << LastError();
 }
 
+TEST_F(SearchTest, AReaderThatWasPluggedInAgainDoesNotSearchAnyMore) {
+  desk.TakeCardAway();
+  EXPECT_EQ(library->readCardStart(kSearch), 0);
+  desk.Unplug();
+  desk.Put(kAnyCard);
+  EXPECT_EQ(Read().result, 0);
+  desk.Plug();
+  ExpectGoodRead(kAnyCard);
+}
+
 TEST_F(SearchTest, IsRefusedWhileAReadRuns) {
   ServiceMisbehaves({{"latency", {{"dn", 700}}}});
   desk.Put(kAnyCard);

@@ -72,7 +72,7 @@ class ReadStateMachineTest : public testing::Test, public StatusSink {
   CardReader reader{door, log, clock};
   LinkHolder links{sockets, clock};
   ReadState state{clock};
-  ReadStateMachine machine{state, reader, links, *this, log, clock};
+  ReadStateMachine machine{state, reader, links, *this, log};
   ReadGeneration read = kNoRead;
   std::vector<std::int32_t> codes;
 };

@@ -171,6 +171,24 @@ TEST(ReadState, ShutdownWaitsForTheCallerAndLetsNobodyBegin) {
   EXPECT_NE(state.Begin(), kNoRead);
 }
 
+// One of them could start the read thread that is to end.
+TEST(ReadState, ShutdownWaitsForWhoeverIsAtTheReader) {
+  TestClock clock;
+  ReadState state(clock);
+  ASSERT_TRUE(state.EnterIdle());
+  ReadGeneration stopped = kNoRead;
+  EXPECT_TRUE(state.BeginShutdown(ReadState::Shutdown::passing, stopped));
+  std::atomic<bool> left = false;
+  std::thread caller([&] {
+    platform::SystemClock().Sleep(20);  // ample time to go on too early
+    left = true;
+    state.LeaveIdle();
+  });
+  state.AwaitCallers();
+  EXPECT_TRUE(left);
+  caller.join();
+}
+
 TEST(ReadState, AfterAShutdownForGoodNobodyBegins) {
   TestClock clock;
   ReadState state(clock);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "reader/scripted_reader.h"
 #include "service/scripted_service.h"
@@ -61,6 +62,27 @@ TEST_F(ReaderEngineTest, WithoutASocketTheCauseStandsBehindTheCode) {
   EXPECT_TRUE(sockets.Sent().empty());
   sockets.creates = true;
   EXPECT_TRUE(Read()) << engine.GetLastErrorText();
+}
+
+TEST_F(ReaderEngineTest, TheDnOfBeforeIsGoneWithTheNextRead) {
+  EXPECT_TRUE(Read());
+  EXPECT_NE(engine.DnHex(), "");
+  for (int attempt = 0; attempt < 2; ++attempt)
+    reader.Script(0x06, {ScriptedReader::Reply("0603")});
+  EXPECT_FALSE(Read());
+  EXPECT_EQ(engine.DnHex(), "");
+}
+
+TEST_F(ReaderEngineTest, ACardReportedEarlyIsFoundWhateverFollows) {
+  const auto card = ScriptedReader::Reply("0110 08 E001020304050607");
+  const auto otherLayout = ScriptedReader::Reply("0110 04");
+  for (const std::vector<ScriptedReader::Report>& reports :
+       {std::vector{card, ScriptedReader::Reply("0100"), otherLayout},
+        std::vector{card, ScriptedReader::Reply("0100")}}) {
+    reader.Script(0x01, reports);
+    EXPECT_TRUE(engine.ReadCardStartRead(true));
+    EXPECT_EQ(engine.CardKind(), 16U);
+  }
 }
 
 }  // namespace

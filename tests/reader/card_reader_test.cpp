@@ -186,6 +186,8 @@ TEST_F(CardReaderTest, WhatIsOverBeforeItBeginsIsNotSent) {
   EXPECT_EQ(Described(reader.ReadDn(answer, over)), "abandoned");
   EXPECT_EQ(Described(reader.getSfzCardUid(over)), "abandoned");
   EXPECT_EQ(Described(reader.beep(10, over)), "abandoned");
+  bool notified = false;
+  EXPECT_EQ(Described(reader.openAutoFindCard(notified, over)), "abandoned");
   EXPECT_EQ(door.Commands(), before);
 }
 
@@ -258,6 +260,23 @@ TEST_F(CardReaderTest, OneThreadSpeaksToTheReader) {
     std::thread([this] { reader.Close(); }).join();
   }
   EXPECT_LE(door.ThreadChanges(), 1) << "one thread from the first opening to the closing";
+}
+
+TEST_F(CardReaderTest, TheSearchIsOnWhereItWasSwitchedOnUntilTheLineIsLost) {
+  bool notified = false;
+  Open();
+  EXPECT_TRUE(reader.openAutoFindCard(notified, Never).Done());
+  reader.UseSerialPort(true);
+  EXPECT_FALSE(reader.SearchIsOn());
+  EXPECT_TRUE(reader.closeAutoFindCard(Never).Done());  // nothing to be sent down this line
+  reader.UseSerialPort(false);
+  EXPECT_TRUE(reader.SearchIsOn());
+  Dn({kLost});
+  EXPECT_FALSE(reader.SearchIsOn());
+  Open();
+  EXPECT_TRUE(reader.openAutoFindCard(notified, Never).Done());
+  reader.Close();
+  EXPECT_FALSE(reader.SearchIsOn());
 }
 
 TEST_F(CardReaderTest, BeepsInUnitsOfTenMilliseconds) {
