@@ -25,9 +25,11 @@ class LinkHolder {
   // Writes a setting by its item number, to the link that is there and to every later one. The item
   // "Exit" destroys the link; items that are no settings have no effect.
   void Record(std::int32_t item, const std::string& text);
+  HostNames& Names() { return hostNames; }
 
  private:
   platform::SocketApi& sockets;
+  HostNames hostNames;
   platform::Clock& clock;
   const Dialect dialect;
   platform::CSMutex holderLock;  // guards the rest; taken after stateLock, before the link's lock

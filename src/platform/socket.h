@@ -7,7 +7,6 @@
 namespace idcardreader::platform {
 
 using SocketHandle = std::intptr_t;
-inline constexpr SocketHandle kNoSocket = 0;        // "none" in the fields of its users
 inline constexpr SocketHandle kInvalidSocket = -1;  // what a failed creation yields
 
 // The door to the network: blocking IPv4 TCP. Every call is one system call or a bounded few; none

@@ -1,5 +1,6 @@
 #include "service/decode_server_link.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <mutex>
 #include <utility>
@@ -89,8 +90,13 @@ class DecodeServerLink::ReadSink : public ExchangeSink {
   const ReadGeneration generation;
 };
 
-DecodeServerLink::DecodeServerLink(platform::SocketApi& sockets, platform::Clock& clock)
-    : sockets(sockets), clock(clock), traceLog(kLinkName, clock), wakeEvent(kLinkName) {}
+DecodeServerLink::DecodeServerLink(platform::SocketApi& sockets, HostNames& hostNames,
+                                   platform::Clock& clock)
+    : hostNames(hostNames),
+      clock(clock),
+      traceLog(kLinkName, clock),
+      wakeEvent(kLinkName),
+      transport(sockets) {}
 
 DecodeServerLink::~DecodeServerLink() {
   {
@@ -99,9 +105,7 @@ DecodeServerLink::~DecodeServerLink() {
     currentRead = kNoRead;
   }
   wakeEvent.Set();
-  if (transport != nullptr) {
-    transport->Shutdown();
-  }
+  transport.Shutdown();
   if (clientThread != nullptr) {
     clientThread->Join();
   }
@@ -124,14 +128,16 @@ void DecodeServerLink::SetTokenProtocol(bool on) {
 bool DecodeServerLink::ServerInit(ReadGeneration generation) {
   {
     const std::lock_guard guard(linkLock);
+    if (generation <= lastEndedRead) {
+      return false;
+    }
+    lastEndedRead = generation - 1;
     startedRead = kNoRead;
     currentRead = generation;
     commandQueue.clear();
   }
   traceLog.Log("Server Init Begin");
-  if (transport != nullptr) {
-    transport->Shutdown();
-  }
+  transport.Shutdown();
   const std::lock_guard exchangeGuard(exchangeLock);
   {
     const std::lock_guard guard(linkLock);
@@ -156,6 +162,7 @@ bool DecodeServerLink::Started(ReadGeneration generation) {
 
 void DecodeServerLink::EndRead(ReadGeneration generation) {
   const std::lock_guard guard(linkLock);
+  lastEndedRead = std::max(lastEndedRead, generation);
   if (currentRead == generation) {
     currentRead = kNoRead;
     commandQueue.clear();
@@ -201,14 +208,13 @@ bool DecodeServerLink::ConnectToEitherServer(ReadGeneration generation) {
 
 bool DecodeServerLink::InitSocket(std::size_t mode, ReadGeneration generation) {
   traceLog.Log("InitSocket");
-  if (transport == nullptr) {
-    transport = std::make_unique<SocketTransport>(sockets);
+  if (std::exchange(newTransport, false)) {
     traceLog.Log("Socket New");
   }
   traceLog.Log("Socket Close");
-  transport->CloseSocket();
+  transport.CloseSocket();
   traceLog.Log("Socket Init");
-  if (!transport->CreateSocket()) {
+  if (!transport.CreateSocket()) {
     if (mode == 2) {
       traceLog.Log("InitSocket fail!***");
       ReportFailure(generation, ERRORT_SocketInit, {}, {});
@@ -220,19 +226,19 @@ bool DecodeServerLink::InitSocket(std::size_t mode, ReadGeneration generation) {
     const std::lock_guard guard(linkLock);
     timeoutMs = settings.SocketTimeout();
   }
-  transport->SetSocketOptions(timeoutMs);
-  const std::vector<ServerEndpoint> servers = ResolvedServers();
+  transport.SetSocketOptions(timeoutMs);
+  const std::vector<ServerEndpoint> servers = ResolvedServers(generation);
   if (servers.size() < mode) {
     return false;
   }
   const ServerEndpoint& server = servers[mode - 1];
-  transport->SetServer(server.host, server.port);
-  const bool connected = transport->ConnectServer();
+  transport.SetServer(server.host, server.port);
+  const bool connected = transport.ConnectServer(Over(generation));
   traceLog.Log("SER " + std::to_string(mode) + (connected ? " sucess" : " fail") + server.host);
   return connected;
 }
 
-std::vector<ServerEndpoint> DecodeServerLink::ResolvedServers() {
+std::vector<ServerEndpoint> DecodeServerLink::ResolvedServers(ReadGeneration generation) {
   std::vector<ServerEndpoint> configured;
   {
     const std::lock_guard guard(linkLock);
@@ -245,16 +251,21 @@ std::vector<ServerEndpoint> DecodeServerLink::ResolvedServers() {
   if (!configured.empty()) {
     traceLog.Log("Socket DNS Parse 2");
   }
+  std::vector<std::string> hosts;
+  for (const ServerEndpoint& server : configured) {
+    hosts.push_back(server.host);
+  }
+  const std::vector<std::string> addresses = hostNames.Resolve(hosts, Over(generation));
   std::vector<ServerEndpoint> resolved;
-  for (ServerEndpoint& server : configured) {
-    if (!platform::IsDottedAddress(server.host)) {
-      server.host = sockets.ResolveHostName(server.host);
-    }
-    if (!server.host.empty()) {
-      resolved.push_back(std::move(server));
+  for (std::size_t index = 0; index < addresses.size(); ++index) {
+    if (!addresses[index].empty()) {
+      resolved.push_back({addresses[index], configured[index].port});
     }
   }
   const std::lock_guard guard(linkLock);
+  if (currentRead != generation) {
+    return {};  // not all of them may have been found by then
+  }
   if (settings.resolvedServers.empty()) {
     settings.resolvedServers = std::move(resolved);
   }
@@ -332,7 +343,7 @@ void DecodeServerLink::Perform(const LinkCommand& command) {
     dialect = tokenProtocol ? Dialect::token : Dialect::device_code;
   }
   ReadSink sink(*this, command.generation);
-  DecodeTransaction transaction(*transport, sink, clock, dialect, identity, loginState);
+  DecodeTransaction transaction(transport, sink, clock, dialect, identity, loginState);
   Dispatch(transaction, command);
   const std::lock_guard guard(linkLock);
   login = std::move(loginState);
@@ -361,6 +372,10 @@ void DecodeServerLink::ReportFailure(ReadGeneration generation, std::int32_t cod
 bool DecodeServerLink::IsCurrent(ReadGeneration generation) {
   const std::lock_guard guard(linkLock);
   return currentRead == generation;
+}
+
+std::function<bool()> DecodeServerLink::Over(ReadGeneration generation) {
+  return [this, generation] { return !IsCurrent(generation); };
 }
 
 }  // namespace idcardreader

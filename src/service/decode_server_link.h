@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@
 #include "platform/thread.h"
 #include "service/decode_transaction.h"
 #include "service/event_table.h"
+#include "service/host_names.h"
 #include "service/link_command.h"
 #include "service/socket_transport.h"
 #include "support/activity_log.h"
@@ -28,7 +30,7 @@ namespace idcardreader {
 // exchangeLock only serialises the use of the socket. Taken together, exchangeLock comes first.
 class DecodeServerLink {
  public:
-  DecodeServerLink(platform::SocketApi& sockets, platform::Clock& clock);
+  DecodeServerLink(platform::SocketApi& sockets, HostNames& hostNames, platform::Clock& clock);
   // Ends the client thread; an exchange under way is cut off.
   ~DecodeServerLink();
   DecodeServerLink(const DecodeServerLink&) = delete;
@@ -41,7 +43,8 @@ class DecodeServerLink {
 
   // Begins a read: drops whatever an earlier one has left, connects anew to the first server that
   // answers, starts the client thread if there is none. Runs on the caller's thread, for two
-  // connects and their look-ups at most, after the exchange under way has been cut off.
+  // connects and one look-up of their names at most, after the exchange under way has been cut off;
+  // the end of the read, or the beginning of a later one, ends it within 100 ms.
   bool ServerInit(ReadGeneration generation);
   // ServerInit has succeeded for this read, and the client thread works.
   bool Started(ReadGeneration generation);
@@ -62,7 +65,7 @@ class DecodeServerLink {
 
   bool ConnectToEitherServer(ReadGeneration generation);
   bool InitSocket(std::size_t mode, ReadGeneration generation);
-  std::vector<ServerEndpoint> ResolvedServers();
+  std::vector<ServerEndpoint> ResolvedServers(ReadGeneration generation);
   bool StartClientThread(ReadGeneration generation);
   bool LoadPhotoLibrary();
   void RunClient();
@@ -71,14 +74,16 @@ class DecodeServerLink {
   void ReportFailure(ReadGeneration generation, std::int32_t code, std::string_view detail,
                      std::string_view answer);
   bool IsCurrent(ReadGeneration generation);
+  std::function<bool()> Over(ReadGeneration generation);
 
-  platform::SocketApi& sockets;
+  HostNames& hostNames;
   platform::Clock& clock;
   ActivityLog traceLog;
   platform::Event wakeEvent;
 
   platform::CSMutex exchangeLock;
-  std::unique_ptr<SocketTransport> transport;  // made once, by the first connect
+  SocketTransport transport;
+  bool newTransport = true;
 
   platform::CSMutex linkLock;
   ServiceSettings settings;
@@ -87,6 +92,7 @@ class DecodeServerLink {
   ReadGeneration currentRead = kNoRead;
   ReadGeneration startedRead = kNoRead;
   ReadGeneration failedRead = kNoRead;
+  ReadGeneration lastEndedRead = kNoRead;
   std::deque<LinkCommand> commandQueue;
   EventTable events;
   LoginState login;

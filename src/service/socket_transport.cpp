@@ -1,6 +1,8 @@
 #include "service/socket_transport.h"
 
 #include <algorithm>
+#include <mutex>
+#include <utility>
 
 #include "support/console.h"
 #include "support/gbk_text.h"
@@ -12,6 +14,7 @@ namespace {
 constexpr char kFallbackAddress[] = "127.0.0.1";  // without settings no byte leaves this machine
 constexpr std::uint16_t kFallbackPort = 7333;
 constexpr std::uint32_t kConnectTimeoutMs = 1000;
+constexpr std::uint32_t kConnectSliceMs = 50;
 
 const GbkText kConnected("连接成功");
 const GbkText kNotConnected("连接失败");
@@ -51,9 +54,12 @@ bool SocketTransport::CreateSocket() {
         return false;
     }
   }
-  socketStale = false;
-  socket = sockets.CreateTcpSocket();
-  if (socket == platform::kInvalidSocket) {
+  const platform::SocketHandle created = sockets.CreateTcpSocket();
+  {
+    const std::lock_guard guard(handleLock);
+    socket = created;
+  }
+  if (created == platform::kInvalidSocket) {
     ErrorLog().Log("socket creat fail");
     return false;
   }
@@ -65,19 +71,28 @@ void SocketTransport::SetSocketOptions(std::uint32_t timeoutMs) {
   sockets.SetDontLingerOff(socket);
 }
 
-bool SocketTransport::ConnectServer() {
+bool SocketTransport::ConnectServer(const std::function<bool()>& givenUp) {
   sockets.SetNonBlocking(socket, true);
   const bool connected =
-      sockets.Connect(socket, serverAddress.data(), port) ||
-      (sockets.WaitWritable(socket, kConnectTimeoutMs) > 0 && sockets.PendingError(socket) == 0);
+      sockets.Connect(socket, serverAddress.data(), port) || AwaitConnection(givenUp);
   sockets.SetNonBlocking(socket, false);
   if (!connected) {
     ErrorLog().Log("socket connect fail");
-    sockets.Close(socket);
-    socketStale = true;
+    CloseSocket();
   }
   PrintLine(connected ? std::string_view(kConnected) : std::string_view(kNotConnected));
   return connected;
+}
+
+bool SocketTransport::AwaitConnection(const std::function<bool()>& givenUp) {
+  for (std::uint32_t waitedMs = 0; waitedMs < kConnectTimeoutMs && !givenUp();
+       waitedMs += kConnectSliceMs) {
+    const int ready = sockets.WaitWritable(socket, kConnectSliceMs);
+    if (ready != 0) {
+      return ready > 0 && sockets.PendingError(socket) == 0;
+    }
+  }
+  return false;
 }
 
 int SocketTransport::SendData(const void* data, std::size_t length) {
@@ -102,17 +117,20 @@ int SocketTransport::ReceiveData(std::string& output) {
 }
 
 void SocketTransport::CloseSocket() {
-  if (socket != platform::kNoSocket && socket != platform::kInvalidSocket && !socketStale) {
-    sockets.Close(socket);
+  platform::SocketHandle closed = platform::kInvalidSocket;
+  {
+    const std::lock_guard guard(handleLock);
+    std::swap(closed, socket);
   }
-  socket = platform::kNoSocket;
-  socketStale = false;
+  if (closed != platform::kInvalidSocket) {
+    sockets.Close(closed);
+  }
 }
 
 void SocketTransport::Shutdown() {
-  const platform::SocketHandle current = socket;
-  if (current != platform::kNoSocket && current != platform::kInvalidSocket && !socketStale) {
-    sockets.Shutdown(current);
+  const std::lock_guard guard(handleLock);
+  if (socket != platform::kInvalidSocket) {
+    sockets.Shutdown(socket);
   }
 }
 

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
+#include "platform/mutex.h"
 #include "platform/socket.h"
 
 namespace idcardreader {
@@ -32,8 +33,8 @@ class SocketTransport {
   bool CreateSocket();
   // For each single send and receive.
   void SetSocketOptions(std::uint32_t timeoutMs);
-  // Gives up after one second.
-  bool ConnectServer();
+  // Gives up after one second, or 50 ms after givenUp has come true.
+  bool ConnectServer(const std::function<bool()>& givenUp);
   // Bytes that the one send call took, more than 0, or -1.
   int SendData(const void* data, std::size_t length);
   // Bytes received, more than 0, or -1; the output holds just these bytes.
@@ -43,13 +44,14 @@ class SocketTransport {
   void Shutdown();
 
  private:
+  bool AwaitConnection(const std::function<bool()>& givenUp);
+
   platform::SocketApi& sockets;
   std::array<char, 16> serverAddress{};
   std::uint16_t port;
-  std::atomic<platform::SocketHandle> socket = platform::kNoSocket;
-  // After a failed connect the handle is closed but still stored: the system may have given its
-  // number to somebody else by now, so it is not closed once more.
-  bool socketStale = false;
+  // Guards the handle against Shutdown: once it is closed, its number may be somebody else's.
+  platform::CSMutex handleLock;
+  platform::SocketHandle socket = platform::kInvalidSocket;
   bool firstUse = true;
   std::array<char, kReceiveBufferSize> receiveBuffer;
 };

@@ -35,7 +35,7 @@ class SocketTest : public testing::Test {
   SocketHandle Create() {
     const SocketHandle handle = api.CreateTcpSocket();
     EXPECT_NE(handle, kInvalidSocket);
-    EXPECT_NE(handle, kNoSocket);
+    EXPECT_NE(handle, 0);
     created.push_back(handle);
     return handle;
   }

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "service/scripted_sockets.h"
@@ -29,7 +30,7 @@ class DecodeServerLinkTest : public testing::Test {
   DecodeServerLinkTest() {
     sockets.servers[1] = {false, 1, 111};  // nobody listens on port 1
     sockets.names = {{"one.example", "10.0.0.1"}, {"two.example", "10.0.0.2"}};
-    link.emplace(sockets, clock);
+    link.emplace(sockets, names, clock);
   }
 
   void Set(const Settings& settings) {
@@ -56,6 +57,7 @@ class DecodeServerLinkTest : public testing::Test {
 
   ScriptedSockets sockets;
   TestClock clock;
+  HostNames names{sockets, clock};
   std::optional<DecodeServerLink> link;
 };
 
@@ -76,23 +78,22 @@ TEST_F(DecodeServerLinkTest, TriesTwoServersInTheirOrder) {
        "connect 11 10.0.0.1:1; connect 12 10.0.0.2:1; "},
       {{{26, "10.0.0.1*1"}}, false, "connect 11 10.0.0.1:1; "},
       {{}, false, ""},
-      {{{26, "10.9.8.7*80"}}, true, "connect 11 10.9.8.7:80; "},  // no look-up
+      {{{26, "10.9.8.7*80"}}, true, "connect 11 10.9.8.7:80; "},
       {{{26, "one.example*1"}, {27, "two.example*81"}},
        true,
-       "resolve one.example; resolve two.example; connect 11 10.0.0.1:1; connect 12 10.0.0.2:81; "},
-      {{{26, "gone.example*80"}, {27, "two.example*81"}},
-       true,
-       "resolve gone.example; resolve two.example; connect 11 10.0.0.2:81; "},
+       "connect 11 10.0.0.1:1; connect 12 10.0.0.2:81; "},
+      {{{26, "gone.example*80"}, {27, "two.example*81"}}, true, "connect 11 10.0.0.2:81; "},
   };
   for (const ServerCase& row : kCases) {
     ScriptedSockets network;
     network.servers = sockets.servers;
     network.names = sockets.names;
-    link.emplace(network, clock);
+    HostNames networkNames(network, clock);
+    link.emplace(network, networkNames, clock);
     Set(row.settings);
     EXPECT_EQ(link->ServerInit(1), row.connected) << row.calls;
     EXPECT_EQ(link->Started(1), row.connected) << row.calls;
-    EXPECT_EQ(Calls(network, "resolve", "connect"), row.calls);
+    EXPECT_EQ(Calls(network, "connect", "connect"), row.calls);
     link.reset();
   }
 }
@@ -106,6 +107,36 @@ TEST_F(DecodeServerLinkTest, LooksNamesUpOnceAndReconnectsWithEachRead) {
   EXPECT_EQ(Calls(sockets, "timeouts", "close"), "timeouts 11 250; close 11; timeouts 12 250; ");
   EXPECT_FALSE(link->Started(1));
   EXPECT_TRUE(link->Started(2));
+}
+
+TEST_F(DecodeServerLinkTest, LooksAMissingNameUpOnceAStart) {
+  Set({{26, "gone.example*80"}});
+  EXPECT_FALSE(link->ServerInit(1));
+  EXPECT_EQ(Calls(sockets, "resolve", "connect"), "resolve gone.example; ");
+}
+
+// The clock stands still, so that only the end of the read can end its wait.
+TEST_F(DecodeServerLinkTest, ASilentNameServerHoldsNoReadThatIsOver) {
+  sockets.silentNames = {"one.example"};
+  Set({{26, "one.example*80"}});
+  std::thread reading([this] { EXPECT_FALSE(link->ServerInit(1)); });
+  EXPECT_TRUE(Eventually([this] { return !Calls(sockets, "resolve", "resolve").empty(); }));
+  link->EndRead(1);
+  reading.join();
+  EXPECT_FALSE(link->ServerInit(1));  // as when the stop comes first
+  std::thread overtaken([this] { link->ServerInit(2); });
+  Set({{19, "10.0.0.1.80"}});
+  EXPECT_TRUE(link->ServerInit(3));
+  overtaken.join();
+  EXPECT_EQ(Calls(sockets, "resolve", "resolve"), "resolve one.example; ");
+}
+
+TEST_F(DecodeServerLinkTest, AStoppedReadLeavesTheConnectAndTheSecondServer) {
+  sockets.servers[1] = {false, 0, 0};  // does not answer
+  Set({{19, "10.0.0.1.1"}, {24, "10.0.0.2.80"}});
+  sockets.onConnectWait = [this] { link->EndRead(1); };
+  EXPECT_FALSE(link->ServerInit(1));
+  EXPECT_EQ(Calls(sockets, "connect", "wait"), "connect 11 10.0.0.1:1; wait 11 50; ");
 }
 
 TEST_F(DecodeServerLinkTest, WithoutASocketRaises3InTheSecondAttempt) {

@@ -5,7 +5,9 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,10 +34,19 @@ class ScriptedSockets : public platform::SocketApi {
   bool creates = true;
   std::map<std::uint16_t, Server> servers;  // by port; all others accept at once
   std::map<std::string, std::string> names;
-  int sendResult = 0;  // other than 0: what each Send yields
+  std::set<std::string> silentNames;  // their look-ups hang until EndSilence
+  int sendResult = 0;                 // other than 0: what each Send yields
   // Called with each message, outside the lock; may add answers.
   std::function<void(const std::string& message)> onSend;
   bool blockWithoutAnswer = false;  // until Shutdown; else the time runs out at once
+  std::function<void()> onConnectWait;
+
+  ~ScriptedSockets() override { EndSilence(); }
+  void EndSilence() {
+    const std::lock_guard guard(silence->mutex);
+    silence->over = true;
+    silence->change.NotifyAll();
+  }
 
   // An empty answer stands for the peer's end of the connection.
   void Answer(std::string bytes) {
@@ -90,6 +101,7 @@ class ScriptedSockets : public platform::SocketApi {
   }
   int WaitWritable(platform::SocketHandle socket, std::uint32_t milliseconds) override {
     Note("wait", socket, " " + std::to_string(milliseconds));
+    if (onConnectWait) onConnectWait();
     return connecting.writable;
   }
   int PendingError(platform::SocketHandle) override { return connecting.error; }
@@ -122,11 +134,24 @@ class ScriptedSockets : public platform::SocketApi {
   }
   void Close(platform::SocketHandle socket) override { Note("close", socket); }
   std::string ResolveHostName(const std::string& name) override {
+    const auto known = names.find(name);
+    std::string address = known == names.end() ? std::string() : known->second;
+    // A thread that is left behind in here outlives this object.
+    const auto heard = silentNames.count(name) != 0 ? silence : nullptr;
     Note("resolve " + name);
-    return names[name];
+    if (heard == nullptr) return address;
+    const std::lock_guard guard(heard->mutex);
+    while (!heard->over) heard->change.Wait(heard->mutex);
+    return address;
   }
 
  private:
+  struct Silence {
+    platform::CSMutex mutex;
+    platform::Condition change;
+    bool over = false;
+  };
+
   void Note(const std::string& call, platform::SocketHandle socket = 0,
             const std::string& detail = {}) {
     const std::lock_guard guard(mutex);
@@ -139,6 +164,7 @@ class ScriptedSockets : public platform::SocketApi {
   std::vector<std::string> sent;
   std::vector<std::string> calls;
   Server connecting;
+  const std::shared_ptr<Silence> silence = std::make_shared<Silence>();
   platform::SocketHandle lastHandle = 10;
   bool open = false;
 };
