@@ -178,10 +178,7 @@ KeyAnswer DecodeTransaction::ParseDataInputkeyNew(KeyKind kind) {
 
 KeyAnswer DecodeTransaction::ParseDataInputkey(KeyKind kind) {
   sink.Trace("ParseDataInputkey 3 ******");
-  KeyAnswer answer = ParseDeviceCodeKeyAnswer(answerText, kind);
-  // Only the answer to the DN may skip the rest of the relay.
-  answer.contentHasBegun = answer.contentHasBegun && kind == KeyKind::input;
-  return answer;
+  return ParseDeviceCodeKeyAnswer(answerText, kind);
 }
 
 void DecodeTransaction::ReadContent() {
