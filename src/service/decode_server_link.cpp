@@ -8,6 +8,7 @@
 #include "platform/code_page.h"
 #include "support/status_codes.h"
 #include "support/text_log.h"
+#include "support/utf8.h"
 
 namespace idcardreader {
 namespace {
@@ -357,7 +358,9 @@ void DecodeServerLink::ReportFailure(ReadGeneration generation, std::int32_t cod
   // Logged first: once the failure is filed, the caller may wake and ask for the logged text.
   ErrorLog().Log(std::string(StatusText(code)).append(",").append(detail));
   if (!answer.empty()) {
-    ErrorLog().Log(platform::Utf16ToGbk(platform::Utf8ToUtf16(answer)));
+    // Some services answer in GBK already.
+    ErrorLog().Log(IsValidUtf8(answer) ? platform::Utf16ToGbk(platform::Utf8ToUtf16(answer))
+                                       : std::string(answer));
   }
   const std::lock_guard guard(linkLock);
   if (currentRead != generation) {

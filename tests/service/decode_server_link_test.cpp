@@ -238,15 +238,19 @@ TEST_F(DecodeServerLinkTest, EndsAlsoDuringAnExchange) {
   EXPECT_EQ(Calls(sockets, "shutdown", "close"), "shutdown 11; close 11; ");
 }
 
-TEST_F(DecodeServerLinkTest, ARefusedLoginIsNeededAgain) {
-  const LoggedLines errors;
-  sockets.Answer(R"({"code":"17","msg":"不"})");
-  ASSERT_TRUE(Init(1));
-  Post(1, {14});
-  EXPECT_TRUE(AwaitEvent(1, 53));
-  EXPECT_TRUE(link->LoginNeeded());
-  EXPECT_THAT(errors.Get(), ElementsAre(Text("CDF8C2E7BDE2CEF6746F6B656EB4EDCEF3") + ",code:17",
-                                        Gbk(R"({"code":"17","msg":"不"})")));
+TEST_F(DecodeServerLinkTest, ARefusedLoginIsNeededAgainAndIsLoggedInGbk) {
+  const std::string refusal = R"({"code":"17","msg":"不"})";
+  ReadGeneration read = 0;
+  for (const std::string& answer : {refusal, Gbk(refusal)}) {
+    const LoggedLines errors;
+    ASSERT_TRUE(Init(++read));
+    sockets.Answer(answer);
+    Post(read, {14});
+    EXPECT_TRUE(AwaitEvent(read, 53));
+    EXPECT_TRUE(link->LoginNeeded());
+    EXPECT_THAT(errors.Get(),
+                ElementsAre(Text("CDF8C2E7BDE2CEF6746F6B656EB4EDCEF3") + ",code:17", Gbk(refusal)));
+  }
 }
 
 }  // namespace
