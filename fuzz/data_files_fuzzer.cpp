@@ -1,9 +1,7 @@
 #include "base/expect.h"
 #include "base/script.h"
-#include "config/data_file_lines.h"
 #include "config/data_files.h"
-#include "config/field_scrambling.h"
-#include "config/reader_settings.h"
+#include "config/start_up.h"
 #include "datafile/scrambling.h"
 #include "stand_ins/files.h"
 
@@ -28,18 +26,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool plain = !scrambled && (value + rest).find('\0') == std::string::npos;
   fuzz::Files() = {{"appid.dat", plain ? Line("appid=" + value) : value},
                    {"hostport.dat", plain ? Line("a=" + value) + Line("b=" + rest) : rest}};
-  DataFiles files("/library");
-  const auto result = files.LoadAppId();
-  fuzz::Expect((result == DataFiles::kLoaded) == !files.AppId().empty(), "a loaded file has an id");
-  fuzz::Expect(files.LoadAppId() == result, "a file is loaded once");
-  fuzz::Expect(!plain || files.AppId() == value, "the id is the file's");
-  files.LoadHostPort();
-  for (std::size_t count = files.EndpointCount(); count > 0; --count) {
-    const std::string endpoint = files.NextEndpoint();
-    ReaderSettings settings;
-    ApplyEndpoint(endpoint, settings.serverHost1, settings.serverPort1);
-    fuzz::Expect(!endpoint.empty(), "an endpoint is not empty");
-  }
-  fuzz::Expect(files.EndpointIndex() == 0, "the endpoints start over");
+  const StartUp startUp = ReadStartUp("/host", "/library");
+  const bool loaded = startUp.appIdFile == StartUp::File::read;
+  fuzz::Expect(loaded == !startUp.settings.appId.empty(), "a loaded file has an id");
+  fuzz::Expect(!plain || startUp.settings.appId == value, "the id is the file's");
+  fuzz::Expect(loaded == startUp.EndpointsKnown(), "whoever has an id has endpoints");
+  fuzz::Expect(!startUp.Incomplete(), "nothing is left to be read");
   return 0;
 }

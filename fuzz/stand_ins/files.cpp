@@ -33,8 +33,10 @@ File OpenFile(const std::filesystem::path& path, const char* mode) {
 
 File OpenAnsiFile(const char* name, const char* mode) { return OpenFile(name, mode); }
 bool AnsiFileExists(const char*) { return false; }
+void RemoveAnsiFile(const char*) {}
 bool CreateFolder(const std::filesystem::path&) { return true; }
 unsigned long LastSystemError() { return static_cast<unsigned long>(errno); }
+bool OutOfDescriptors() { return false; }
 std::string AnsiText(const std::filesystem::path& path) { return path.native(); }
 
 std::vector<NetworkAdapter> ListNetworkAdapters() { return {}; }

@@ -1,96 +1,58 @@
 #include "config/data_files.h"
 
-#include <array>
-#include <cstdio>
-#include <string_view>
+#include <cstdint>
 #include <utility>
 
-#include "config/data_file_lines.h"
-#include "config/default_endpoints.h"
-#include "config/field_scrambling.h"
-#include "platform/files.h"
-#include "support/console.h"
-#include "support/gbk_text.h"
-#include "support/text_log.h"
+#include "support/hex_text.h"
 
 namespace idcardreader {
 namespace {
 
-constexpr char kVersion[] = "V1.0";
-// The files hold a line or two; a file that never ends must not fill the memory.
-constexpr std::size_t kLargestFile = 1024 * 1024;
-
-const GbkText kCannotOpenAppId("打开appid文件失败");
-const GbkText kEmptyAppId("appid文件数据为空");
-const GbkText kCannotOpenHostPort("打开hostport文件失败");
-const GbkText kEmptyHostPort("hostport文件数据为空");
-
-void LogFailure(std::string_view message) {
-  DataFileLog().Log(message);
-  ErrorLog().Log(message);
-}
-
-std::string ReadWhole(std::FILE* file) {
-  std::string text;
-  std::array<char, 4096> part;
-  std::size_t count = 0;
-  while (text.size() < kLargestFile &&
-         (count = std::fread(part.data(), 1, part.size(), file)) > 0) {
-    text.append(part.data(), count);
+std::string ValueOfLine(std::string_view line, std::string_view key) {
+  line = line.substr(0, line.find('\r'));
+  const std::size_t tab = line.find('\t');
+  if (tab == std::string_view::npos) {
+    return {};
   }
-  return text;
-}
-
-DataFiles::Result LoadValues(const std::filesystem::path& path, std::string_view cannotOpen,
-                             std::string_view empty, std::vector<std::string>& values) {
-  PrintLine(std::string("version:") + kVersion);
-  const platform::File file = platform::OpenFile(path, "rt");
-  if (file == nullptr) {
-    LogFailure(cannotOpen);
-    return DataFiles::kCannotOpen;
-  }
-  values = DataFileValues(ReadWhole(file.get()), kDataFileKey);
-  if (values.empty()) {
-    LogFailure(empty);
-    return DataFiles::kNoValue;
-  }
-  return DataFiles::kLoaded;
+  const std::string field = DescrambleField(line.substr(tab + 1), key);
+  const std::size_t equals = field.find('=');
+  return equals == std::string::npos ? std::string() : field.substr(equals + 1);
 }
 
 }  // namespace
 
-DataFiles::DataFiles(std::filesystem::path folder)
-    : folder(std::move(folder)),
-      endpoints{std::string(kDefaultHost1) + "," + kDefaultPort,
-                std::string(kDefaultHost2) + "," + kDefaultPort} {}
-
-DataFiles::Result DataFiles::LoadAppId() {
-  if (appIdResult == kNotLoaded) {
-    std::vector<std::string> values;
-    appIdResult = LoadValues(folder / "appid.dat", kCannotOpenAppId, kEmptyAppId, values);
-    if (appIdResult == kLoaded) {
-      appId = values.back();
-    }
+std::string DescrambleField(std::string_view hexText, std::string_view key) {
+  if (hexText.size() < 2) {
+    return {};
   }
-  return appIdResult;
+  if (key.empty()) {
+    key = kDefaultFieldKey;
+  }
+  std::string plain;
+  int previous = HexPairValue(hexText[0], hexText[1]);
+  std::size_t keyIndex = 0;
+  for (std::size_t index = 2; index + 1 < hexText.size(); index += 2) {
+    const int scrambled = HexPairValue(hexText[index], hexText[index + 1]);
+    const int mixed = static_cast<signed char>(key[keyIndex]) ^ scrambled;
+    keyIndex = (keyIndex + 1) % key.size();
+    const int difference = mixed > previous ? mixed - previous : mixed - previous - 1;
+    plain.push_back(static_cast<char>(static_cast<std::uint8_t>(difference)));
+    previous = scrambled;
+  }
+  return plain;
 }
 
-DataFiles::Result DataFiles::LoadHostPort() {
-  if (hostPortResult == kNotLoaded) {
-    std::vector<std::string> values;
-    hostPortResult =
-        LoadValues(folder / "hostport.dat", kCannotOpenHostPort, kEmptyHostPort, values);
-    if (hostPortResult == kLoaded) {
-      endpoints = std::move(values);
+std::vector<std::string> DataFileValues(std::string_view fileText, std::string_view key) {
+  std::vector<std::string> values;
+  while (!fileText.empty()) {
+    const std::size_t lineEnd = fileText.find('\n');
+    std::string value = ValueOfLine(fileText.substr(0, lineEnd), key);
+    if (!value.empty()) {
+      values.push_back(std::move(value));
     }
+    fileText.remove_prefix(lineEnd == std::string_view::npos ? fileText.size() : lineEnd + 1);
   }
-  return hostPortResult;
-}
-
-std::string DataFiles::NextEndpoint() {
-  std::string endpoint = endpoints[endpointIndex];
-  endpointIndex = (endpointIndex + 1) % endpoints.size();
-  return endpoint;
+  return values;
 }
 
 }  // namespace idcardreader

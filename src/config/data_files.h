@@ -1,38 +1,22 @@
 #pragma once
 
-#include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace idcardreader {
 
-// appid.dat and hostport.dat, the two files beside the library that say who we are to the service
-// and where it is. Each is read once; a later load gives the stored result.
-class DataFiles {
- public:
-  // What the loaders return and the start-up prints.
-  enum Result : int { kNotLoaded = 0, kCannotOpen = 1, kNoValue = 5, kLoaded = 9 };
+// The key of the fields in the data files, and the one used where none is given.
+inline constexpr std::string_view kDataFileKey = "QJXTWMBRK";
+inline constexpr std::string_view kDefaultFieldKey = "kvb";
 
-  explicit DataFiles(std::filesystem::path folder);
+// The plain text of a scrambled field (hexadecimal pairs). Empty for less than one pair; a last odd
+// digit is left out.
+std::string DescrambleField(std::string_view hexText, std::string_view key);
 
-  Result LoadAppId();
-  Result LoadHostPort();
-
-  const std::string& AppId() const { return appId; }
-
-  // Hands the endpoints out in turn, starting over after the last; never empty-handed, because two
-  // default endpoints stand in for a file without any.
-  std::string NextEndpoint();
-  std::size_t EndpointIndex() const { return endpointIndex; }
-  std::size_t EndpointCount() const { return endpoints.size(); }
-
- private:
-  const std::filesystem::path folder;
-  std::string appId;
-  std::vector<std::string> endpoints;
-  std::size_t endpointIndex = 0;
-  Result appIdResult = kNotLoaded;
-  Result hostPortResult = kNotLoaded;
-};
+// The values in the text of a data file, in the order of its lines. A line is a label, a tab and
+// the scrambled field; the field is a name, "=" and the value. Lines without a tab or without "="
+// have no value, and empty values are left out.
+std::vector<std::string> DataFileValues(std::string_view fileText, std::string_view key);
 
 }  // namespace idcardreader

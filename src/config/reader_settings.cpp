@@ -6,8 +6,7 @@ namespace idcardreader {
 
 void ReaderSettings::ApplyConfFile(const ConfFile& file) {
   canLog = file.Switch("canLog");
-  canLogDetail = file.Switch("canLogDetail");
-  canRecordDB = file.Switch("canRecordDB");
+  canPrint = file.Text("canPrint", "true") != "false";
   vid = file.Integer("vid", vid);
   pid = file.Integer("pid", pid);
   comnum = file.Integer("comnum", comnum);

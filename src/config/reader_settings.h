@@ -4,28 +4,29 @@
 #include <string>
 
 #include "config/conf_file.h"
-#include "config/default_endpoints.h"
 
 namespace idcardreader {
+
+// Where the service is when no file says so: names that exist nowhere, so that no card block leaves
+// the machine before somebody has said where to.
+inline constexpr char kDefaultHost1[] = "decode1.idcardreader.invalid";
+inline constexpr char kDefaultHost2[] = "decode2.idcardreader.invalid";
+inline constexpr char kDefaultPort[] = "9999";
 
 // What the files beside the host program and beside the library say.
 struct ReaderSettings {
   std::string appId;
   bool canLog = false;
-  bool canLogDetail = false;
-  bool canRecordDB = false;
+  bool canPrint = true;  // the progress lines on standard output; off for the value "false" alone
   std::string serverHost1 = kDefaultHost1;
   std::string serverPort1 = kDefaultPort;
-  std::string serverAddress1;
   std::string serverHost2 = kDefaultHost2;
   std::string serverPort2 = kDefaultPort;
-  std::string serverAddress2;
   std::uint32_t vid = 0xC216;
   std::uint32_t pid = 0x0102;
   std::uint32_t comnum = 1;
   std::uint32_t comport = 57600;  // the baud rate, whatever its name says
   std::string comname;
-  std::string limitB = "1000";  // the time-out of one send or receive of the service, in ms
 
   void ApplyConfFile(const ConfFile& file);
 };

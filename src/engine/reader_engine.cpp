@@ -99,8 +99,6 @@ bool ReaderEngine::Exit(ReadState::Shutdown kind) {
   reader.Close();
   search.Reset();
   log.Close();
-  configFile.reset();
-  dataFiles.reset();
   state.EndShutdown();
   return true;
 }
@@ -147,6 +145,9 @@ bool ReaderEngine::ReadCard(const std::function<void()>& onSuccess) {
   // was read; the rest must not be taken for this read's answers.
   if (lastReadFailed.exchange(true)) {
     reader.ExpectStaleReports();
+  }
+  if (Told().Incomplete()) {
+    LoadConfig();
   }
   if (!StartStep(generation)) {
     // Whatever failed without a code of its own; after a failure with one this has no effect.
@@ -345,7 +346,7 @@ ReaderOutcome ReaderEngine::OpenDevice(const AbandonTest& abandoned) {
   bool newlyOpened = false;
   const ReaderOutcome outcome = reader.OpenDevice(newlyOpened, abandoned);
   if (newlyOpened) {
-    links.Record(kItemDeviceCode, settings.appId + "&" + reader.AuthorizeCode() + "&" +
+    links.Record(kItemDeviceCode, Told().settings.appId + "&" + reader.AuthorizeCode() + "&" +
                                       hostDeviceCode + "&" + reader.VersionCode());
   }
   return outcome;

@@ -5,13 +5,10 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "config/conf_file.h"
-#include "config/data_files.h"
-#include "config/reader_settings.h"
+#include "config/start_up.h"
 #include "engine/auto_search.h"
 #include "engine/link_holder.h"
 #include "engine/read_state.h"
@@ -33,7 +30,7 @@ struct EngineDoors {
   platform::SocketApi& sockets;
   platform::Clock& clock;
   std::filesystem::path executableFolder;  // of conf.yaml
-  std::filesystem::path libraryFolder;     // of the data files
+  std::filesystem::path libraryFolder;     // of the data files, and of conf.yaml in its stead
   Dialect dialect = Dialect::token;        // with the service; the library speaks no other
 };
 
@@ -78,7 +75,7 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   std::string VersionCode() { return reader.VersionCode(); }
   std::string AuthorizeCode() { return reader.AuthorizeCode(); }
   const std::string& HostDeviceCode() const { return hostDeviceCode; }
-  const std::string& SerialDescription() const { return serialDescription; }
+  std::string SerialDescription() { return Told().serialDescription; }
   std::uint32_t DeviceStatus() { return reader.DeviceStatus(); }
   std::uint32_t CardKind() { return reader.CardKind(); }
 
@@ -90,12 +87,10 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   void RaiseSearchFailure(const ReaderOutcome& outcome) override { Raised(outcome); }
   bool ReadHasBegun() override { return state.ReadRunning(); }
 
-  bool LoadConfig();
-  void LoadConfFile();
-  bool LoadAppId();
-  void LoadEndpoints();
+  StartUp Told();
+  void LoadConfig();
   std::string ResolvedAddress(const std::string& host);
-  void RecordEndpoints();
+  void RecordEndpoints(const ReaderSettings& settings);
 
   bool Exit(ReadState::Shutdown kind);
   void EndAtLink(ReadGeneration generation);
@@ -121,13 +116,9 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   ReadStateMachine machine;
   AutoSearch search;
 
-  // Written while the engine is made, by its one maker, and only read afterwards, but for
-  // logDetail.
-  std::optional<ConfFile> configFile;
-  std::unique_ptr<DataFiles> dataFiles;
-  ReaderSettings settings;
+  platform::CSMutex startUpLock;
+  StartUp startUp;  // guarded by startUpLock
   std::string hostDeviceCode;
-  std::string serialDescription;
   std::atomic<bool> logDetail = false;
 
   std::atomic<bool> lastReadFailed = false;

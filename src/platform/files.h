@@ -28,12 +28,19 @@ File OpenAnsiFile(const char* name, const char* mode);
 // True when the file exists and its status can be asked.
 bool AnsiFileExists(const char* name);
 
+// Removes a file; one that is not there, or no file, stays as it is.
+void RemoveAnsiFile(const char* name);
+
 // Creates one folder, readable by its owner only where the platform has that notion. An existing
 // folder is no error.
 bool CreateFolder(const std::filesystem::path& folder);
 
 // GetLastError, errno: of the last failed call of this header on this thread.
 unsigned long LastSystemError();
+
+// True when the last failed OpenFile or OpenAnsiFile of this thread failed because the process or the
+// system has no descriptor left: what may be otherwise a moment later.
+bool OutOfDescriptors();
 
 // Bytes of a path for messages, in the encoding that the platform's ANSI calls use.
 std::string AnsiText(const std::filesystem::path& path);

@@ -9,4 +9,7 @@ namespace idcardreader {
 void Print(std::string_view text);
 void PrintLine(std::string_view text);
 
+// Off, nothing is printed any more until it is on again.
+void SwitchPrinting(bool on);
+
 }  // namespace idcardreader

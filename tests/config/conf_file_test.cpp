@@ -42,16 +42,20 @@ TEST(ReaderSettings, TakeSwitchesAndNumbersFromTheFile) {
   ReaderSettings settings;
   EXPECT_EQ(settings.vid, 49686U);
   EXPECT_EQ(settings.comport, 57600U);
-  settings.ApplyConfFile(ConfFile::FromText(
-      "# comment\ncanLog: true\ncanLogDetail: True\ncanRecordDB: true \nvid: 1234\npid: x9\n"
-      "comport: 115200abc\ncomname: /dev/ttyUSB0\n"));
+  settings.ApplyConfFile(
+      ConfFile::FromText("# comment\ncanLog: true\ncanPrint: False\nvid: 1234\npid: x9\n"
+                         "comport: 115200abc\ncomname: /dev/ttyUSB0\n"));
   EXPECT_TRUE(settings.canLog);
-  EXPECT_FALSE(settings.canLogDetail || settings.canRecordDB);
+  EXPECT_TRUE(settings.canPrint);
   EXPECT_EQ(settings.vid, 1234U);
   EXPECT_EQ(settings.pid, 0U);
   EXPECT_EQ(settings.comnum, 1U);
   EXPECT_EQ(settings.comport, 115200U);
   EXPECT_EQ(settings.comname, "/dev/ttyUSB0");
+  settings.ApplyConfFile(
+      ConfFile::FromText("# comment\ncanLog: True\ncanPrint: false\nvid: 65536\n"));
+  EXPECT_FALSE(settings.canLog || settings.canPrint);
+  EXPECT_EQ(settings.vid, 65536U);  // as it was written: the reader decides what is no id
 }
 
 TEST(ReaderSettings, AnEndpointHasExactlyTwoParts) {

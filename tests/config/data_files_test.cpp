@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "config/data_file_lines.h"
-#include "config/field_scrambling.h"
 #include "support/bytes.h"
 #include "support/temporary_folder.h"
 
@@ -47,51 +45,6 @@ TEST(DataFileLines, AreCutAtTheirEndsAndTabs) {
   EXPECT_THAT(values(Line(kHost2Field, "\r00\n")), ElementsAre("1.2.3.4:5"));
   EXPECT_THAT(values("\n\r\nno tab\n\t\nx\t5\n" + Line(kNoEqualsField) + Line("03393C")),  // e=
               ElementsAre());
-}
-
-TEST(DataFiles, TellTheirResultsAndAreReadOnce) {
-  const std::pair<std::string, DataFiles::Result> rows[] = {
-      {Line(kAppIdField, "\r\n"), DataFiles::Result{9}},
-      {"", DataFiles::Result{5}},
-      {kAppIdField, DataFiles::Result{5}},
-      {Line(kNoEqualsField), DataFiles::Result{5}}};
-  for (const auto& [content, result] : rows) {
-    const TemporaryFolder folder;
-    DataFiles files(folder.path);
-    EXPECT_EQ(files.LoadAppId(), DataFiles::Result{1});  // there is no such file
-    folder.Write("appid.dat", content);
-    folder.Write("hostport.dat", content);
-    EXPECT_EQ(files.LoadAppId(), DataFiles::Result{1}) << "it was read";
-    EXPECT_EQ(files.LoadHostPort(), result) << content;
-    folder.Write("hostport.dat", Line(kHost1Field));
-    EXPECT_EQ(files.LoadHostPort(), result) << "it was read";
-    DataFiles others(folder.path);
-    EXPECT_EQ(others.LoadAppId(), result) << content;
-    EXPECT_EQ(others.AppId(), result == DataFiles::kLoaded ? "0123456789" : "");
-    folder.Write("appid.dat", Line(kAppIdField));
-    EXPECT_EQ(others.LoadAppId(), result) << content;
-  }
-}
-
-std::vector<std::string> FourEndpoints(DataFiles& files) {
-  std::vector<std::string> endpoints;
-  while (endpoints.size() < 4) endpoints.push_back(files.NextEndpoint());
-  return endpoints;
-}
-
-TEST(DataFiles, EndpointsRotate) {
-  const TemporaryFolder folder;
-  folder.Write("hostport.dat", Line(kHost1Field, "\r\n") + Line(kHost2Field) + Line(kHost3Field));
-  DataFiles files(folder.path);
-  const auto defaults = FourEndpoints(files);  // which name nobody
-  EXPECT_THAT(defaults, testing::Each(testing::EndsWith(".invalid,9999")));
-  EXPECT_NE(defaults[0], defaults[1]);
-  EXPECT_EQ(defaults[0], defaults[2]);
-  EXPECT_EQ(files.LoadHostPort(), DataFiles::kLoaded);
-  EXPECT_EQ(files.EndpointCount(), 3U);
-  EXPECT_THAT(FourEndpoints(files),
-              ElementsAre("svc.example:7000", "1.2.3.4:5", "two.example:8", "svc.example:7000"));
-  EXPECT_EQ(files.EndpointIndex(), 1U);
 }
 
 }  // namespace

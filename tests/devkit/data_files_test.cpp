@@ -2,7 +2,7 @@
 
 #include "datafile/data_files.h"
 
-#include "config/field_scrambling.h"
+#include "config/data_files.h"
 #include "datafile/scrambling.h"
 #include "devkit/devkit_test_support.h"
 

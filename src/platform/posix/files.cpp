@@ -123,6 +123,8 @@ bool AnsiFileExists(const char* name) {
   return name != nullptr && stat(name, &status) == 0;
 }
 
+void RemoveAnsiFile(const char* name) { unlink(name); }
+
 bool CreateFolder(const std::filesystem::path& folder) {
   constexpr mode_t kOwnerOnly = S_IRWXU;
   if (mkdir(folder.c_str(), kOwnerOnly) == 0) return true;
@@ -133,6 +135,8 @@ bool CreateFolder(const std::filesystem::path& folder) {
 }
 
 unsigned long LastSystemError() { return static_cast<unsigned long>(errno); }
+
+bool OutOfDescriptors() { return errno == EMFILE || errno == ENFILE; }
 
 std::string AnsiText(const std::filesystem::path& path) { return path.native(); }
 

@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include <errno.h>
 #include <windows.h>
 
 #include <string>
@@ -84,6 +85,8 @@ bool AnsiFileExists(const char* name) {
   return name != nullptr && GetFileAttributesA(name) != INVALID_FILE_ATTRIBUTES;
 }
 
+void RemoveAnsiFile(const char* name) { DeleteFileA(name); }
+
 bool CreateFolder(const std::filesystem::path& folder) {
   const std::wstring name = SystemPath(folder);
   bool stands = CreateDirectoryW(name.c_str(), nullptr) != 0;
@@ -97,6 +100,11 @@ bool CreateFolder(const std::filesystem::path& folder) {
 }
 
 unsigned long LastSystemError() { return GetLastError(); }
+
+// The language's own library has fewer than the system.
+bool OutOfDescriptors() {
+  return errno == EMFILE || errno == ENFILE || GetLastError() == ERROR_TOO_MANY_OPEN_FILES;
+}
 
 // Not path::string(), which yields UTF-8 with this compiler.
 std::string AnsiText(const std::filesystem::path& path) {
