@@ -2,12 +2,15 @@
 
 #include <array>
 
+#include "idcardreader/idcardreader.h"
 #include "platform/files.h"
 
 namespace idcardreader {
 namespace {
 
-constexpr std::size_t kLargestBlock = 1280;
+constexpr std::size_t kLargestBlock = IDCARDREADER_PHOTO_BLOCK_BYTES;
+static_assert(kLargestBlock >= IDCARDREADER_TEXT_BLOCK_BYTES &&
+              kLargestBlock >= IDCARDREADER_FINGERPRINT_BLOCK_BYTES);
 
 }  // namespace
 
@@ -20,11 +23,17 @@ bool WriteBlockFile(CardBlock block, const char* fileName, std::uint32_t* length
   if (length != nullptr) {
     *length = count;
   }
-  if (const platform::File file = platform::OpenAnsiFile(fileName, "wb+")) {
-    std::fwrite(bytes.data(), 1, count, file.get());
-    std::fflush(file.get());
+  const platform::File file = platform::OpenAnsiFile(fileName, "wb+");
+  return file != nullptr && std::fwrite(bytes.data(), 1, count, file.get()) == count &&
+         std::fflush(file.get()) == 0;
+}
+
+bool ReplaceBlockFile(CardBlock block, const char* fileName) {
+  if (CopyBlock(block, nullptr, nullptr)) {
+    return WriteBlockFile(block, fileName, nullptr);
   }
-  return true;
+  platform::RemoveAnsiFile(fileName);
+  return false;
 }
 
 }  // namespace idcardreader

@@ -12,11 +12,11 @@ bool ReadCardBlocking() {
     const EngineUse engine = UseOrCreateEngine();
     return engine->ReadCardStartRead(false, [&engine] { FetchBlocks(*engine.operator->()); });
   });
-  if (!succeeded) {
-    DropBlocks();
-    SetResultText({});
-  }
-  return succeeded;
+  return succeeded || Guarded(false, [] {
+           DropBlocks();
+           SetResultText({});
+           return false;
+         });
 }
 
 }  // namespace idcardreader

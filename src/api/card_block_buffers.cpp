@@ -5,6 +5,7 @@
 #include <mutex>
 #include <vector>
 
+#include "idcardreader/idcardreader.h"
 #include "platform/mutex.h"
 #include "support/process_wide.h"
 #include "support/status_codes.h"
@@ -14,15 +15,17 @@ namespace {
 
 struct BlockBuffer {
   std::int32_t item;
+  std::size_t leastRoom;
   bool held = false;
   std::vector<std::uint8_t> bytes;
 };
 
 struct BlockBuffers {
   platform::CSMutex lock;
-  std::array<BlockBuffer, 3> buffers = {BlockBuffer{kItemTextBlock, false, {}},
-                                        BlockBuffer{kItemPhotoBlock, false, {}},
-                                        BlockBuffer{kItemFingerprintBlock, false, {}}};
+  std::array<BlockBuffer, 3> buffers = {
+      BlockBuffer{kItemTextBlock, IDCARDREADER_TEXT_BLOCK_BYTES, false, {}},
+      BlockBuffer{kItemPhotoBlock, IDCARDREADER_PHOTO_BLOCK_BYTES, false, {}},
+      BlockBuffer{kItemFingerprintBlock, IDCARDREADER_FINGERPRINT_BLOCK_BYTES, false, {}}};
 
   BlockBuffer& operator[](CardBlock block) { return buffers[static_cast<std::size_t>(block)]; }
 };
@@ -73,11 +76,12 @@ bool CopyBlock(CardBlock block, std::uint8_t* buffer, std::uint32_t* length) {
   if (!held.held || held.bytes.empty()) {
     return false;
   }
+  const std::size_t count = std::min(held.bytes.size(), held.leastRoom);
   if (buffer != nullptr) {
-    std::copy(held.bytes.begin(), held.bytes.end(), buffer);
+    std::copy_n(held.bytes.begin(), count, buffer);
   }
   if (length != nullptr) {
-    *length = static_cast<std::uint32_t>(held.bytes.size());
+    *length = static_cast<std::uint32_t>(count);
   }
   return true;
 }

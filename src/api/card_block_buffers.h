@@ -18,8 +18,8 @@ bool FetchBlock(ReaderEngine& engine, CardBlock block);
 void DropBlocks();
 
 bool HoldsBlock(CardBlock block);
-// Copies a block that is held and not empty, and stores its length, each where there is a place for
-// it; otherwise touches nothing.
+// Copies a block that is held and not empty, no more of it than the least buffer of its kind has room
+// for, and stores its length, each where there is a place for it; otherwise touches nothing.
 bool CopyBlock(CardBlock block, std::uint8_t* buffer, std::uint32_t* length);
 
 // When the library is unloaded.

@@ -86,7 +86,7 @@ const char* readCardGetDN() {
 int32_t readCardGetUID(int32_t mode, char* buffer) {
   return Guarded(0, [mode, buffer] {
     const std::string uid = UseOrCreateEngine()->GetCardUid(mode);
-    std::copy(uid.begin(), uid.end(), buffer);
+    std::copy_n(uid.begin(), std::min<std::size_t>(uid.size(), IDCARDREADER_UID_BYTES - 1), buffer);
     return uid.empty() ? 0 : 1;
   });
 }

@@ -2,17 +2,34 @@
 
 #include <cstdint>
 
+#include "platform/process.h"
+#include "platform/thread.h"
+
 namespace idcardreader {
 
+// On a stack frame of its own, so that it lies where the stack is wiped.
+template <typename Body>
+[[gnu::noinline]] auto OnAFrameOfItsOwn(Body& body) {
+  return body();
+}
+
 // Runs the body of an export; nothing thrown crosses into the host. What can be thrown is running
-// out of memory, which yields the export's "nothing" value.
+// out of memory, which yields the export's "nothing" value, and so does a forked child: there the
+// locks may be held by threads that it does not have. What the body leaves on the caller's stack may
+// be a card's.
 template <typename Body, typename Result>
 Result Guarded(Result nothing, Body body) noexcept {
-  try {
-    return body();
-  } catch (...) {
+  if (platform::InForkedChild()) {
     return nothing;
   }
+  Result result = nothing;
+  try {
+    result = OnAFrameOfItsOwn(body);
+  } catch (...) {
+    result = nothing;
+  }
+  platform::WipeStack();
+  return result;
 }
 
 // Flags and modes are 8 bits wide; the rest of the register is whatever the host left there.

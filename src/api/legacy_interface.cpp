@@ -24,8 +24,8 @@ constexpr char kPhotoFileName[] = "ZP.WLT";
 enum ReadContentMode : int32_t { kFilesAndBitmap = 1, kFiles = 2 };
 
 void WriteContentFiles(int32_t mode) {
-  WriteBlockFile(CardBlock::text, kTextFileName, nullptr);
-  if (WriteBlockFile(CardBlock::photo, kPhotoFileName, nullptr) &&
+  ReplaceBlockFile(CardBlock::text, kTextFileName);
+  if (ReplaceBlockFile(CardBlock::photo, kPhotoFileName) &&
       platform::AnsiFileExists(kPhotoFileName) && mode == kFilesAndBitmap) {
     DecodePhotoFile(kPhotoFileName);
   }
@@ -101,9 +101,11 @@ int32_t Routon_Get210Version(char* version) {
 }
 
 int32_t Routon_ReadBaseMsg(uint8_t* text, uint32_t* textLength) {
-  if (!HoldsBlock(CardBlock::text)) {
-    return 0;
-  }
-  CopyBlock(CardBlock::text, text, textLength);
-  return 1;
+  return Guarded(0, [text, textLength] {
+    if (!HoldsBlock(CardBlock::text)) {
+      return 0;
+    }
+    CopyBlock(CardBlock::text, text, textLength);
+    return 1;
+  });
 }

@@ -1,5 +1,6 @@
 #include "api/result_text.h"
 
+#include <algorithm>
 #include <mutex>
 #include <string>
 
@@ -22,6 +23,9 @@ ProcessWide<ResultText> result;
 
 const char* SetResultText(std::string_view text) {
   const std::lock_guard guard(result->lock);
+  // A shorter text must not leave the end of the one before, nor must want of memory.
+  std::fill(result->text.begin(), result->text.end(), '\0');
+  result->text.clear();
   result->text.reserve(kReservedSize);
   result->text.assign(text);
   return result->text.c_str();

@@ -75,33 +75,27 @@ int32_t SDT_SelectIDCard(int32_t, uint8_t* managementInformation) {
 
 int32_t SDT_ReadBaseMsg(int32_t, uint8_t* text, uint32_t* textLength, uint8_t* photo,
                         uint32_t* photoLength) {
-  if (!HoldsBlock(CardBlock::text)) {
-    return IDCARDREADER_SDT_NOTHING_READ;
-  }
-  CopyBlock(CardBlock::text, text, textLength);
-  CopyBlock(CardBlock::photo, photo, photoLength);
-  return IDCARDREADER_SDT_SUCCESS;
-}
-
-int32_t SDT_ReadBaseMsgToFile(int32_t, const char* textFileName, uint32_t* textLength,
-                              const char* photoFileName, uint32_t* photoLength) {
-  if (!UseEngine() || !HoldsBlock(CardBlock::text)) {
-    return IDCARDREADER_SDT_NOTHING_READ;
-  }
-  WriteBlockFile(CardBlock::text, textFileName, textLength);
-  WriteBlockFile(CardBlock::photo, photoFileName, photoLength);
-  return IDCARDREADER_SDT_SUCCESS;
+  return Guarded(IDCARDREADER_SDT_NOTHING_READ, [=] {
+    if (!HoldsBlock(CardBlock::text)) {
+      return IDCARDREADER_SDT_NOTHING_READ;
+    }
+    CopyBlock(CardBlock::text, text, textLength);
+    CopyBlock(CardBlock::photo, photo, photoLength);
+    return IDCARDREADER_SDT_SUCCESS;
+  });
 }
 
 int32_t SDT_ReadBaseFPMsg(int32_t port, uint8_t* text, uint32_t* textLength, uint8_t* photo,
                           uint32_t* photoLength, uint8_t* fingerprint,
                           uint32_t* fingerprintLength) {
-  if (!UseEngine() ||
-      SDT_ReadBaseMsg(port, text, textLength, photo, photoLength) != IDCARDREADER_SDT_SUCCESS) {
-    return IDCARDREADER_SDT_NOTHING_READ;
-  }
-  CopyBlock(CardBlock::fingerprint, fingerprint, fingerprintLength);
-  return IDCARDREADER_SDT_SUCCESS;
+  return Guarded(IDCARDREADER_SDT_NOTHING_READ, [=] {
+    if (!UseEngine() ||
+        SDT_ReadBaseMsg(port, text, textLength, photo, photoLength) != IDCARDREADER_SDT_SUCCESS) {
+      return IDCARDREADER_SDT_NOTHING_READ;
+    }
+    CopyBlock(CardBlock::fingerprint, fingerprint, fingerprintLength);
+    return IDCARDREADER_SDT_SUCCESS;
+  });
 }
 
 int32_t SDT_ReadBaseMsgFingerPrint(int32_t port, uint8_t* text, uint32_t* textLength,
@@ -111,23 +105,40 @@ int32_t SDT_ReadBaseMsgFingerPrint(int32_t port, uint8_t* text, uint32_t* textLe
                            fingerprintLength);
 }
 
+// A file that cannot be written is passed over, as hosts of this interface expect.
+int32_t SDT_ReadBaseMsgToFile(int32_t, const char* textFileName, uint32_t* textLength,
+                              const char* photoFileName, uint32_t* photoLength) {
+  return Guarded(IDCARDREADER_SDT_NOTHING_READ, [=] {
+    if (!UseEngine() || !HoldsBlock(CardBlock::text)) {
+      return IDCARDREADER_SDT_NOTHING_READ;
+    }
+    WriteBlockFile(CardBlock::text, textFileName, textLength);
+    WriteBlockFile(CardBlock::photo, photoFileName, photoLength);
+    return IDCARDREADER_SDT_SUCCESS;
+  });
+}
+
 int32_t SDT_ReadBaseFPMsgToFile(int32_t port, const char* textFileName, uint32_t* textLength,
                                 const char* photoFileName, uint32_t* photoLength,
                                 const char* fingerprintFileName, uint32_t* fingerprintLength) {
-  const int32_t result =
-      SDT_ReadBaseMsgToFile(port, textFileName, textLength, photoFileName, photoLength);
-  if (result == IDCARDREADER_SDT_SUCCESS) {
-    WriteBlockFile(CardBlock::fingerprint, fingerprintFileName, fingerprintLength);
-  }
-  return result;
+  return Guarded(IDCARDREADER_SDT_NOTHING_READ, [=] {
+    const int32_t result =
+        SDT_ReadBaseMsgToFile(port, textFileName, textLength, photoFileName, photoLength);
+    if (result == IDCARDREADER_SDT_SUCCESS) {
+      WriteBlockFile(CardBlock::fingerprint, fingerprintFileName, fingerprintLength);
+    }
+    return result;
+  });
 }
 
 int32_t SDT_ReadFPMsg(int32_t, uint8_t* fingerprint, uint32_t* fingerprintLength) {
-  if (!HoldsBlock(CardBlock::fingerprint)) {
-    return IDCARDREADER_SDT_NO_FINGERPRINT;
-  }
-  CopyBlock(CardBlock::fingerprint, fingerprint, fingerprintLength);
-  return IDCARDREADER_SDT_SUCCESS;
+  return Guarded(IDCARDREADER_SDT_NO_FINGERPRINT, [=] {
+    if (!HoldsBlock(CardBlock::fingerprint)) {
+      return IDCARDREADER_SDT_NO_FINGERPRINT;
+    }
+    CopyBlock(CardBlock::fingerprint, fingerprint, fingerprintLength);
+    return IDCARDREADER_SDT_SUCCESS;
+  });
 }
 
 int32_t SDT_ReadIINSNDN(int32_t, uint8_t* serial) { return PlaceholderResult(kCardSerial, serial); }

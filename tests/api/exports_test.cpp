@@ -1,9 +1,11 @@
 // What every function does before there is anything to hand out, and how values cross the border of
 // the library.
 
+#include <map>
 #include <regex>
 
 #include "host/host_test.h"
+#include "host/output_buffer.h"
 #include "reader_model/reader_model.h"
 
 namespace hosttest {
@@ -118,6 +120,51 @@ TEST_F(ExportsTest, ReadsTheUidOfBothKindsOfCard) {
 
   desk.TakeCardAway();
   EXPECT_EQ(uid(0), "");
+}
+
+// What the service sends may be anybody's who sits on the way.
+TEST_F(ExportsTest, NoBufferGetsMoreThanItsLeastSizeLessOne) {
+  constexpr std::size_t kGbk = 126, kLongGbk = 510, kUtf8 = 125, kLongUtf8 = 509;  // at the cut
+  const std::map<std::string, std::size_t> others = {
+      {"birthday", kUtf8},    {"number", kUtf8},     {"valid from", kUtf8},
+      {"pass number", kUtf8}, {"address", kLongGbk}, {"English name", kLongUtf8}};
+  const auto text = [](std::size_t bytes) {
+    std::string made = "xx";
+    while (made.size() < bytes) made += "周";
+    return made;
+  };
+  const struct {
+    const char* card;
+    std::size_t bytes;
+    std::string onlyField;  // all when empty
+  } rows[] = {{kAnyCard, 1200, ""},
+              {"gat", 1200, ""},
+              {"yjzold", 1200, ""},
+              {"yjznew", 1200, ""},
+              {"yjznew", 5000, "nameEnglish"},
+              {"gat", 5000, "name"}};
+  for (const auto& row : rows) {
+    devkit::Card card = CardOf(row.card);
+    for (auto& [field, value] : card.fields) {
+      if (row.onlyField.empty() || row.onlyField == field) value = text(row.bytes);
+      if (field == "nationlity") value += "/" + value;
+    }
+    service->SetCards({card});
+    desk.Put(row.card);
+    ASSERT_EQ(Read().result, 1) << LastError();
+    for (const FieldRow& field : FieldRows()) {
+      const std::string whole = field.expected(card);
+      if (field.pointer != nullptr) {
+        EXPECT_EQ((*library.*field.pointer)(), whole) << field.name;
+      }
+      const auto other = others.find(field.name);
+      const std::size_t cut = other == others.end() ? kGbk : other->second;
+      if (whole.size() <= cut) continue;
+      OutputBuffer output;
+      EXPECT_EQ((*library.*field.copy)(output.Text()), 1) << field.name;
+      output.ExpectText(whole.substr(0, cut), field.name);
+    }
+  }
 }
 
 // A host may declare a flag as a byte, and then only the lowest 8 bits of the register are set by

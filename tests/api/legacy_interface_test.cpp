@@ -84,6 +84,19 @@ TEST_F(LegacyInterfaceTest, ACardWithoutATextBlockLeavesItsPhotoOnly) {
   EXPECT_EQ(BytesOf("ZP.WLT"), ExpectedPhoto(CardOf("gat")));
 }
 
+TEST_F(LegacyInterfaceTest, NoFileOfTheCardBeforeStaysBesideThisOnes) {
+  desk.Put(kAnyCard);
+  EXPECT_EQ(library->Read_Content(2), 1) << LastError();
+  desk.Put("gat");
+  EXPECT_EQ(library->Read_Content(3), 1) << LastError();
+  EXPECT_EQ(ContentFiles().size(), 2U) << "this mode has no files";
+  EXPECT_EQ(library->Read_Content(2), 1) << LastError();
+  EXPECT_EQ(ContentFiles(), std::vector<std::string>{"ZP.WLT"});
+  desk.Put("gat-no-photo");
+  EXPECT_EQ(library->Read_Content(1), 1) << LastError();
+  EXPECT_TRUE(ContentFiles().empty());
+}
+
 TEST_F(LegacyInterfaceTest, AReadThatFailsWritesNothing) {
   desk.TakeCardAway();
   EXPECT_EQ(library->Read_Content(1), 0);
@@ -109,6 +122,16 @@ TEST_F(LegacyInterfaceTest, PhotoDecodersAreUsedOnceTheyAreThere) {
   EXPECT_EQ(library->Read_Content(2), 1);
   EXPECT_EQ(folder.ReadFile("calls.txt"), "") << "mode 2 leaves the photo as it is";
   EXPECT_EQ(library->Read_Content(1), 1) << "whatever the decoder returns";
+  EXPECT_EQ(folder.ReadFile("calls.txt"), "GetBmp ZP.WLT 1\n");
+  // A photo that cannot be written is not there to be decoded.
+  fs::remove("ZP.WLT");
+  fs::create_directory("ZP.WLT");
+  EXPECT_EQ(library->Read_Content(1), 1) << LastError();
+#ifndef _WIN32
+  fs::remove("ZP.WLT");
+  fs::create_symlink("/dev/full", "ZP.WLT");
+  EXPECT_EQ(library->Read_Content(1), 1) << LastError();
+#endif
   EXPECT_EQ(folder.ReadFile("calls.txt"), "GetBmp ZP.WLT 1\n");
   // A card without a photo has no file to decode.
   for (const char* file : {"WZ.TXT", "ZP.WLT"}) fs::remove(file);

@@ -11,7 +11,7 @@ using devkit::Bytes;
 
 constexpr std::uint8_t kUntouched = 0xEE;
 constexpr std::uint32_t kLengthUntouched = 0xABCD1234;
-constexpr std::size_t kRoom = 4096;  // more than anything takes, to see what is written beyond
+constexpr std::size_t kRoom = 8192;  // more than anything takes, to see what is written beyond
 
 }  // namespace
 

@@ -1,0 +1,153 @@
+// A process that has no memory left, which only Linux can be made.
+
+#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "host/host_test.h"
+
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+}
+
+namespace {
+
+std::atomic<bool> watching = false;
+std::atomic<bool> forGood = false;
+std::atomic<long> left = LONG_MAX;
+
+// The library's threads are those that are born while it is watched, and its callers.
+thread_local int watched = -1;
+
+bool Refused() {
+  if (watched < 0) watched = watching ? 1 : 0;
+  return watched == 1 && watching && (--left == 0 || (left < 0 && forGood));
+}
+
+}  // namespace
+
+extern "C" {
+
+void* malloc(std::size_t size) {
+  if (!Refused()) return __libc_malloc(size);
+  errno = ENOMEM;
+  return nullptr;
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+  if (!Refused()) return __libc_calloc(count, size);
+  errno = ENOMEM;
+  return nullptr;
+}
+
+void* realloc(void* memory, std::size_t size) {
+  if (!Refused()) return __libc_realloc(memory, size);
+  errno = ENOMEM;
+  return nullptr;
+}
+
+}  // extern "C"
+
+namespace hosttest {
+namespace {
+
+// While this lives, one allocation of the library fails, or all from that on.
+class Failing {
+ public:
+  Failing(long number, bool allBehindIt) {
+    watched = 1;
+    left = number;
+    forGood = allBehindIt;
+    watching = true;
+  }
+  ~Failing() {
+    watching = false;
+    watched = 0;
+  }
+  Failing(const Failing&) = delete;
+  Failing& operator=(const Failing&) = delete;
+
+  bool Reached() const { return left <= 0; }
+};
+
+class OutOfMemoryTest : public HostTest {
+ protected:
+  // One of the ways to read a card, or to look for one.
+  std::int32_t Call(long number) const {
+    std::uint8_t word[4];
+    switch (number % 4) {
+      case 0:
+        return library->readCardStart(0);
+      case 1:
+        return library->SDT_SelectIDCard(1, word) == IDCARDREADER_SDT_SUCCESS ? 1 : 0;
+      case 2:
+        return library->Read_Content(0);
+      default:
+        library->SDT_StartFindIDCard(1, word);
+        return library->readCardStart(0);
+    }
+  }
+
+  struct Fetched {
+    char text[IDCARDREADER_FIELD_BYTES] = {};
+    char copy[IDCARDREADER_FIELD_BYTES] = {};
+    std::int32_t copied = 0;
+  };
+
+  Fetched Fetch() const {
+    Fetched name;
+    std::strncpy(name.text, library->GetPeopleName(), sizeof name.text - 1);
+    name.copied = library->GetNewPeopleName(name.copy);
+    char uid[IDCARDREADER_UID_BYTES];
+    library->readCardGetUID(0, uid);
+    library->readCardGetLastError();
+    library->readCardErrorInfo(1);
+    library->readCardGetComSet();
+    library->readCardLog(0);
+    library->readCardInit();
+    return name;
+  }
+};
+
+TEST_F(OutOfMemoryTest, AnyAllocationMayFail) {
+  // Each of them takes many minutes.
+  const long step = std::getenv("IDCARDREADER_EVERY_ALLOCATION") != nullptr ? 1 : 53;
+  const std::string name = Gbk(CardOf(kAnyCard).Field("name"));
+  desk.Put(kAnyCard);
+  bool reached = true;
+  for (long number = 1; reached; number += step) {
+    for (const bool forGood : {false, true}) {
+      SCOPED_TRACE(std::string(forGood ? "all from " : "only ") + std::to_string(number));
+      std::int32_t result = -1;
+      Fetched fetched;
+      {
+        const Failing failing(number, forGood);
+        result = Call(number);
+        fetched = Fetch();
+        library->CloseComm();
+        reached = failing.Reached();
+      }
+      EXPECT_EQ(fetched.copied, fetched.copy[0] == '\0' ? 0 : 1);
+      for (const std::string text : {fetched.text, fetched.copy}) {
+        EXPECT_TRUE(text == name || (text.empty() && reached)) << text;
+      }
+      EXPECT_TRUE(result == 1 || (result == 0 && reached)) << result;
+      ExpectGoodRead(kAnyCard);
+      library->CloseComm();
+      // What a library keeps for good is to be allocated again.
+      Unload();
+      Load();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace hosttest
+
+#endif
