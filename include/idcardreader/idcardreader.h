@@ -6,13 +6,16 @@
  * idcardreader.dll on 64-bit Windows and libidcardreader.so on Linux; both export the functions
  * declared here, undecorated, and nothing else.
  *
+ * A 64-bit library needs a 64-bit host. A 32-bit program cannot load it; it starts a 64-bit program
+ * of its own that reads the cards and tells it the result.
+ *
  * ORDER OF CALLS
  *
- *     readCardLog(0);                       creates the engine and switches logging off
+ *     readCardSetDeviceType(0);             creates the engine and chooses the USB reader
  *     readCardInit();                       opens the reader
  *     while (cards come) {
  *       if (readCardStart(0)) {             reads the card that lies on the reader
- *         ... fetch blocks and fields ...   within two seconds, see below
+ *         ... fetch blocks and fields ...   within three seconds, see below
  *       } else {
  *         ... readCardGetLastError() ...    why not
  *       }
@@ -20,17 +23,39 @@
  *     CloseComm();                          gives everything back
  *
  * One process has one engine. Most functions create it when it is not there; each function below
- * says what it does without one. readCardInit may be left out: every read opens the reader when it
- * is not open.
+ * says what it does without one. The call that creates it reads the files below, and may wait for
+ * the host names of the service to be resolved, up to three seconds a name. readCardInit may be
+ * left out: every read opens the reader when it is not open.
+ *
+ * A card that stays on the reader is read as often as a host asks for it, and the search reports it
+ * again after each read. To read each card once, search, and compare the UID with that of the card
+ * that lay there before:
+ *
+ *     char last[IDCARDREADER_UID_BYTES] = "";              none
+ *     for (;;) {
+ *       char uid[IDCARDREADER_UID_BYTES] = "";
+ *       int reported = readCardStart(1);                   waits for up to a second
+ *       if (reported || last[0] != 0) readCardGetUID(1, uid);   stays empty when the card is gone
+ *       if (reported && uid[0] != 0 && strcmp(uid, last) != 0 && readCardStart(0)) {
+ *         ... fetch blocks and fields ...
+ *       }
+ *       strcpy(last, uid);
+ *     }
  *
  * FETCH THE FIELDS WITHIN TWO SECONDS
  *
- * Two seconds after a read has ended (three seconds once readCardSetDeviceType has been called) and
- * no other read has been started, the engine gives the read up: the card-holder's fields are
- * cleared and code 46 becomes the last error. So fetch all fields (GetPeople*, GetNew*,
- * GetStartDate and so on) at once after readCardStart has returned. The three blocks that
- * readCardStart fetched (SDT_Read*) stay until the next readCardStart(0). GetNewPhotoRaw fetches
- * anew and so belongs to the fields.
+ * Two seconds after a good read has ended (three seconds once readCardSetDeviceType has been
+ * called) the card-holder's fields are cleared and, unless readCardStop was called meanwhile, code
+ * 46 becomes the last error. So fetch all fields (GetPeople*, GetNew*, GetStartDate and so on) at
+ * once after readCardStart has returned. They go sooner with
+ *   - the next read, good or not;
+ *   - readCardInit, and the call that switches the search on;
+ *   - a UID query, a beep or a search that fails with a code (see readCardGetLastError);
+ *   - CloseComm.
+ * A UID query, a beep and further calls of a search that do not fail, readCardStop and
+ * readCardDestory leave them to their time. The three blocks that readCardStart fetched (SDT_Read*)
+ * stay until the next readCardStart(0), also one that is refused. GetNewPhotoRaw fetches anew and
+ * so belongs to the fields.
  *
  * RETURN VALUES AND CALLING FROM OTHER LANGUAGES
  *
@@ -55,49 +80,81 @@
  *
  * Texts are byte strings. GBK means code page 936 (in .NET Encoding.GetEncoding(936), which needs
  * System.Text.Encoding.CodePages; in Python "gbk"). A character that GBK does not hold stands as
- * one "?" for each of its UTF-16 units. UTF-8 means that the field is handed on exactly as the service
- * sent it; numbers and dates are such fields and in practice plain ASCII. The text block of
- * SDT_ReadBaseMsg is UTF-16, little-endian.
+ * one "?" for each of its UTF-16 units. UTF-8 means that the field is handed on exactly as the
+ * service sent it: numbers, the English name and dates but for the end date (which may be a word),
+ * in practice plain ASCII. The text block of SDT_ReadBaseMsg is UTF-16, little-endian. File names
+ * that a host hands over are in the system's ANSI code page on Windows; on Linux they are bytes.
  *
  * POINTERS THAT ARE RETURNED
  *
  * A text result is never null, ends with a zero byte and belongs to the library: do not free it.
  * All texts share one place in memory, so the pointer's text changes with the next call of any
- * function that returns a text, of any GetNew* function, of readCardStart or of CloseComm. Copy it
- * before the next call into the library. After the library is unloaded the pointer is invalid.
+ * function that returns a text, of any GetNew* function but GetNewCardType and GetNewPhotoRaw, of
+ * CloseComm, and of a readCardStart(0), SDT_SelectIDCard or Read_Content that fails. Copy it before
+ * the next call into the library. After the library is unloaded the pointer is invalid. These texts
+ * are handed out whole, however long.
  *
  * BUFFERS THAT ARE GIVEN
  *
- * The library cannot test the size of a buffer and does not test for null: each function states the
- * least number of bytes. Nothing ends with a zero byte unless it is said so. So zero the buffer
- * before the call.
+ * The library cannot test the size of a buffer and, unless it is said so, does not test for null:
+ * each function states the least number of bytes, and never writes more than these, whatever the
+ * reader or the service has sent. Nothing ends with a zero byte unless it is said so. So zero the
+ * buffer before the call; the last byte of a field's or a UID's least buffer is left alone, so a
+ * zero there stays.
  *
  * THREADS
  *
- * Any function may be called from any thread; no function calls back. readCardStart(0) blocks until
- * the read has ended and readCardStop, called from another thread, releases it. While it blocks,
- * another readCardStart(0) returns 0 at once. CloseComm waits for functions that run in other
- * threads, having released a blocked read first. Two things must be kept apart by the host:
+ * Any function may be called from any thread; no function calls back. All traffic with the reader
+ * runs on a thread of the library, so it matters to nobody which thread calls and when that ends.
+ * readCardStart(0), SDT_SelectIDCard and Read_Content block until the read has ended; readCardStop,
+ * called from another thread, releases them. While one of them blocks, another returns without a
+ * read at once. Two things must be kept apart by the host:
  *   - functions that return a text, and GetNew* functions: one at a time, since they share the
- *     place of the text;
- *   - SDT_Read* and GetNewPhotoRaw: not while another thread is in readCardStart(0), which replaces
- *     the blocks.
+ *     place of the text; also not while another thread is in a blocking read;
+ *   - SDT_Read*, Routon_ReadBaseMsg and GetNewPhotoRaw: not while another thread is in a blocking
+ *     read, which replaces the blocks.
+ *
+ * The process that has loaded the library is the only one in which it works. In a child that was
+ * forked from it every function returns at once what it returns when there is nothing (0, an empty
+ * text, IDCARDREADER_SDT_NO_CARD and so on); those that always return the same still do.
  *
  * FILES
  *
  * Read when the engine is created, that is once until CloseComm:
- *   conf.yaml      beside the host program: reader ids, serial port, logging. May be missing.
+ *   conf.yaml      reader ids, serial port, logging, printing. Looked for beside the host's
+ *                  executable and, when there is none, beside the library: the executable of a host
+ *                  written in Java or Python lies in a folder of its own. May be missing.
  *   appid.dat      beside the library: the application id given by the operator of the service.
  *                  Without it hostport.dat is not read either.
- *   hostport.dat   beside the library: where the service is. Without it no card is ever sent
- *                  anywhere but to the local machine, and reads fail with code 29.
- * hidapi.dll on Windows and libhidapi-hidraw.so.0 on Linux must be found by the system's loader.
+ *   hostport.dat   beside the library: where the service is. Without either file no card is ever
+ *                  sent anywhere but to the local machine, and reads fail with code 29.
+ * A file that could not be opened because the process had no descriptor left is read by the next
+ * readCardStart(0).
+ *
+ * Other libraries:
+ *   hidapi.dll     on Windows, looked for by the first function that needs the reader: where the
+ *                  system looks (the executable's folder first), then beside the library. When it
+ *                  is not to be had no reader is found, code 27, and the error log says why.
+ *   libhidapi-hidraw.so.0  on Linux: found by the system's loader, or beside the library.
+ *   WltRS.dll, Dewlt.dll (libWltRS.so, libDewlt.so): outside decoders of photos, not part of this
+ *                  library; see Read_Content and dewlt. They must lie where the system looks for a
+ *                  library that is loaded by its name: on Windows the executable's folder, the
+ *                  current one or PATH, on Linux beside this library, in LD_LIBRARY_PATH or among
+ *                  the system's.
+ *   DLL_File.dll (libDLL_File.so) is not needed. One that is found and does not offer the function
+ *                  unpack makes every read fail with code 29.
  *
  * Written beside the library, in folders made as needed, one set of files for each start:
  *   errordata/     what failed, always; some lines hold a reader report or a service answer.
  *   LogData/       what the data files said, when they could not be loaded.
  *   logdata/       every step, when logging is on; then it holds personal data.
- * A few progress lines go to the standard output of the host.
+ *
+ * A few progress lines go to the standard output of the host: what the start-up has found, the
+ * first endpoint, whether the service was reached, how the decompression of the content went and
+ * how long that is, and each report of a search, in which the card's UID stands. No field and no
+ * block of a card does. "canPrint: false" in conf.yaml switches them off. No call is delayed by
+ * them for more than 50 ms, whatever standard output is; what cannot be written until then is
+ * dropped.
  *
  * UNLOADING
  *
@@ -135,9 +192,8 @@ extern "C" {
  * Least bytes of the buffers for single fields, with room for the zero byte that the host puts in
  * by zeroing. They hold every field of every card with room to spare: a card has at most 15
  * characters for a name, 35 for an address, 18 for a number and about 215 bytes for an English
- * name. The library copies what the service has sent, however long that is, and does not cut it: a
- * host that cannot trust its service to send what fits a card takes larger buffers, or the
- * functions that return a pointer.
+ * name. No function writes more than these less one: a longer field, which no card has, is cut
+ * behind its last whole character. The functions that return a pointer do not cut.
  */
 #define IDCARDREADER_FIELD_BYTES 128
 #define IDCARDREADER_LONG_FIELD_BYTES 512
@@ -169,21 +225,23 @@ extern "C" {
  * open.
  *   Returns  1 done; 0 the reader could not be opened (codes 27, 28, 48, or those of a reader that
  *            answers wrongly: 30 to 39, 47), a read is running, or there is no engine.
- *   Engine   not created: call readCardLog or readCardSetDeviceType first.
+ *   Engine   not created: call a function first that creates it.
  */
 IDCARDREADER_API int32_t readCardInit(void);
 
 /*
  * Shuts the engine down: releases a blocked read, ends the threads, closes the reader and the
- * connection. The engine itself stays, with its configuration, and the next read starts everything
- * anew. (The spelling of the name is part of the interface.)
+ * connection. The engine itself stays, with its configuration, its last error and the device
+ * status, and the next read starts everything anew. (The spelling of the name is part of the
+ * interface.)
  *   Returns  1 done; 0 there is no engine.
  */
 IDCARDREADER_API int32_t readCardDestory(void);
 
 /*
  * Switches the activity logs in logdata/ on or off. They hold every step and, while on, personal
- * data. Overrides canLog of conf.yaml.
+ * data. Overrides canLog of conf.yaml either way: a host that leaves the choice to that file does
+ * not call this.
  *   on       8-bit flag: 0 off, anything else on.
  *   Returns  1 done; 0 the engine or the service link could not be created.
  *   Engine   created.
@@ -200,9 +258,10 @@ IDCARDREADER_API int32_t readCardLog(int32_t on);
  *
  * Any other mode: the automatic card search. The first call switches the reader's own search on;
  * every call then waits up to one second (a fifth of a second on a serial line) for the reader to
- * report a card. Call it again and again until it returns 1, then read with mode 0, which switches
- * the search off. A serial reader's search reports only a card that lies on it when the search is
- * switched on.
+ * report a card. Call it again until it returns 1, then read with mode 0, which switches the search
+ * off; searched again, a card that stays is reported again at once (see the top for reading it
+ * once). A serial reader's search reports only a card that lies on it when the search is switched
+ * on.
  *   mode     8 bits.
  *   Returns  mode 0: 1 the card was read; 0 it was not, it was stopped, or another read is running
  *            (which goes on, but the blocks of the card before are no longer handed out).
@@ -213,10 +272,10 @@ IDCARDREADER_API int32_t readCardLog(int32_t on);
 IDCARDREADER_API int32_t readCardStart(int32_t mode);
 
 /*
- * Ends a read: the readCardStart(0) that blocks in another thread returns 0. Ends a search: the next
- * call of readCardStart with another mode begins anew. With no read running
- * it only takes back the mark of success of the last one, so that readCardGetLastError answers as
- * after a failure. Without an engine it does nothing.
+ * Ends a read: the readCardStart(0) that blocks in another thread returns 0. Ends a search: the
+ * next call of readCardStart with another mode begins anew. With no read running it only takes back
+ * the mark of success of the last one, so that readCardGetLastError answers as after a failure.
+ * Without an engine it does nothing.
  */
 IDCARDREADER_API void readCardStop(void);
 
@@ -239,11 +298,13 @@ IDCARDREADER_API void readCardStop(void);
  *   22       the content did not come, or held no data: as above, or the service cannot decode the
  *            card.
  *   26       the read thread could not be created: see 2.
- *   27       no reader found. Plug it in; check vid and pid in conf.yaml; on Linux check that the
- *            user may read and write the device node.
+ *   27       no reader found. Plug it in; check vid and pid in conf.yaml (decimal numbers; one that
+ *            is 0 finds nothing); on Windows check that hidapi.dll is there; on Linux check that
+ *            the user may read and write the device node.
  *   28       the reader is there but cannot be opened: another program holds it, or the user may
  *            not use it.
- *   29       no service could be reached. Check hostport.dat, name resolution, firewall.
+ *   29       no service could be reached. Check that appid.dat and hostport.dat lie beside the
+ *            library, name resolution, firewall.
  *   30       the reader's answer was missing or malformed. Read again; if it stays, replug it.
  *   31 - 39  the reader reports a trouble: 31 unknown status, 32 communication, 33 collision (more
  *            than one card), 34 time-out, 35 buffer too small, 36 internal, 37 invalid parameter (a
@@ -264,16 +325,18 @@ IDCARDREADER_API const char* readCardErrorInfo(int32_t code);
 
 /*
  * Why the last read failed, GBK: the text of the status code, followed without a separator by the
- * last line of the error log. Empty when the last read succeeded. Some failures have no code (a
- * resident card without a photo, a card of unknown type): then it is the error log's line alone,
- * which may be empty.
+ * last line of the error log. Empty when the last read succeeded. readCardInit, a UID query, a beep
+ * and a search that fail with a code (27, 28, 30 to 39, 47, 48) tell it here as well, and clear the
+ * fields of the read before. Some failures have no code (a resident card without a photo, a card of
+ * unknown type): then it is the error log's line alone, which may be empty.
  *   Returns  the text; an empty one when there is no engine.
  *   Engine   not created.
  */
 IDCARDREADER_API const char* readCardGetLastError(void);
 
 /*
- * The DN of the card that was read last, ASCII: 64 upper-case hexadecimal digits.
+ * The DN of the card that was read last, ASCII: 64 upper-case hexadecimal digits. Empty from a
+ * read's beginning until the reader has told it.
  *   Returns  the text; empty when no card was read or there is no engine.
  *   Engine   not created.
  */
@@ -284,7 +347,8 @@ IDCARDREADER_API const char* readCardGetDN(void);
  *   mode     0 identity card, else a type A card; 1 identity card only (8 bytes); 2 type A card
  *            only; any other value asks for nothing.
  *   buffer   at least IDCARDREADER_UID_BYTES bytes; gets upper-case hexadecimal digits, ASCII,
- *            without a zero byte. Untouched when 0 is returned.
+ *            without a zero byte, IDCARDREADER_UID_BYTES less one at most. Untouched when 0 is
+ *            returned.
  *   Returns  1 copied; 0 no card, no reader, or a read is running.
  *   Engine   created.
  */
@@ -308,8 +372,8 @@ IDCARDREADER_API const char* readCardGetSdkVersion(void);
 IDCARDREADER_API const char* readCardGetComSet(void);
 
 /*
- *   Returns  the reader's state: 0 not opened yet (or no engine could be created), 1 opened, 3
- *            lost.
+ *   Returns  what has last become of the reader: 0 not opened yet (or no engine could be created),
+ *            1 opened, 3 lost. It stays so behind readCardDestory, which closes the reader.
  *   Engine   created.
  */
 IDCARDREADER_API int32_t readCardGetDeviceStatus(void);
@@ -356,8 +420,9 @@ IDCARDREADER_API uint64_t readCardBeep(int32_t on);
  * The port is ignored: a process has one reader. Arguments that hosts of this interface pass behind
  * those declared here are ignored as well. Only resident identity cards have a text block, so the
  * other types give IDCARDREADER_SDT_NOTHING_READ here and are fetched field by field. Each buffer
- * has at least the bytes named above and each length is stored in bytes; a buffer and its length
- * stay untouched when the block is not held.
+ * has at least the bytes named above, IDCARDREADER_TEXT_BLOCK_BYTES and so on, and never gets more;
+ * each length is stored in bytes. A buffer and its length stay untouched when the block is not
+ * held.
  *
  * Text block, 256 bytes: UTF-16 little-endian, unused bytes zero. A longer value is cut.
  *     offset   0, 15 characters  name
@@ -370,8 +435,10 @@ IDCARDREADER_API uint64_t readCardBeep(int32_t on);
  *            188,  8             valid from, YYYYMMDD
  *            204,  8             valid until, YYYYMMDD or a word meaning "for ever"
  *            220, 18             zero
- * Photo block, 1024 bytes: the picture as the card holds it, compressed.
- * Fingerprint block, 512 or 1024 bytes: as the card holds it.
+ * Photo block, 1024 bytes: the picture as the card holds it, compressed. To be seen it needs an
+ * outside decoder, which is not part of this library.
+ * Fingerprint block, 512 or 1024 bytes: as the card holds it. The content that the service sends
+ * today never carries one, so the functions that hand it out yield nothing.
  * ============================================================================================ */
 
 /* Nothing to do: always IDCARDREADER_SDT_SUCCESS. */
@@ -383,8 +450,8 @@ IDCARDREADER_API int32_t SDT_SetMaxRFByte(int32_t port);
 IDCARDREADER_API int32_t SDT_SetCOMBaud(int32_t port);
 
 /*
- * Fixed values, always with IDCARDREADER_SDT_SUCCESS. A null pointer is passed over. No zero byte is
- * written behind a text.
+ * Fixed values, always with IDCARDREADER_SDT_SUCCESS. A null pointer is passed over. No zero byte
+ * is written behind a text.
  *   SDT_GetCOMBaud          115200, whatever the baud rate is.
  *   SDT_GetErrorString      1 byte, "@".
  *   SDT_GetSAMID,
@@ -413,7 +480,8 @@ IDCARDREADER_API int32_t SDT_ReadNewAppMsg(int32_t port);
 IDCARDREADER_API int32_t SDT_StartFindIDCard(int32_t port, uint8_t* managementInformation);
 
 /*
- * Reads the card: readCardStart(0), which blocks. readCardGetLastError tells why it failed.
+ * Reads the card as readCardStart(0) does: it blocks, and when it fails it empties the text that
+ * the functions that return one share. readCardGetLastError tells why it failed.
  *   managementInformation  gets 4 bytes, "0123"; may be null.
  *   Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NOT_SELECTED.
  *   Engine   created.
@@ -444,8 +512,9 @@ IDCARDREADER_API int32_t SDT_ReadBaseMsgFingerPrint(int32_t port, uint8_t* text,
 
 /*
  * Write the same blocks to files, their bytes and nothing else.
- *   ...FileName  zero-terminated, in the system's ANSI code page, relative to the current directory.
- *                A file that cannot be opened is passed over without a report.
+ *   ...FileName  zero-terminated, in the system's ANSI code page (on Linux bytes as they stand),
+ *                relative to the current directory. A file that cannot be written is passed over
+ *                without a report, and so is a null pointer.
  *   ...Length    gets the block's number of bytes when it is held, also when its file was not
  *                written; may be null.
  *   Returns      IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NOTHING_READ, the latter also when
@@ -461,7 +530,8 @@ IDCARDREADER_API int32_t SDT_ReadBaseFPMsgToFile(int32_t port, const char* textF
                                                  uint32_t* fingerprintLength);
 
 /*
- * Copies the fingerprint block.
+ * Copies the fingerprint block, IDCARDREADER_FINGERPRINT_BLOCK_BYTES at most; with today's service
+ * there is none.
  *   Returns  IDCARDREADER_SDT_SUCCESS or IDCARDREADER_SDT_NO_FINGERPRINT. Works without an engine.
  */
 IDCARDREADER_API int32_t SDT_ReadFPMsg(int32_t port, uint8_t* fingerprint,
@@ -491,10 +561,13 @@ IDCARDREADER_API int32_t Routon_StartFindIDCard(void);
 IDCARDREADER_API int32_t Authenticate(void);
 
 /*
- * Reads the card, readCardStart(0), and writes files into the current directory.
+ * Reads the card as readCardStart(0) does, which blocks and, when it fails, empties the text that
+ * the functions that return one share. Then writes files into the current directory.
  *   mode     1 the text block to "WZ.TXT", the photo block to "ZP.WLT" and, when WltRS.dll
  *            (libWltRS.so) is there, the photo as a bitmap by its function GetBmp; 2 the two files
- *            only; any other value no files. A file that cannot be written is passed over.
+ *            only; any other value no files. The file of a block that this card lacks is removed,
+ *            so that none of the card before stays. A file that cannot be written is passed over; a
+ *            photo that could not be written whole is not made a bitmap.
  *   Returns  1 the card was read; 0 it was not.
  *   Engine   created.
  */
@@ -507,7 +580,8 @@ IDCARDREADER_API int32_t Read_Content(int32_t mode);
 IDCARDREADER_API int32_t ReadIINSNDN(char* serialNumber);
 
 /*
- * Hands its argument to the function dewlt of Dewlt.dll (libDewlt.so), which is loaded on first use.
+ * Hands its argument to the function dewlt of Dewlt.dll (libDewlt.so), which is loaded on first use
+ * and stays loaded; see FILES for where it must lie.
  *   Returns  what that returns; 0 when it is not there.
  */
 IDCARDREADER_API uintptr_t dewlt(uintptr_t argument);
@@ -528,15 +602,20 @@ IDCARDREADER_API int32_t Routon_BeepLED(int32_t beep, int32_t led, int32_t milli
 IDCARDREADER_API int32_t Routon_Get210Version(char* version);
 
 /*
- * Copies the text block of the last card.
- *   text, textLength  at least IDCARDREADER_TEXT_BLOCK_BYTES bytes; gets the number of bytes.
+ * Copies the text block of the last card. Not to be called while another thread is in a blocking
+ * read.
+ *   text, textLength  at least IDCARDREADER_TEXT_BLOCK_BYTES bytes, and never more are written;
+ *                     gets the number of bytes.
  *   Returns           1; 0 no text block is held, nothing was copied.
  */
 IDCARDREADER_API int32_t Routon_ReadBaseMsg(uint8_t* text, uint32_t* textLength);
 
 /*
  * Shuts the engine down as readCardDestory does and gives it back. The next function that needs an
- * engine creates a new one, which reads conf.yaml and the data files again.
+ * engine creates a new one, which reads conf.yaml and the data files again. It waits until the
+ * functions that run in other threads have returned: a blocked read is released at once, a command
+ * that the reader has been given ends within two seconds, and no name look-up or connection is
+ * waited for longer than a second.
  *   Returns  always 1.
  */
 IDCARDREADER_API int32_t CloseComm(void);
@@ -574,8 +653,9 @@ IDCARDREADER_API const char* GetDepartment(void);
  * Each copies the field of the last card to the caller's buffer, WITHOUT a terminating zero, and
  * returns 1; it returns 0 and leaves the buffer untouched when the card has no such field, the
  * fields are cleared, or there is no engine. Zero the buffer first. A buffer has at least
- * IDCARDREADER_FIELD_BYTES bytes, or IDCARDREADER_LONG_FIELD_BYTES where it is said so. None
- * creates the engine.
+ * IDCARDREADER_FIELD_BYTES bytes, or IDCARDREADER_LONG_FIELD_BYTES where it is said so. Each
+ * function writes that number less one at most: a longer field is cut behind its last whole
+ * character, GBK or UTF-8 as it is said. None creates the engine.
  * ============================================================================================ */
 
 /*
@@ -616,7 +696,7 @@ IDCARDREADER_API int32_t GetNewPeopleCountryCode(char* buffer);
 IDCARDREADER_API int32_t GetNewPeopleCountry(char* buffer);
 /*
  * The photo block of a card of any type, fetched anew from the fields.
- *   photo        at least IDCARDREADER_PHOTO_BLOCK_BYTES bytes.
+ *   photo        at least IDCARDREADER_PHOTO_BLOCK_BYTES bytes, and never more are written.
  *   photoLength  gets the number of bytes copied.
  *   Returns      1 copied; 0 no photo, the fields are cleared, or there is no engine: buffer and
  *                length are untouched. When the fields are cleared, the SDT_* functions hand out no
