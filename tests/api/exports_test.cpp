@@ -95,6 +95,13 @@ TEST_F(ExportsTest, TellsAboutReaderAndHost) {
                                std::regex("pcDevice|[0-9A-F]{2}(-[0-9A-F]{2})*")));
 }
 
+// The program of this test has none beside it.
+TEST_F(ExportsTest, TheConfigurationMayLieBesideTheLibrary) {
+  folder.WriteFile("conf.yaml", "comnum: -5\n");
+  EXPECT_EQ(library->readCardGetComSet(), Gbk("串口号：COM-5，波特率：57600"));
+  folder.RemoveFile("conf.yaml");
+}
+
 TEST_F(ExportsTest, ReadsTheUidOfBothKindsOfCard) {
   const auto uid = [this](int mode) {
     std::string text(IDCARDREADER_UID_BYTES, '\0');

@@ -62,6 +62,8 @@ TEST_F(ReadcardTest, ShowsTheLibrarysLinesOnTheErrorOutputWhenAskedTo) {
   EXPECT_EQ(child.status, 0);
   EXPECT_NE(child.errors.find("iInitAppid:9"), std::string::npos) << child.errors;
   EXPECT_EQ(child.output.find("iInitAppid"), std::string::npos);
+  folder.WriteFile("conf.yaml", "# settings\ncanPrint: false\n");
+  EXPECT_EQ(Run("--verbose").errors, "");
 }
 
 TEST_F(ReadcardTest, JsonHoldsTheFieldsInUtf8AndNothingElseIsPrinted) {

@@ -1,8 +1,9 @@
-// A system that gives no thread, which only Linux can be made.
+// A system that gives no thread or no descriptor, which only Linux can be made.
 
 #if defined(__linux__)
 
 #include <pthread.h>
+#include <sys/resource.h>
 
 #include "host/host_test.h"
 
@@ -59,6 +60,16 @@ TEST_F(ThreadRefusalTest, NoClientThreadIsCode29WithTheCauseBehindIt) {
   EXPECT_TRUE(error.starts_with(library->readCardErrorInfo(29))) << error;
   EXPECT_NE(error.find(library->readCardErrorInfo(2)), std::string::npos) << error;
   ExpectNoRecord(*library);
+  ExpectGoodRead(kAnyCard);
+}
+
+TEST_F(ThreadRefusalTest, WhatNoDescriptorWasLeftForIsReadByTheNextRead) {
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{0, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_EQ(library->readCardSetDeviceType(0), 1);  // creates the engine
+  setrlimit(RLIMIT_NOFILE, &before);
   ExpectGoodRead(kAnyCard);
 }
 
