@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <thread>
+
+#include "base/json_file.h"
 
 namespace devkit {
 namespace {
@@ -35,7 +38,7 @@ int VirtualReader::Open(unsigned short vendorId, unsigned short productId) {
   if (!Matches(vendorId, productId)) return 0;
   const ReaderModel::Contact contact = reader.Open(Clock::now());
   const int handle = contact.there ? nextHandle++ : 0;
-  if (handle != 0) sessions[handle] = reader.SessionNumber();
+  if (handle != 0) handles[handle].session = reader.SessionNumber();
   lock.unlock();
   std::this_thread::sleep_for(contact.pause);
   return handle;
@@ -44,10 +47,10 @@ int VirtualReader::Open(unsigned short vendorId, unsigned short productId) {
 int VirtualReader::Write(int handle, const unsigned char* report, std::size_t length) {
   std::unique_lock lock(mutex);
   LookAtDesk();
-  if (!HandleAlive(handle)) return -1;
+  if (LiveHandle(handle) == nullptr) return -1;
   if (length != kRequestSize || report[0] != 0) {
-    std::fprintf(stderr, "virtual reader: a request of %zu bytes with report id %d was refused\n",
-                 length, length > 0 ? report[0] : -1);
+    Complain("a request of " + std::to_string(length) + " bytes with report id " +
+             std::to_string(length > 0 ? report[0] : -1) + " was refused");
     return -1;
   }
   const ReaderModel::Taken taken = reader.Request({report + 1, length - 1}, Clock::now());
@@ -63,9 +66,18 @@ int VirtualReader::Read(int handle, unsigned char* data, std::size_t length, int
   std::unique_lock lock(mutex);
   for (;;) {
     if (reader.SearchOn()) LookAtDesk();
-    if (!HandleAlive(handle)) return -1;
+    Handle* const open = LiveHandle(handle);
+    if (open == nullptr) return -1;
+    if (open->reading == nullptr) open->reading = ThreadLife::OfThisThread();
     const Moment now = Clock::now();
-    if (const auto output = reader.Take(now)) return Deliver(*output, data, length);
+    if (Cancelled(*open)) {
+      open->reading.reset();
+      return -1;
+    }
+    if (const auto output = reader.Take(now)) {
+      open->reading.reset();
+      return Deliver(*output, data, length);
+    }
     if (!endless && now >= deadline) return 0;
 
     std::optional<Moment> wake;
@@ -82,14 +94,19 @@ int VirtualReader::Read(int handle, unsigned char* data, std::size_t length, int
 
 void VirtualReader::Close(int handle) {
   const std::lock_guard lock(mutex);
-  sessions.erase(handle);
+  if (const Handle* open = LiveHandle(handle); open != nullptr && open->reading != nullptr &&
+                                               !open->reading->HasEnded() &&
+                                               open->reading != ThreadLife::OfThisThread()) {
+    Complain("the device was closed while a read of another thread was under way");
+  }
+  handles.erase(handle);
   changed.notify_all();
 }
 
 void VirtualReader::LookAtDesk() {
   const std::optional<DeskState> state = deskFile.Look();
   if (const std::string complaint = deskFile.TakeComplaint(); !complaint.empty()) {
-    std::fprintf(stderr, "virtual reader: %s\n", complaint.c_str());
+    Complain(complaint);
   }
   if (!state) return;
   Apply(*state, desk.presentation, reader, Clock::now());
@@ -97,14 +114,28 @@ void VirtualReader::LookAtDesk() {
   changed.notify_all();
 }
 
+void VirtualReader::Complain(const std::string& text) const {
+  std::fprintf(stderr, "virtual reader: %s\n", text.c_str());
+  std::filesystem::path file = deskFile.Path();
+  file += ".complaints";
+  std::ofstream(file, std::ios::app) << text << '\n';
+}
+
 bool VirtualReader::Matches(unsigned short vendorId, unsigned short productId) const {
   return (vendorId == 0 || vendorId == desk.vendorId) &&
          (productId == 0 || productId == desk.productId);
 }
 
-bool VirtualReader::HandleAlive(int handle) const {
-  const auto found = sessions.find(handle);
-  return found != sessions.end() && reader.Alive(found->second);
+VirtualReader::Handle* VirtualReader::LiveHandle(int number) {
+  const auto found = handles.find(number);
+  return found != handles.end() && reader.Alive(found->second.session) ? &found->second : nullptr;
+}
+
+// What was there when the thread ended had completed the read.
+bool VirtualReader::Cancelled(const Handle& handle) const {
+  if (!handle.reading->HasEnded()) return false;
+  const auto due = reader.NextDue();
+  return !due || *due > handle.reading->End();
 }
 
 int VirtualReader::Deliver(const ReaderOutput& output, unsigned char* data, std::size_t length) {

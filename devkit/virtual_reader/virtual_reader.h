@@ -8,11 +8,17 @@
 
 #include "reader_model/desk.h"
 #include "reader_model/reader_model.h"
+#include "virtual_reader/thread_life.h"
 
 namespace devkit {
 
 // The reader model behind blocking calls from any thread. The desk file is looked at on the
 // caller's thread, so the virtual reader needs no thread of its own.
+//
+// It is as touchy as hidapi is on Windows, on every platform: a read that has run out of time stays
+// under way and belongs to its thread. The next read goes on waiting for it; when that thread has
+// ended, the system has cancelled it, and the next read fails, once. To close the device from another
+// thread meanwhile is a mistake.
 class VirtualReader {
  public:
   explicit VirtualReader(std::filesystem::path deskFile);
@@ -28,9 +34,18 @@ class VirtualReader {
   void Close(int handle);
 
  private:
+  struct Handle {
+    int session = 0;
+    std::shared_ptr<const ThreadLife> reading;  // the thread of the read that is under way
+  };
+
   void LookAtDesk();
+  // To the standard error, and into a file beside the desk: a program with windows has no standard
+  // error, and a test looks there.
+  void Complain(const std::string& text) const;
   bool Matches(unsigned short vendorId, unsigned short productId) const;
-  bool HandleAlive(int handle) const;
+  Handle* LiveHandle(int number);
+  bool Cancelled(const Handle& handle) const;
   static int Deliver(const ReaderOutput& output, unsigned char* data, std::size_t length);
 
   std::mutex mutex;
@@ -38,7 +53,7 @@ class VirtualReader {
   DeskFile deskFile;
   DeskState desk;
   ReaderModel reader;
-  std::map<int, int> sessions;  // of each open handle
+  std::map<int, Handle> handles;  // the open ones
   int nextHandle = 1;
 };
 

@@ -58,6 +58,39 @@ TEST_F(SearchTest, ReportsACardThatComesLater) {
   EXPECT_EQ(library->readCardGetCardType(), 4);
 }
 
+// What the system does for a thread, such as waiting for the reader, it ends with the thread.
+TEST_F(SearchTest, EachSearchAndReadMayComeFromANewThread) {
+  const auto inNewThread = [this](int mode) {
+    return std::async(std::launch::async, [this, mode] { return library->readCardStart(mode); })
+        .get();
+  };
+  desk.TakeCardAway();
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(inNewThread(kSearch), 0);
+    EXPECT_EQ(library->readCardGetDeviceStatus(), 1) << LastError();
+  }
+  desk.Put(kAnyCard);
+  EXPECT_EQ(inNewThread(kSearch), 1) << LastError();
+  desk.TakeCardAway();
+  EXPECT_EQ(inNewThread(kSearch), 0);
+  ExpectGoodRead("gat");
+}
+
+// The virtual reader would complain of a close beside another thread's wait.
+TEST_F(SearchTest, TheReaderMayBeClosedByAnotherThread) {
+  desk.TakeCardAway();
+  std::promise<void> searched, closed;
+  std::thread searching([&] {
+    EXPECT_EQ(library->readCardStart(kSearch), 0);
+    searched.set_value();
+    closed.get_future().wait();
+  });
+  searched.get_future().wait();
+  EXPECT_EQ(library->CloseComm(), 1);
+  closed.set_value();
+  searching.join();
+}
+
 TEST_F(SearchTest, WaitsAboutASecondWhenNothingIsThere) {
   desk.TakeCardAway();
   const auto begin = std::chrono::steady_clock::now();

@@ -6,15 +6,24 @@
 
 #include <cstddef>
 #include <future>
+#include <thread>
 
 #include "devkit/devkit_test_support.h"
+#include "support/temporary_folder.h"
 #include "virtual_reader/hid_device_info.h"
 
 namespace devkit {
 namespace {
 
+using idcardreader::LinesOf;
+using idcardreader::TemporaryFolder;
+
+constexpr std::size_t kRequestSize = 65;
+constexpr unsigned char kVersion[kRequestSize] = {0, 0x64};
+
 TEST(VirtualReaderTest, RefusesOtherIdsOtherSizesAndClosedHandles) {
-  VirtualReader reader("no-desk.json");  // a reader without a card
+  const TemporaryFolder folder;
+  VirtualReader reader(folder.path / "no-desk.json");  // a reader without a card
   unsigned short vendor = 0xC217;
   unsigned short product = 0x0102;
   EXPECT_FALSE(reader.Enumerate(vendor, product));
@@ -33,6 +42,34 @@ TEST(VirtualReaderTest, RefusesOtherIdsOtherSizesAndClosedHandles) {
                             [&] { return reader.Read(handle, report, sizeof report, -1); });
   reader.Close(handle);
   EXPECT_EQ(waiting.get(), -1);
+}
+
+TEST(VirtualReaderTest, AReadThatTimedOutFailsOnceItsThreadHasEnded) {
+  const TemporaryFolder folder;
+  VirtualReader reader(folder.path / "no-desk.json");
+  const int handle = reader.Open(0, 0);
+  unsigned char report[kRequestSize] = {};
+  const auto read = [&] { return reader.Read(handle, report, sizeof report, 0); };
+  const auto inThread = [](auto procedure) { std::thread(procedure).join(); };
+
+  inThread([&] { EXPECT_EQ(read(), 0); });
+  EXPECT_EQ(reader.Write(handle, kVersion, kRequestSize), 65);
+  EXPECT_EQ(read(), -1);
+  EXPECT_EQ(read(), 64) << "nothing is lost";
+  // What came while the thread lived is kept.
+  inThread([&] {
+    EXPECT_EQ(read(), 0);
+    EXPECT_EQ(reader.Write(handle, kVersion, kRequestSize), 65);
+  });
+  EXPECT_EQ(read(), 64);
+  // It is no other thread's business.
+  EXPECT_EQ(read(), 0);
+  inThread([&] { EXPECT_EQ(read(), 0); });
+  EXPECT_EQ(read(), 0);
+  inThread([&] { reader.Close(handle); });
+  EXPECT_EQ(LinesOf(folder.path / "no-desk.json.complaints"),
+            std::vector<std::string>{
+                "the device was closed while a read of another thread was under way"});
 }
 
 TEST(HidapiAbiTest, EnumerationsHaveHidapisLayout) {

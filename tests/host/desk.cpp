@@ -40,6 +40,14 @@ void Desk::Misbehave(const nlohmann::json& readerSection) {
   Write();
 }
 
+std::string Desk::TakeComplaints() {
+  std::filesystem::path complaints = file;
+  complaints += ".complaints";
+  const std::string text = devkit::ReadTextFile(complaints).value_or("");
+  std::filesystem::remove(complaints);
+  return text;
+}
+
 // In one piece, so that no reader finds half a desk.
 void Desk::Write() {
   std::filesystem::path part = file;

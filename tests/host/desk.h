@@ -24,6 +24,8 @@ class Desk {
   // fault. The service has its own.
   void Misbehave(const nlohmann::json& readerSection);
   void Behave() { Misbehave(nlohmann::json::object()); }
+  // What the virtual reader found wrong with its host since the last call.
+  std::string TakeComplaints();
 
  private:
   void Write();

@@ -27,6 +27,7 @@ void HostTest::TearDown() {
   if (library) library->CloseComm();
   Unload();
   StopService();
+  EXPECT_EQ(desk.TakeComplaints(), "");
 }
 
 void HostTest::Load() { library = std::make_unique<ShippedLibrary>(folder.Library()); }
