@@ -2,13 +2,12 @@
 
 #include <cstdint>
 #include <span>
-
-#include "support/wiped_bytes.h"
+#include <vector>
 
 namespace idcardreader {
 
 // Of a card, or a key.
-using Block = WipedBytes;
+using Block = std::vector<std::uint8_t>;
 using BlockView = std::span<const std::uint8_t>;
 
 inline constexpr std::size_t kKeySize = 8;

@@ -28,6 +28,7 @@ struct CSThread::State {
     } catch (...) {
       // There is nobody above to take it; the owner sees a thread that has ended.
     }
+    WipeStack();  // the system keeps the stacks of ended threads for new ones
     state.running = false;
     return nullptr;
   }

@@ -27,6 +27,7 @@ struct CSThread::State {
     } catch (...) {
       // There is nobody above to take it; the owner sees a thread that has ended.
     }
+    WipeStack();
     state.running = false;
     return 0;
   }
