@@ -186,6 +186,7 @@ std::string Session::ContentAnswer(const ClientMessage& message, const Fault* fa
   if (Is(fault, FaultKind::empty)) content.clear();
   Bytes deflated = Deflate(content);
   if (Is(fault, FaultKind::bad_zlib)) deflated = PatternBytes(3, "bad zlib", deflated.size());
+  if (Is(fault, FaultKind::cut_zlib)) deflated.resize(deflated.size() / 2);
   std::string data = Base64(deflated);
   if (Is(fault, FaultKind::corrupt)) Corrupt(data);
   answer = Is(fault, FaultKind::no_data) ? "{" + tail : "{\"data\":\"" + data + "\"," + tail;

@@ -45,6 +45,7 @@ enum class FaultKind {
   short_token,
   no_data,
   bad_zlib,
+  cut_zlib,
   empty,
   unknown_type,
   acknowledge_first,

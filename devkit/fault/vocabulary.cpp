@@ -99,6 +99,7 @@ std::vector<KindRule> ServiceKinds() {
       {"short-token", FaultKind::short_token, {"login"}},
       {"no-data", FaultKind::no_data, {"dn", "output-key", "content"}},
       {"bad-zlib", FaultKind::bad_zlib, {"content"}},
+      {"cut-zlib", FaultKind::cut_zlib, {"content"}},
       {"empty", FaultKind::empty, {"content"}},
       {"unknown-type", FaultKind::unknown_type, {"content"}},
       {"acknowledge-first", FaultKind::acknowledge_first, {"content"}, {Milliseconds("gap", "50")}},
