@@ -9,8 +9,9 @@ namespace idcardreader {
 
 bool ReadCardBlocking() {
   const bool succeeded = Guarded(false, [] {
-    const EngineUse engine = UseOrCreateEngine();
-    return engine->ReadCardStartRead(false, [&engine] { FetchBlocks(*engine.operator->()); });
+    const EngineUse engine = UseOrCreateEngineToRead();
+    return engine &&
+           engine->ReadCardStartRead(false, [&engine] { FetchBlocks(*engine.operator->()); });
   });
   return succeeded || Guarded(false, [] {
            DropBlocks();

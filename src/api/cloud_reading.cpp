@@ -63,10 +63,7 @@ int32_t readCardStart(int32_t mode) {
 
 void readCardStop() {
   Guarded(0, [] {
-    const EngineUse engine = UseEngine();
-    if (engine) {
-      engine->StopRead();
-    }
+    StopRead();
     return 0;
   });
 }

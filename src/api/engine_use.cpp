@@ -1,5 +1,7 @@
 #include "api/engine_use.h"
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -22,6 +24,8 @@ struct EngineHolder {
   std::unique_ptr<ReaderEngine> engine;
   int users = 0;
   bool changing = false;
+  std::atomic<bool> creationGivenUp = false;
+  std::uint64_t stops = 0;  // that came while there was no engine to be told
 };
 
 ProcessWide<EngineHolder> holder;
@@ -32,7 +36,8 @@ std::unique_ptr<ReaderEngine> MakeEngine() {
   try {
     return std::make_unique<ReaderEngine>(
         EngineDoors{SystemReaderDoor(), platform::SystemSockets(), platform::SystemClock(),
-                    platform::ExecutableFolder(), platform::LibraryFolder()});
+                    platform::ExecutableFolder(), platform::LibraryFolder(), Dialect::token,
+                    [] { return holder->creationGivenUp.load(); }});
   } catch (...) {
     platform::UnpinModule();
     throw;
@@ -80,6 +85,7 @@ EngineUse UseOrCreateEngine() {
       return EngineUse(holder->engine.get());
     }
     holder->changing = true;
+    holder->creationGivenUp = false;
   }
   const Change change;
   std::unique_ptr<ReaderEngine> made = MakeEngine();
@@ -87,6 +93,30 @@ EngineUse UseOrCreateEngine() {
   holder->engine = std::move(made);
   ++holder->users;
   return EngineUse(holder->engine.get());
+}
+
+EngineUse UseOrCreateEngineToRead() {
+  std::uint64_t stopsBefore = 0;
+  {
+    const std::lock_guard guard(holder->lock);
+    stopsBefore = holder->stops;
+  }
+  EngineUse engine = UseOrCreateEngine();
+  const std::lock_guard guard(holder->lock);
+  return holder->stops == stopsBefore ? std::move(engine) : EngineUse();
+}
+
+void StopRead() {
+  {
+    const std::lock_guard guard(holder->lock);
+    if (holder->changing) {
+      holder->creationGivenUp = true;
+      ++holder->stops;
+    }
+  }
+  if (const EngineUse engine = UseEngine()) {
+    engine->StopRead();
+  }
 }
 
 EngineUse TryUseOrCreateEngine(int attempts) {
@@ -104,6 +134,7 @@ void DestroyEngine() {
   ReaderEngine* ending = nullptr;
   {
     const std::lock_guard guard(holder->lock);
+    holder->creationGivenUp = true;
     while (holder->changing) {
       holder->changed.Wait(holder->lock);  // ended by the Change of the thread at work
     }

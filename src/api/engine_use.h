@@ -27,7 +27,11 @@ EngineUse UseEngine();
 // The engine, made if need be; waits while another thread makes or destroys it. Throws when it
 // cannot be made.
 EngineUse UseOrCreateEngine();
-// The same, tried so many times; false when it cannot be made.
+// The same for a read; false when a stop came meanwhile.
+EngineUse UseOrCreateEngineToRead();
+// Ends the read that is running, also one that is still having the engine made.
+void StopRead();
+// As UseOrCreateEngine, tried so many times; false when it cannot be made.
 EngineUse TryUseOrCreateEngine(int attempts);
 // Releases a blocked read, waits until nobody uses the engine, and destroys it.
 void DestroyEngine();

@@ -1,5 +1,6 @@
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "engine/reader_engine.h"
 #include "support/status_codes.h"
@@ -19,7 +20,7 @@ StartUp ReaderEngine::Told() {
 }
 
 // Called again, it takes over what could not be read before.
-void ReaderEngine::LoadConfig() {
+void ReaderEngine::LoadConfig(const HostNames::GivenUp& givenUp) {
   const StartUp before = Told();
   const StartUp now = ReadStartUp(executableFolder, libraryFolder, before);
   {
@@ -34,20 +35,17 @@ void ReaderEngine::LoadConfig() {
   }
   if (!before.EndpointsKnown() && now.EndpointsKnown()) {
     log.Log(now.endpointPosition);
-    RecordEndpoints(now.settings);
+    RecordEndpoints(now.settings, givenUp);
   }
 }
 
-std::string ReaderEngine::ResolvedAddress(const std::string& host) {
-  return host.empty() || platform::IsDottedAddress(host) ? host : sockets.ResolveHostName(host);
-}
-
-void ReaderEngine::RecordEndpoints(const ReaderSettings& settings) {
-  const std::string address1 = ResolvedAddress(settings.serverHost1);
-  const std::string address2 = ResolvedAddress(settings.serverHost2);
-  links.Record(kItemServer1, address1 + "." + settings.serverPort1);
+void ReaderEngine::RecordEndpoints(const ReaderSettings& settings,
+                                   const HostNames::GivenUp& givenUp) {
+  const std::vector<std::string> addresses =
+      links.Names().Resolve({settings.serverHost1, settings.serverHost2}, givenUp);
+  links.Record(kItemServer1, addresses[0] + "." + settings.serverPort1);
   links.Record(kItemSocketTimeout, kSocketTimeoutMs);
-  links.Record(kItemServer2, address2 + "." + settings.serverPort2);
+  links.Record(kItemServer2, addresses[1] + "." + settings.serverPort2);
   // Both hosts go with the second port: the service's operators count on it.
   links.Record(kItemHost1, settings.serverHost1 + "*" + settings.serverPort2);
   links.Record(kItemHost2, settings.serverHost2 + "*" + settings.serverPort2);

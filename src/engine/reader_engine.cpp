@@ -54,8 +54,7 @@ class IdleCaller {
 }  // namespace
 
 ReaderEngine::ReaderEngine(const EngineDoors& doors)
-    : sockets(doors.sockets),
-      clock(doors.clock),
+    : clock(doors.clock),
       executableFolder(doors.executableFolder),
       libraryFolder(doors.libraryFolder),
       log(kLogName, doors.clock),
@@ -65,7 +64,7 @@ ReaderEngine::ReaderEngine(const EngineDoors& doors)
       machine(state, reader, links, *this, log),
       search(reader, *this, log, doors.clock),
       hostDeviceCode(idcardreader::HostDeviceCode()) {
-  LoadConfig();  // without its files the engine still drives the reader
+  LoadConfig(doors.givenUp);  // without its files the engine still drives the reader
 }
 
 ReaderEngine::~ReaderEngine() { ExitForGood(); }
@@ -147,7 +146,7 @@ bool ReaderEngine::ReadCard(const std::function<void()>& onSuccess) {
     reader.ExpectStaleReports();
   }
   if (Told().Incomplete()) {
-    LoadConfig();
+    LoadConfig(OverTest(generation));
   }
   if (!StartStep(generation)) {
     // Whatever failed without a code of its own; after a failure with one this has no effect.

@@ -32,6 +32,8 @@ struct EngineDoors {
   std::filesystem::path executableFolder;  // of conf.yaml
   std::filesystem::path libraryFolder;     // of the data files, and of conf.yaml in its stead
   Dialect dialect = Dialect::token;        // with the service; the library speaks no other
+  // Asked while the engine is made, which otherwise waits for its service's names.
+  HostNames::GivenUp givenUp = [] { return false; };
 };
 
 // The one object behind every export: configuration, reader, read thread, service link, the record
@@ -88,9 +90,8 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   bool ReadHasBegun() override { return state.ReadRunning(); }
 
   StartUp Told();
-  void LoadConfig();
-  std::string ResolvedAddress(const std::string& host);
-  void RecordEndpoints(const ReaderSettings& settings);
+  void LoadConfig(const HostNames::GivenUp& givenUp);
+  void RecordEndpoints(const ReaderSettings& settings, const HostNames::GivenUp& givenUp);
 
   bool Exit(ReadState::Shutdown kind);
   void EndAtLink(ReadGeneration generation);
@@ -104,7 +105,6 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   bool StartService(DecodeServerLink& link, ReadGeneration generation);
   bool ReadDn(ReadGeneration generation, Answer& answer);
 
-  platform::SocketApi& sockets;
   platform::Clock& clock;
   const std::filesystem::path executableFolder;
   const std::filesystem::path libraryFolder;

@@ -102,6 +102,7 @@ bool HostNames::TakeAnswer(LookUp& lookUp, std::string& address) {
   }
   address = std::move(lookUp.answer->address);
   lookUp.answer.reset();
+  lookUp.thread->WaitFor(std::chrono::seconds(1));  // it has nothing left to do but to end
   lookUp.thread.reset();
   return true;
 }
