@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "reader/scripted_reader.h"
 #include "service/scripted_service.h"
+#include "support/eventually.h"
 #include "support/status_codes.h"
 #include "support/temporary_folder.h"
 #include "support/test_clock.h"
@@ -83,6 +87,34 @@ TEST_F(ReaderEngineTest, ACardReportedEarlyIsFoundWhateverFollows) {
     EXPECT_TRUE(engine.ReadCardStartRead(true));
     EXPECT_EQ(engine.CardKind(), 16U);
   }
+}
+
+// Nothing but what ends it ends a wait here: the clock stands still and the name server is silent.
+TEST(ReaderEngineStart, ASilentNameServerHoldsNeitherCreationNorStopNorShutdown) {
+  TemporaryFolder folder;
+  folder.Write("appid.dat", "label\t5AEA11D9172C2416150C6EE84628080D04\n");
+  folder.Write("hostport.dat",  // second.example:9999
+               "label\t5ADD519C56EE13C37AE318DA6485A242E572E04BCE50\n");
+  ScriptedSockets sockets;
+  sockets.silentNames = {"second.example"};
+  ScriptedReader reader;
+  TestClock clock;
+  bool stopCame = false;
+  EngineDoors doors{reader, sockets, clock, folder.path, folder.path};
+  doors.givenUp = [&stopCame] { return std::exchange(stopCame, true); };
+  for (const bool shutdown : {false, true}) {
+    ReaderEngine engine(doors);
+    auto read = std::async(std::launch::async, [&] { return engine.ReadCardStartRead(false); });
+    ASSERT_TRUE(Eventually([&] { return reader.Commands().ends_with("30 64"); }));
+    if (shutdown) {
+      engine.ExitEngine();
+    } else {
+      engine.StopRead();
+    }
+    ASSERT_EQ(read.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    EXPECT_FALSE(read.get());
+  }
+  sockets.EndSilence();
 }
 
 }  // namespace
