@@ -58,7 +58,7 @@ class DescriptorsExhausted {
 
 class StartUpTest : public testing::Test {
  protected:
-  ~StartUpTest() override { SwitchPrinting(true); }
+  void TearDown() override { SwitchPrinting(true); }
 
   StartUp Read(StartUp before = {}) {
     testing::internal::CaptureStdout();
