@@ -89,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::VirtualClock clock;
   fuzz::FuzzedReader reader(script, clock);
   fuzz::FuzzedService service(script, clock);
-  const Dialect dialect = script.Choice(2) == 0 ? Dialect::token : Dialect::device_code;
+  const Dialect& dialect = script.Choice(2) == 0 ? TokenDialect() : DeviceCodeDialect();
   bool processEnded = false;
   {
     ReaderEngine engine({reader, service, clock, "/host", "/library", dialect});

@@ -1,8 +1,9 @@
 #include "base/encoding.h"
 #include "base/expect.h"
 #include "service/base64.h"
+#include "service/dialect.h"
 #include "service/inflate.h"
-#include "service/service_answers.h"
+#include "service/service_messages.h"
 #include "support/throwing_hard_stop.h"
 
 using namespace idcardreader;
@@ -38,16 +39,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   CheckDecoding(text);
   CheckRoundTrip(text);
-  StartsContent(text);
-  ContentComplete(text);
   const LoginAnswer login = ParseLoginAnswer(text);
   fuzz::Expect(fuzz::Within(login.token, text) && fuzz::Within(login.code, text),
                "token and code are the service's");
   fuzz::Expect(!login.accepted || login.token.size() >= 2, "an accepted login has a token");
   for (const KeyKind kind : {KeyKind::input, KeyKind::output}) {
     try {
-      CheckKey(ParseTokenKeyAnswer(text, kind));
-      CheckKey(ParseDeviceCodeKeyAnswer(text, kind));
+      CheckKey(TokenDialect().ReadKey(text, kind, {}));
+      CheckKey(DeviceCodeDialect().ReadKey(text, kind, {}));
     } catch (const ThrowingHardStop::Stopped&) {
     }
   }

@@ -1,7 +1,7 @@
-#include <map>
+#include <iterator>
 
 #include "base/expect.h"
-#include "service/decode_transaction.h"
+#include "service/exchange.h"
 #include "support/status_codes.h"
 #include "support/throwing_hard_stop.h"
 #include "world/fuzzed_service.h"
@@ -14,57 +14,30 @@ namespace {
 
 constexpr int kMostExchanges = 8;
 
-class CheckingSink : public ExchangeSink {
- public:
-  explicit CheckingSink(const fuzz::FuzzedService& service) : service(service) {}
+constexpr std::int32_t kCommands[] = {kItemSector21, kItemLogin,    kItemHeartbeat, kItemDn,
+                                      kItemInputKey, kItemSector11, kItemSector12,  kItemSector13};
 
-  bool Tracing() const override { return true; }
-  void Trace(std::string_view) override {}
-  void FileKey(std::int32_t item, const Block& key) override {
-    fuzz::Expect(item == kItemInputKey || item == kItemOutputKey, "a key has its item");
-    fuzz::Expect(key.size() == kKeySize, "a key has its size");
+void Check(const ExchangeResult& result, const fuzz::FuzzedService& service) {
+  fuzz::Expect(result.failureCode >= ERRORT_None && result.failureCode < ERRORT_End &&
+                   result.failureCode != ERRORT_Ok,
+               "a failure has a code");
+  if (result.failureCode != ERRORT_None) {
+    fuzz::Expect(result.key.empty() && result.entries.empty(),
+                 "an exchange that fails brings nothing");
   }
-  void FileContent(const std::vector<std::pair<std::int32_t, std::string>>& entries) override {
-    for (const auto& [item, text] : entries) {
-      if (item == kItemIdNumber) fuzz::Expect(service.HasCarried(text), "the content was carried");
-    }
-    filed = true;
+  if (!result.key.empty()) {
+    fuzz::Expect(result.keyItem == kItemInputKey || result.keyItem == kItemOutputKey,
+                 "a key has its item");
+    fuzz::Expect(result.key.size() == kKeySize, "a key has its size");
   }
-  void FileDone() override { ++ends; }
-  void ReportFailure(std::int32_t code, std::string_view, std::string_view) override {
-    fuzz::Expect(code > ERRORT_Ok && code < ERRORT_End, "a failure has a code");
-    fuzz::Expect(!filed, "an exchange that fails files no content");
-    ++ends;
-  }
-
   int ends = 0;
-
- private:
-  const fuzz::FuzzedService& service;
-  bool filed = false;
-};
-
-void Perform(DecodeTransaction& transaction, fuzz::Script& script) {
-  const std::string report = script.Bytes(script.Choice(65));
-  const BlockView block(reinterpret_cast<const std::uint8_t*>(report.data()), report.size());
-  switch (script.Choice(8)) {
-    case 1:
-      return transaction.Login();
-    case 2:
-      return transaction.InitDecodeChannel();
-    case 3:
-      return transaction.UploadDN(block);
-    case 4:
-      return transaction.UploadOutputKey(block);
-    case 5:
-      return transaction.UploadSector11Data(block);
-    case 6:
-      return transaction.UploadSector12Data(block);
-    case 7:
-      return transaction.UploadSector13Data(block);
-    default:
-      return transaction.UploadSector21Data(block);
+  for (const auto& [item, text] : result.entries) {
+    if (item == kItemIdNumber) fuzz::Expect(service.HasCarried(text), "the content was carried");
+    if (item == kItemDone) ++ends;
   }
+  fuzz::Expect(ends == (result.entries.empty() ? 0 : 1), "a content ends once");
+  fuzz::Expect(!result.login || !result.login->loggedIn || result.login->token.size() >= 2,
+               "a login has a token");
 }
 
 }  // namespace
@@ -76,16 +49,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::FuzzedService service(script, clock);
   SocketTransport transport(service);
   if (!transport.CreateSocket()) return 0;
-  const Dialect dialect = script.Choice(2) == 0 ? Dialect::token : Dialect::device_code;
-  const ServiceIdentity identity;
-  LoginState login;
+  const Dialect& dialect = script.Choice(2) == 0 ? TokenDialect() : DeviceCodeDialect();
+  ServiceSession session;
   try {
     for (int count = 0; count == 0 || (count < kMostExchanges && !script.Empty()); ++count) {
-      CheckingSink sink(service);
-      DecodeTransaction transaction(transport, sink, clock, dialect, identity, login);
-      Perform(transaction, script);
-      fuzz::Expect(sink.ends <= 1, "an exchange ends once");
-      fuzz::Expect(!login.loggedIn || login.token.size() >= 2, "a login has a token");
+      const std::string report = script.Bytes(script.Choice(65));
+      const BlockView block(reinterpret_cast<const std::uint8_t*>(report.data()), report.size());
+      const std::int32_t command = kCommands[script.Choice(std::size(kCommands))];
+      const ExchangeResult result = PerformExchange(command, block, dialect, session, transport,
+                                                    clock, [](std::string_view) {});
+      Check(result, service);
+      if (result.login) session.login = *result.login;
     }
   } catch (const ThrowingHardStop::Stopped&) {
   }

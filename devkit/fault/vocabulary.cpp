@@ -103,7 +103,7 @@ std::vector<KindRule> ServiceKinds() {
       {"empty", FaultKind::empty, {"content"}},
       {"unknown-type", FaultKind::unknown_type, {"content"}},
       {"acknowledge-first", FaultKind::acknowledge_first, {"content"}, {Milliseconds("gap", "50")}},
-      {"content", FaultKind::content, {"dn"}},
+      {"content", FaultKind::content, keys},
       {"hang-up", FaultKind::hang_up, exchanges},
       {"not-listening", FaultKind::not_listening, {"connect"}},
       {"unanswered", FaultKind::unanswered, {"connect"}},

@@ -36,7 +36,7 @@ std::unique_ptr<ReaderEngine> MakeEngine() {
   try {
     return std::make_unique<ReaderEngine>(
         EngineDoors{SystemReaderDoor(), platform::SystemSockets(), platform::SystemClock(),
-                    platform::ExecutableFolder(), platform::LibraryFolder(), Dialect::token,
+                    platform::ExecutableFolder(), platform::LibraryFolder(), TokenDialect(),
                     [] { return holder->creationGivenUp.load(); }});
   } catch (...) {
     platform::UnpinModule();

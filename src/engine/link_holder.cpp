@@ -20,14 +20,13 @@ bool IsSetting(std::int32_t item) {
 
 }  // namespace
 
-LinkHolder::LinkHolder(platform::SocketApi& sockets, platform::Clock& clock, Dialect dialect)
+LinkHolder::LinkHolder(platform::SocketApi& sockets, platform::Clock& clock, const Dialect& dialect)
     : sockets(sockets), hostNames(sockets, clock), clock(clock), dialect(dialect) {}
 
 std::shared_ptr<DecodeServerLink> LinkHolder::Ensure() {
   const std::lock_guard guard(holderLock);
   if (link == nullptr) {
-    link = std::make_shared<DecodeServerLink>(sockets, hostNames, clock);
-    link->SetTokenProtocol(dialect == Dialect::token);
+    link = std::make_shared<DecodeServerLink>(sockets, hostNames, clock, dialect);
     for (const std::int32_t item : kSettingItems) {
       const auto setting = settings.find(item);
       if (setting != settings.end()) {

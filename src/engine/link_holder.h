@@ -17,7 +17,7 @@ namespace idcardreader {
 class LinkHolder {
  public:
   LinkHolder(platform::SocketApi& sockets, platform::Clock& clock,
-             Dialect dialect = Dialect::token);
+             const Dialect& dialect = TokenDialect());
 
   std::shared_ptr<DecodeServerLink> Ensure();
   // Null when there is none.
@@ -31,7 +31,7 @@ class LinkHolder {
   platform::SocketApi& sockets;
   HostNames hostNames;
   platform::Clock& clock;
-  const Dialect dialect;
+  const Dialect& dialect;
   platform::CSMutex holderLock;  // guards the rest; taken after stateLock, before the link's lock
   std::shared_ptr<DecodeServerLink> link;
   std::map<std::int32_t, std::string> settings;

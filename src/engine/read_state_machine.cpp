@@ -241,7 +241,7 @@ void ReadStateMachine::BeepForSuccess(ReadGeneration generation) {
 void ReadStateMachine::PostToLink(const ReadTask& task) {
   const auto link = links.Get();
   if (link != nullptr && link->Started(task.generation)) {
-    link->PostCommand(task.generation, static_cast<std::int32_t>(task.type), task.text, task.block);
+    link->PostCommand(task.generation, static_cast<std::int32_t>(task.type), task.block);
   }
 }
 

@@ -29,9 +29,9 @@ struct EngineDoors {
   ReaderDoor& reader;
   platform::SocketApi& sockets;
   platform::Clock& clock;
-  std::filesystem::path executableFolder;  // of conf.yaml
-  std::filesystem::path libraryFolder;     // of the data files, and of conf.yaml in its stead
-  Dialect dialect = Dialect::token;        // with the service; the library speaks no other
+  std::filesystem::path executableFolder;   // of conf.yaml
+  std::filesystem::path libraryFolder;      // of the data files, and of conf.yaml in its stead
+  const Dialect& dialect = TokenDialect();  // with the service; the library speaks no other
   // Asked while the engine is made, which otherwise waits for its service's names.
   HostNames::GivenUp givenUp = [] { return false; };
 };

@@ -3,11 +3,16 @@
 #include <algorithm>
 #include <initializer_list>
 
+#include "support/field_reader.h"
+#include "support/message_cipher.h"
+
 namespace idcardreader {
 namespace {
 
 constexpr std::uint8_t kBlockMark = 0xBB;
-constexpr std::size_t kShortestKeyBlock = 19;
+// A key block has a few dozen bytes; an answer with more than fits here carries none.
+constexpr std::size_t kKeyBlockCapacity = 512;
+constexpr std::int32_t kShortestKeyBlock = 19;
 constexpr std::size_t kKeyOffset = 10;
 
 void Append(Block& block, std::initializer_list<std::uint8_t> bytes) {
@@ -53,11 +58,28 @@ bool HasFingerprint(BlockView fingerprintArea) {
   return std::any_of(start.begin(), start.end(), [](std::uint8_t byte) { return byte != 0; });
 }
 
-Block KeyOfBlock(BlockView keyBlock, std::uint8_t marker) {
-  if (keyBlock.size() < kShortestKeyBlock || keyBlock[0] != kBlockMark || keyBlock[1] != marker) {
+Block Enciphered(BlockView plainBlock) {
+  const auto length = static_cast<std::int32_t>(plainBlock.size());
+  Block cipher(static_cast<std::size_t>(EncipheredLength(length)));
+  Encipher(kMessageKey, plainBlock.data(), length, cipher.data());
+  return cipher;
+}
+
+Block KeyInAnswer(std::string_view answer, KeyKind expected) {
+  Block cipher(kKeyBlockCapacity);
+  const std::uint32_t count = ReadByteArray(answer, "data", cipher.data(), cipher.size());
+  if (count > cipher.size()) {
+    return {};  // missing, or no key block
+  }
+  // One byte before the output, where deciphering less than a block looks.
+  Block plain(1 + kKeyBlockCapacity);
+  const std::int32_t length =
+      Decipher(kMessageKey, cipher.data(), static_cast<std::int32_t>(count), plain.data() + 1);
+  if (length < kShortestKeyBlock || plain[1] != kBlockMark ||
+      plain[2] != static_cast<std::uint8_t>(expected)) {
     return {};
   }
-  const BlockView key = keyBlock.subspan(kKeyOffset, kKeySize);
+  const BlockView key = BlockView(plain).subspan(1 + kKeyOffset, kKeySize);
   return {key.begin(), key.end()};
 }
 

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "support/card_block.h"
 
 namespace idcardreader {
 
-// The plain blocks of a card as the service expects them, made from what the reader answered. A
-// shorter input stands for zeros behind it.
+// The blocks of a card as the service expects them, made from what the reader answered, and those
+// that the service sends for the reader. A shorter input stands for zeros behind it.
 
 // 42 bytes, from the reader's 64-byte answer to the DN command.
 Block DnBlock(BlockView readerAnswer);
@@ -20,8 +21,14 @@ Block SectorBlock(CardFile file, BlockView fileBytes);
 // A card without fingerprints has zeros at the start of the area.
 bool HasFingerprint(BlockView fingerprintArea);
 
-// The 8 key bytes in a deciphered key block of the service; empty when the block is too short or
-// another one than expected (marker 0xA2 input key, 0xA3 output key).
-Block KeyOfBlock(BlockView keyBlock, std::uint8_t marker);
+// A block as it goes to the service.
+Block Enciphered(BlockView plainBlock);
+
+// Which of the two keys for the reader, by the marker in the block that carries it.
+enum class KeyKind : std::uint8_t { input = 0xA2, output = 0xA3 };
+
+// The 8 key bytes in the block that is an answer's "data"; empty when there is none, or it is too
+// short, or it carries another key than expected.
+Block KeyInAnswer(std::string_view answer, KeyKind expected);
 
 }  // namespace idcardreader

@@ -15,86 +15,24 @@ namespace {
 
 constexpr char kLinkName[] = "Server";
 
-void Dispatch(DecodeTransaction& transaction, const LinkCommand& command) {
-  switch (command.item) {
-    case kItemHeartbeat:
-      transaction.InitDecodeChannel();
-      break;
-    case kItemDn:
-      transaction.UploadDN(command.block);
-      break;
-    case kItemInputKey:
-      transaction.UploadOutputKey(command.block);
-      break;
-    case kItemSector11:
-      transaction.UploadSector11Data(command.block);
-      break;
-    case kItemSector12:
-      transaction.UploadSector12Data(command.block);
-      break;
-    case kItemSector13:
-      transaction.UploadSector13Data(command.block);
-      break;
-    case kItemSector21:
-      transaction.UploadSector21Data(command.block);
-      break;
-    case kItemLogin:
-      transaction.Login();
-      break;
-    default:
-      break;
-  }
+// Messages end with a line feed, which would tear the log's line in two.
+std::string_view WithoutLineEnd(std::string_view text) {
+  return text.substr(0, text.find_last_not_of("\r\n") + 1);
+}
+
+template <typename Value>
+Value TakeFrom(std::map<std::int32_t, Value>& table, std::int32_t item) {
+  auto taken = table.extract(item);
+  return taken.empty() ? Value() : std::move(taken.mapped());
 }
 
 }  // namespace
 
-// Files for one read, as long as that is the current one.
-class DecodeServerLink::ReadSink : public ExchangeSink {
- public:
-  ReadSink(DecodeServerLink& link, ReadGeneration generation)
-      : link(link), generation(generation) {}
-
-  bool Tracing() const override { return link.traceLog.On(); }
-
-  void Trace(std::string_view text) override { link.traceLog.Log(text); }
-
-  void FileKey(std::int32_t item, const Block& key) override {
-    const std::lock_guard guard(link.linkLock);
-    if (link.currentRead == generation) {
-      link.events.FileKey(item, key, item == kItemInputKey ? "INPUTKEY" : "OUTPUTKEY");
-    }
-  }
-
-  void FileContent(const std::vector<std::pair<std::int32_t, std::string>>& entries) override {
-    const std::lock_guard guard(link.linkLock);
-    if (link.currentRead != generation) {
-      return;
-    }
-    for (const auto& [item, text] : entries) {
-      link.events.File(item, text);
-    }
-  }
-
-  void FileDone() override {
-    const std::lock_guard guard(link.linkLock);
-    if (link.currentRead == generation) {
-      link.events.File(kItemDone, "Done-Server");
-    }
-  }
-
-  void ReportFailure(std::int32_t code, std::string_view detail, std::string_view answer) override {
-    link.ReportFailure(generation, code, detail, answer);
-  }
-
- private:
-  DecodeServerLink& link;
-  const ReadGeneration generation;
-};
-
 DecodeServerLink::DecodeServerLink(platform::SocketApi& sockets, HostNames& hostNames,
-                                   platform::Clock& clock)
+                                   platform::Clock& clock, const Dialect& dialect)
     : hostNames(hostNames),
       clock(clock),
+      dialect(dialect),
       traceLog(kLinkName, clock),
       wakeEvent(kLinkName),
       transport(sockets) {}
@@ -121,11 +59,6 @@ void DecodeServerLink::SetSetting(std::int32_t item, std::string_view text) {
   settings.Apply(item, text);
 }
 
-void DecodeServerLink::SetTokenProtocol(bool on) {
-  const std::lock_guard guard(linkLock);
-  tokenProtocol = on;
-}
-
 bool DecodeServerLink::ServerInit(ReadGeneration generation) {
   {
     const std::lock_guard guard(linkLock);
@@ -142,7 +75,9 @@ bool DecodeServerLink::ServerInit(ReadGeneration generation) {
   const std::lock_guard exchangeGuard(exchangeLock);
   {
     const std::lock_guard guard(linkLock);
-    events.Clear();
+    events.clear();
+    keys.clear();
+    failureCode = ERRORT_None;
     failedRead = kNoRead;
   }
   if (!ConnectToEitherServer(generation) || !StartClientThread(generation) ||
@@ -167,39 +102,41 @@ void DecodeServerLink::EndRead(ReadGeneration generation) {
   if (currentRead == generation) {
     currentRead = kNoRead;
     commandQueue.clear();
+    events.clear();
+    keys.clear();
   }
 }
 
 bool DecodeServerLink::LoginNeeded() {
   const std::lock_guard guard(linkLock);
-  return tokenProtocol && !login.loggedIn;
+  return dialect.NeedsLogin() && !login.loggedIn;
 }
 
-void DecodeServerLink::PostCommand(ReadGeneration generation, std::int32_t item, std::string text,
-                                   Block block) {
+void DecodeServerLink::PostCommand(ReadGeneration generation, std::int32_t item, Block block) {
   {
     const std::lock_guard guard(linkLock);
     if (currentRead != generation || failedRead == generation) {
       return;
     }
-    commandQueue.push_back({generation, item, std::move(text), std::move(block)});
+    commandQueue.push_back({generation, item, std::move(block)});
   }
   wakeEvent.Set();
 }
 
 std::string DecodeServerLink::TakeEvent(ReadGeneration generation, std::int32_t item) {
   const std::lock_guard guard(linkLock);
-  return currentRead == generation ? events.Take(item) : std::string();
+  return currentRead == generation ? TakeFrom(events, item) : std::string();
 }
 
 Block DecodeServerLink::TakeKey(ReadGeneration generation, std::int32_t item) {
   const std::lock_guard guard(linkLock);
-  return currentRead == generation ? events.TakeKey(item) : Block();
+  return currentRead == generation ? TakeFrom(keys, item) : Block();
 }
 
 std::string DecodeServerLink::TakeFailureText() {
   const std::lock_guard guard(linkLock);
-  return events.Take(kItemOldestFailure);
+  const std::int32_t code = std::exchange(failureCode, ERRORT_None);
+  return code == ERRORT_None ? std::string() : std::string(StatusText(code));
 }
 
 bool DecodeServerLink::ConnectToEitherServer(ReadGeneration generation) {
@@ -218,7 +155,7 @@ bool DecodeServerLink::InitSocket(std::size_t mode, ReadGeneration generation) {
   if (!transport.CreateSocket()) {
     if (mode == 2) {
       traceLog.Log("InitSocket fail!***");
-      ReportFailure(generation, ERRORT_SocketInit, {}, {});
+      ReportFailure(generation, ERRORT_SocketInit);
     }
     return false;
   }
@@ -283,7 +220,7 @@ bool DecodeServerLink::StartClientThread(ReadGeneration generation) {
     }
   }
   if (!started) {
-    ReportFailure(generation, ERRORT_ClientThread, {}, {});
+    ReportFailure(generation, ERRORT_ClientThread);
   }
   return started;
 }
@@ -308,14 +245,15 @@ void DecodeServerLink::RunClient() {
         return;
       }
     }
-    LinkCommand command;
+    Command command;
     if (TakeCommand(command)) {
       Perform(command);
+      platform::WipeStack();
     }
   }
 }
 
-bool DecodeServerLink::TakeCommand(LinkCommand& command) {
+bool DecodeServerLink::TakeCommand(Command& command) {
   const std::lock_guard guard(linkLock);
   if (commandQueue.empty()) {
     return false;
@@ -329,47 +267,59 @@ bool DecodeServerLink::TakeCommand(LinkCommand& command) {
   return true;
 }
 
-void DecodeServerLink::Perform(const LinkCommand& command) {
+void DecodeServerLink::Perform(const Command& command) {
   const std::lock_guard exchangeGuard(exchangeLock);
-  ServiceIdentity identity;
-  LoginState loginState;
-  Dialect dialect = Dialect::token;
+  ServiceSession session;
   {
     const std::lock_guard guard(linkLock);
     if (currentRead != command.generation || failedRead == command.generation) {
       return;
     }
-    identity = settings.identity;
-    loginState = login;
-    dialect = tokenProtocol ? Dialect::token : Dialect::device_code;
+    session = {settings.identity, login};
   }
-  ReadSink sink(*this, command.generation);
-  DecodeTransaction transaction(transport, sink, clock, dialect, identity, loginState);
-  Dispatch(transaction, command);
-  const std::lock_guard guard(linkLock);
-  login = std::move(loginState);
+  Trace trace;
+  if (traceLog.On()) {
+    trace = [this](std::string_view text) { traceLog.Log(WithoutLineEnd(text)); };
+  }
+  File(command.generation,
+       PerformExchange(command.item, command.block, dialect, session, transport, clock, trace));
 }
 
-void DecodeServerLink::ReportFailure(ReadGeneration generation, std::int32_t code,
-                                     std::string_view detail, std::string_view answer) {
-  if (!IsCurrent(generation)) {
-    return;
-  }
-  // Logged first: once the failure is filed, the caller may wake and ask for the logged text.
-  ErrorLog().Log(std::string(StatusText(code)).append(",").append(detail));
-  if (!answer.empty()) {
-    // Some services answer in GBK already.
-    ErrorLog().Log(IsValidUtf8(answer) ? platform::Utf16ToGbk(platform::Utf8ToUtf16(answer))
-                                       : std::string(answer));
+void DecodeServerLink::ReportFailure(ReadGeneration generation, std::int32_t code) {
+  ExchangeResult result;
+  result.failureCode = code;
+  File(generation, std::move(result));
+}
+
+void DecodeServerLink::File(ReadGeneration generation, ExchangeResult result) {
+  if (result.failureCode != ERRORT_None && IsCurrent(generation)) {
+    // Logged first: once the failure is filed, the caller may wake and ask for the logged text.
+    ErrorLog().Log(std::string(StatusText(result.failureCode)) + "," + result.detail);
+    if (!result.answer.empty()) {
+      // Some services answer in GBK already.
+      ErrorLog().Log(IsValidUtf8(result.answer)
+                         ? platform::Utf16ToGbk(platform::Utf8ToUtf16(result.answer))
+                         : result.answer);
+    }
   }
   const std::lock_guard guard(linkLock);
+  if (result.login) {
+    login = std::move(*result.login);
+  }
   if (currentRead != generation) {
     return;
   }
-  failedRead = generation;
-  events.AddFailure(code);
-  events.File(kItemFail, "Fail");
-  events.File(kItemDone, "Done-Server");
+  if (result.failureCode != ERRORT_None) {
+    failedRead = generation;
+    failureCode = result.failureCode;
+    result.entries = {{kItemFail, "Fail"}, {kItemDone, "Done-Server"}};
+  }
+  for (auto& [item, text] : result.entries) {
+    events.try_emplace(item, std::move(text));  // the first value counts
+  }
+  if (!result.key.empty()) {
+    keys.try_emplace(result.keyItem, std::move(result.key));
+  }
 }
 
 bool DecodeServerLink::IsCurrent(ReadGeneration generation) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -14,23 +15,23 @@
 #include "platform/mutex.h"
 #include "platform/socket.h"
 #include "platform/thread.h"
-#include "service/decode_transaction.h"
-#include "service/event_table.h"
+#include "service/exchange.h"
 #include "service/host_names.h"
-#include "service/link_command.h"
 #include "service/socket_transport.h"
 #include "support/activity_log.h"
+#include "support/read_generation.h"
 
 namespace idcardreader {
 
 // The connection to the decode service: a thread of its own performs the exchanges that are asked
 // for and files what they bring. Reads are told apart by their generation.
 //
-// Two locks: linkLock guards queue, table, settings and state and is never held during I/O;
+// Two locks: linkLock guards queue, results, settings and state and is never held during I/O;
 // exchangeLock only serialises the use of the socket. Taken together, exchangeLock comes first.
 class DecodeServerLink {
  public:
-  DecodeServerLink(platform::SocketApi& sockets, HostNames& hostNames, platform::Clock& clock);
+  DecodeServerLink(platform::SocketApi& sockets, HostNames& hostNames, platform::Clock& clock,
+                   const Dialect& dialect);
   // Ends the client thread; an exchange under way is cut off.
   ~DecodeServerLink();
   DecodeServerLink(const DecodeServerLink&) = delete;
@@ -38,8 +39,6 @@ class DecodeServerLink {
 
   // Writes a setting by its item number (19 to 27); unknown ones are accepted without effect.
   void SetSetting(std::int32_t item, std::string_view text);
-  // Reachable from the library's own code only: the shipped library speaks the token dialect.
-  void SetTokenProtocol(bool on);
 
   // Begins a read: drops whatever an earlier one has left, connects anew to the first server that
   // answers, starts the client thread if there is none. Runs on the caller's thread, for two
@@ -53,15 +52,20 @@ class DecodeServerLink {
   // The next read has to log in first.
   bool LoginNeeded();
 
-  void PostCommand(ReadGeneration generation, std::int32_t item, std::string text,
-                   Block block = {});
+  void PostCommand(ReadGeneration generation, std::int32_t item, Block block);
+  // What the read's exchanges have brought, by item number, each once; empty when there is nothing.
   std::string TakeEvent(ReadGeneration generation, std::int32_t item);
   Block TakeKey(ReadGeneration generation, std::int32_t item);
-  // The text of the oldest failure, whatever read it belongs to; empty when there is none.
+  // The text of the failure of the last read that had one, once; empty when there is none.
   std::string TakeFailureText();
 
  private:
-  class ReadSink;
+  // One exchange that the read thread asks for, with its own copy of the bytes it is about.
+  struct Command {
+    ReadGeneration generation;
+    std::int32_t item;
+    Block block;
+  };
 
   bool ConnectToEitherServer(ReadGeneration generation);
   bool InitSocket(std::size_t mode, ReadGeneration generation);
@@ -69,15 +73,16 @@ class DecodeServerLink {
   bool StartClientThread(ReadGeneration generation);
   bool LoadPhotoLibrary();
   void RunClient();
-  bool TakeCommand(LinkCommand& command);
-  void Perform(const LinkCommand& command);
-  void ReportFailure(ReadGeneration generation, std::int32_t code, std::string_view detail,
-                     std::string_view answer);
+  bool TakeCommand(Command& command);
+  void Perform(const Command& command);
+  void ReportFailure(ReadGeneration generation, std::int32_t code);
+  void File(ReadGeneration generation, ExchangeResult result);
   bool IsCurrent(ReadGeneration generation);
   std::function<bool()> Over(ReadGeneration generation);
 
   HostNames& hostNames;
   platform::Clock& clock;
+  const Dialect& dialect;
   ActivityLog traceLog;
   platform::Event wakeEvent;
 
@@ -87,14 +92,15 @@ class DecodeServerLink {
 
   platform::CSMutex linkLock;
   ServiceSettings settings;
-  bool tokenProtocol = true;
   bool stop = false;
   ReadGeneration currentRead = kNoRead;
   ReadGeneration startedRead = kNoRead;
   ReadGeneration failedRead = kNoRead;
   ReadGeneration lastEndedRead = kNoRead;
-  std::deque<LinkCommand> commandQueue;
-  EventTable events;
+  std::deque<Command> commandQueue;
+  std::map<std::int32_t, std::string> events;
+  std::map<std::int32_t, Block> keys;
+  std::int32_t failureCode = 0;
   LoginState login;
   std::unique_ptr<platform::CSThread> clientThread;
 

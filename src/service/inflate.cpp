@@ -2,10 +2,19 @@
 
 #include <zlib.h>
 
+#include <new>
+
 namespace idcardreader {
 namespace {
 
 constexpr std::size_t kLargestRatio = 20;
+
+// zlib keeps some of the content in memory of its own. This library's operator delete overwrites
+// what it gives back.
+voidpf Allocate(voidpf, uInt count, uInt size) {
+  return ::operator new (std::size_t{count} * size, std::nothrow);
+}
+void Free(voidpf, voidpf memory) { ::operator delete(memory); }
 
 }  // namespace
 
@@ -14,6 +23,8 @@ bool InflateResult::Complete() const { return status == Z_STREAM_END && !output.
 InflateResult Inflate(const std::vector<std::uint8_t>& compressed) {
   InflateResult result{Z_OK, std::string(compressed.size() * kLargestRatio, '\0')};
   z_stream stream{};
+  stream.zalloc = &Allocate;
+  stream.zfree = &Free;
   result.status = inflateInit(&stream);
   if (result.status != Z_OK) {
     result.output.clear();

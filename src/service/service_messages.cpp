@@ -1,34 +1,16 @@
 #include "service/service_messages.h"
 
-#include "support/message_cipher.h"
+#include "support/field_reader.h"
 #include "support/message_writer.h"
 
 namespace idcardreader {
 namespace {
 
-std::string_view TokenType(Upload upload) {
-  switch (upload) {
-    case Upload::dn:
-      return "dn2";
-    case Upload::output_key:
-      return "BBB2";
-    case Upload::sector11:
-      return "BB11";
-    case Upload::sector12:
-      return "BB12";
-    case Upload::sector13:
-      return "BB13";
-    case Upload::sector21:
-      return "BB21";
-  }
-  return {};
-}
+constexpr std::size_t kShortestToken = 2;
 
-Block Enciphered(BlockView plainBlock) {
-  const auto length = static_cast<std::int32_t>(plainBlock.size());
-  Block cipher(static_cast<std::size_t>(EncipheredLength(length)));
-  Encipher(kMessageKey, plainBlock.data(), length, cipher.data());
-  return cipher;
+bool IsQuoted(std::string_view text, std::string_view key) {
+  const std::size_t position = FindKey(text, key);
+  return position < text.size() && text[position] == '"';
 }
 
 }  // namespace
@@ -53,28 +35,15 @@ std::string HeartbeatMessage(const ServiceIdentity& identity) {
   return message.Text();
 }
 
-std::string UploadMessage(Dialect dialect, std::string_view credential, Upload upload,
-                          BlockView plainBlock) {
-  const Block cipher = Enciphered(plainBlock);
-  MessageWriter message;
-  if (dialect == Dialect::token) {
-    message.AddString("type", TokenType(upload));
-    message.AddString("token", credential);
-    message.AddData(cipher.data(), cipher.size());
-    return message.Text() + "\n";
+LoginAnswer ParseLoginAnswer(std::string_view answer) {
+  LoginAnswer login;
+  login.code = ReadValue(answer, "code").value_or(std::string_view());
+  if (login.code != "00" || !IsQuoted(answer, "token")) {
+    return login;
   }
-  message.AddString("sbm", credential);
-  message.AddString("type", "INFO");
-  message.AddString("dataType", upload == Upload::dn ? "NULL" : "FIRST");
-  message.AddData(cipher.data(), cipher.size());
-  return message.Text();
-}
-
-std::string NoFingerprintMessage(std::string_view token) {
-  MessageWriter message;
-  message.AddString("type", "BB21_2");
-  message.AddString("token", token);
-  return message.Text() + "\n";
+  login.token = ReadValue(answer, "token").value_or(std::string_view());
+  login.accepted = login.token.size() >= kShortestToken;
+  return login;
 }
 
 }  // namespace idcardreader

@@ -91,8 +91,6 @@ enum Item : std::int32_t {
 };
 inline constexpr std::int32_t kFirstResultItem = kItemTextBlock;
 inline constexpr std::int32_t kLastResultItem = kItemCountryCode;
-// Asking the link for an item of this number or more takes the text of its oldest failure.
-inline constexpr std::int32_t kItemOldestFailure = 100;
 
 // GBK texts that live as long as the library. Any code outside 0 to 56 has the text of code 0.
 std::string_view StatusText(std::int32_t code);

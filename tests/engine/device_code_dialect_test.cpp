@@ -74,7 +74,7 @@ TEST_P(DeviceCodeDialectTest, ReadsOrRaisesItsCode) {
                                 R"(/devkit/cards/sample.json"})");
   DeskDoor door(folder.path / "desk.json");
   ReaderEngine engine({door, platform::SystemSockets(), platform::SystemClock(), folder.path,
-                       folder.path, Dialect::device_code});
+                       folder.path, DeviceCodeDialect()});
 
   EXPECT_EQ(engine.ReadCardStartRead(false), GetParam().code == 0) << engine.GetLastErrorText();
   if (GetParam().code == 0) {
@@ -102,6 +102,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"NoContent", R"({"service":{"faults":[{"at":"content","fault":"drop"}]}})", 46},
         Case{"ContentInAnswerToTheDn", R"({"service":{"faults":[{"at":"dn","fault":"content"}]}})",
              0},
+        Case{"ContentInAnswerToTheOutputKey",
+             R"({"service":{"faults":[{"at":"output-key","fault":"content"}]}})", 0},
         Case{"DnRefused", R"({"service":{"faults":[{"at":"dn","fault":"refuse"}]}})", 44},
         Case{"OutputKeyOfAnotherKind",
              R"({"service":{"faults":[{"at":"output-key","fault":"wrong-marker"}]}})", 45},

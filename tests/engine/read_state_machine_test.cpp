@@ -77,17 +77,6 @@ class ReadStateMachineTest : public testing::Test, public StatusSink {
   std::vector<std::int32_t> codes;
 };
 
-TEST_F(ReadStateMachineTest, TakesTheContentInsteadOfAKey) {
-  links.Get()->SetTokenProtocol(false);
-  service.answers["NULL"] = R"({"data":"x","dataType":"FIFTH","kind":"INFO",)" +
-                            std::string(wire::kPermitContent).substr(1);
-  Begin();
-  ASSERT_TRUE(Finish());
-  EXPECT_TRUE(state.ReadOk());
-  EXPECT_EQ(state.GetResultText(kItemName), Gbk("陈大文"));
-  EXPECT_EQ(door.Commands(), "30 64");
-}
-
 TEST_F(ReadStateMachineTest, TakesOneTaskWithEachPass) {
   service.answers.erase("dn2");
   Begin();

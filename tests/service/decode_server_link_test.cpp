@@ -30,7 +30,7 @@ class DecodeServerLinkTest : public testing::Test {
   DecodeServerLinkTest() {
     sockets.servers[1] = {false, 1, 111};  // nobody listens on port 1
     sockets.names = {{"one.example", "10.0.0.1"}, {"two.example", "10.0.0.2"}};
-    link.emplace(sockets, names, clock);
+    link.emplace(sockets, names, clock, TokenDialect());
   }
 
   void Set(const Settings& settings) {
@@ -41,7 +41,7 @@ class DecodeServerLinkTest : public testing::Test {
     return link->ServerInit(generation);
   }
   void Post(ReadGeneration generation, std::initializer_list<std::int32_t> items) {
-    for (const std::int32_t item : items) link->PostCommand(generation, item, {}, Block(64, 0));
+    for (const std::int32_t item : items) link->PostCommand(generation, item, Block(64, 0));
   }
   bool AwaitEvent(ReadGeneration generation, std::int32_t item) {
     return Eventually([&] { return !link->TakeEvent(generation, item).empty(); });
@@ -89,7 +89,7 @@ TEST_F(DecodeServerLinkTest, TriesTwoServersInTheirOrder) {
     network.servers = sockets.servers;
     network.names = sockets.names;
     HostNames networkNames(network, clock);
-    link.emplace(network, networkNames, clock);
+    link.emplace(network, networkNames, clock, TokenDialect());
     Set(row.settings);
     EXPECT_EQ(link->ServerInit(1), row.connected) << row.calls;
     EXPECT_EQ(link->Started(1), row.connected) << row.calls;
@@ -168,9 +168,9 @@ TEST_F(DecodeServerLinkTest, EachCommandHasItsOwnBlockAndKey) {
   sockets.blockWithoutAnswer = true;
   ASSERT_TRUE(Init(1));
   Block block(1024, 0);
-  link->PostCommand(1, 9, "SECTOR12", block);
+  link->PostCommand(1, 9, block);
   ASSERT_TRUE(sockets.AwaitSent(1));
-  link->PostCommand(1, 10, "SECTOR13", block);
+  link->PostCommand(1, 10, block);
   block.assign(1024, 0xFF);
   Post(1, {5});
   for (const auto& answer : {std::string("1"), std::string("2"), wire::InputKeyAnswer()}) {

@@ -1,12 +1,11 @@
-#include "service/service_answers.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "service/base64.h"
-#include "service/event_table.h"
+#include "service/dialect.h"
 #include "service/inflate.h"
+#include "service/service_messages.h"
 #include "service/wire_samples.h"
 #include "support/bytes.h"
 #include "support/hex_text.h"
@@ -69,10 +68,10 @@ TEST(KeyAnswer, CarriesItsKeyInTheTokenDialect) {
       {R"({"code":"00","type":"dn"})", KeyKind::input, ""},
       {"", KeyKind::input, ""}};
   for (const auto& [answer, expected, key] : rows) {
-    EXPECT_EQ(HexText(ParseTokenKeyAnswer(answer, expected).key), key) << answer;
+    EXPECT_EQ(HexText(TokenDialect().ReadKey(answer, expected, {}).key), key) << answer;
   }
   const ThrowingHardStop throwing;
-  EXPECT_THROW(ParseTokenKeyAnswer(WithData(kDn, "[00000001]"), KeyKind::input),
+  EXPECT_THROW(TokenDialect().ReadKey(WithData(kDn, "[00000001]"), KeyKind::input, {}),
                ThrowingHardStop::Stopped);
 }
 
@@ -85,28 +84,24 @@ TEST(KeyAnswer, CarriesItsKeyInTheDeviceCodeDialect) {
       {WithData(R"({"dataType":"THIRD",)", wire::kInputKeyData), KeyKind::input, ""},
       {"", KeyKind::input, ""}};
   for (const auto& [answer, expected, key] : rows) {
-    EXPECT_EQ(HexText(ParseDeviceCodeKeyAnswer(answer, expected).key), key) << answer;
+    EXPECT_EQ(HexText(DeviceCodeDialect().ReadKey(answer, expected, {}).key), key) << answer;
   }
-  EXPECT_TRUE(ParseDeviceCodeKeyAnswer(R"({"dataType":"FIFTH"})", KeyKind::input).contentHasBegun);
-  EXPECT_FALSE(ParseDeviceCodeKeyAnswer("FIFTH", KeyKind::input).contentHasBegun);
+  const auto begins = [](const char* answer) {
+    return DeviceCodeDialect().ReadKey(answer, KeyKind::input, {}).contentHasBegun;
+  };
+  EXPECT_TRUE(begins(R"({"dataType":"FIFTH"})"));
+  EXPECT_FALSE(begins("FIFTH"));
 }
 
 TEST(KeyAnswer, TellsThatTheTokenHasExpiredInEitherEncoding) {
   const auto expired = [](const std::string& answer) {
-    return ParseTokenKeyAnswer(answer, KeyKind::input).tokenExpired;
+    return TokenDialect().ReadKey(answer, KeyKind::input, {}).tokenExpired;
   };
   EXPECT_TRUE(expired("{\"code\":\"01\",\"msg\":\"token\xD2\xD1\xB9\xFD\xC6\xDA\"}"));
   EXPECT_TRUE(expired(R"({"code":"01","msg":"token已过期"})"));
   EXPECT_FALSE(expired(R"({"code":"01","msg":"token"})"));
   EXPECT_FALSE(expired(R"({"code":"01"})"));
   EXPECT_FALSE(expired(R"({"code":"00","msg":"token已过期"})"));
-}
-
-TEST(DeviceCodeContent, BeginsWithDataAndHoldsBothWordsInOrder) {
-  EXPECT_TRUE(StartsContent(R"({"data":1)"));
-  for (const char* other : {R"( {"data":1)", "{", ""}) EXPECT_FALSE(StartsContent(other));
-  EXPECT_TRUE(ContentComplete("..FIFTH..INFO.."));
-  for (const char* other : {"INFO..FIFTH", "FIFTH", ""}) EXPECT_FALSE(ContentComplete(other));
 }
 
 TEST(Base64, KnowsTheStandardAlphabet) {
@@ -135,23 +130,6 @@ TEST(Inflate, TakesTwentyTimesItsLengthAndNoErrors) {
        {"eNpLTBxhAAAsv1tS", "eNpLTBxZAADR", "eNpLTBxZAADRXlry", "eJwDAAAAAAE=", "Zm9vYmFy", ""}) {
     EXPECT_FALSE(Inflate(DecodeBase64(bad)).Complete()) << bad;
   }
-}
-
-TEST(EventTable, KeepsTheFirstValueAndGivesItOnce) {
-  EventTable events;
-  events.File(32, "first");
-  events.File(32, "second");
-  EXPECT_EQ(events.Take(32) + events.Take(32), "first");
-  const auto key = Bytes(kInputKey);
-  events.FileKey(6, Block(key.begin(), key.end()), "INPUTKEY");
-  EXPECT_EQ(HexText(events.TakeKey(7)) + HexText(events.TakeKey(6)), kInputKey);
-  EXPECT_EQ(HexText(events.TakeKey(6)) + events.Take(6), "");
-  events.AddFailure(56);
-  events.AddFailure(1);
-  EXPECT_EQ(events.Take(99), "");
-  EXPECT_EQ(events.Take(100), "ERRORT_End");
-  EXPECT_EQ(events.Take(12345), Text("D5FDB3A3"));
-  EXPECT_EQ(events.Take(100), "");
 }
 
 }  // namespace

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "service/dialect.h"
+
+namespace idcardreader {
+
+// What an exchange has brought, to be filed in one step so that nobody sees half of it.
+struct ExchangeResult {
+  // Other than 0: what ends the read. In the error log detail follows the code's text, and the
+  // answer that was refused gets a line of its own.
+  std::int32_t failureCode = 0;
+  std::string detail;
+  std::string answer;
+
+  Block key;  // for the reader; empty when there is none
+  std::int32_t keyItem = 0;
+  // The card-holder's items and the end of the read.
+  std::vector<std::pair<std::int32_t, std::string>> entries;
+  std::optional<LoginState> login;  // when it has changed
+};
+
+// One exchange with the service: one message sent, its answer received and understood. The command
+// is an item number, of a table in exchange.cpp, and others do nothing; the block is what the
+// reader has answered.
+ExchangeResult PerformExchange(std::int32_t command, BlockView block, const Dialect& dialect,
+                               const ServiceSession& session, SocketTransport& transport,
+                               platform::Clock& clock, const Trace& trace);
+
+}  // namespace idcardreader
