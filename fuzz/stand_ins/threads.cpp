@@ -6,6 +6,7 @@
 
 #include "base/expect.h"
 #include "platform/event.h"
+#include "platform/lone_thread.h"
 #include "platform/thread.h"
 #include "reader/reader_thread.h"
 #include "support/throwing_hard_stop.h"
@@ -114,6 +115,16 @@ bool idcardreader::ReaderThread::Take(Turn& turn) {
 }
 
 namespace idcardreader::platform {
+
+// What may hang on a machine comes to its end here.
+struct LoneThread::State {};
+LoneThread::LoneThread() = default;
+LoneThread::~LoneThread() = default;
+bool LoneThread::Start(std::function<void()> procedure) {
+  procedure();
+  return true;
+}
+bool LoneThread::WaitFor(std::chrono::milliseconds) { return true; }
 
 struct Event::State {
   bool named = false;
