@@ -3,7 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+
+#include <cstring>
+#include <utility>
+#else
 #include <fcntl.h>
 #include <pty.h>
 #include <termios.h>
@@ -65,7 +70,156 @@ TEST(ComAccess, TellsWhyAPortFails) {
   EXPECT_THAT(port.LastErrorText(), StartsWith("\nWriteData(): WriteFile() failed: ("));
 }
 
-#ifndef _WIN32
+#ifdef _WIN32
+
+// A driver of the test's own behind the system's functions, for the port with this name.
+constexpr char kScriptedPort[] = "\\\\.\\scripted port";
+
+struct ScriptedDriver {
+  HANDLE port = INVALID_HANDLE_VALUE;  // any handle once it is open
+  int keptEvents = 0;                  // of bytes that were taken before
+  std::string arriving;                // by the next wait behind these
+  bool endsNoWait = false;
+  std::string queue;
+  OVERLAPPED* waiting = nullptr;
+  DWORD* waitingFor = nullptr;
+  int calls = 0;  // that begin or end something
+
+  void EndWait() {
+    *waitingFor = EV_RXCHAR;
+    waiting->Internal = 0;
+    EXPECT_TRUE(SetEvent(waiting->hEvent)) << "the record must be as it was";
+    waiting = nullptr;
+  }
+};
+ScriptedDriver driver;
+
+template <typename Function>
+Function* OfTheSystem(const char* name) {
+  return reinterpret_cast<Function*>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32"), name)));
+}
+#define SYSTEM(name) OfTheSystem<decltype(name)>(#name)
+
+HANDLE WINAPI Create(const char* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                     DWORD creation, DWORD flags, HANDLE pattern) {
+  if (std::strcmp(name, kScriptedPort) != 0) {
+    return SYSTEM(CreateFileA)(name, access, share, security, creation, flags, pattern);
+  }
+  return driver.port = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+}
+
+BOOL WINAPI GetState(HANDLE port, DCB* line) {
+  return port == driver.port ? TRUE : SYSTEM(GetCommState)(port, line);
+}
+
+BOOL WINAPI SetState(HANDLE port, DCB* line) {
+  return port == driver.port ? TRUE : SYSTEM(SetCommState)(port, line);
+}
+
+BOOL WINAPI SetMask(HANDLE port, DWORD mask) {
+  if (port != driver.port) return SYSTEM(SetCommMask)(port, mask);
+  ++driver.calls;
+  if (mask == 0 && driver.waiting != nullptr && !driver.endsNoWait) driver.EndWait();
+  return TRUE;
+}
+
+BOOL WINAPI WaitForEvent(HANDLE port, DWORD* mask, OVERLAPPED* record) {
+  if (port != driver.port) return SYSTEM(WaitCommEvent)(port, mask, record);
+  ++driver.calls;
+  driver.waiting = record;
+  driver.waitingFor = mask;
+  const bool kept = driver.keptEvents-- > 0;
+  if (!kept) driver.queue = std::exchange(driver.arriving, {});
+  if (kept || !driver.queue.empty()) {
+    driver.EndWait();
+    return TRUE;
+  }
+  record->Internal = STATUS_PENDING;
+  SetLastError(ERROR_IO_PENDING);
+  return FALSE;
+}
+
+BOOL WINAPI ClearError(HANDLE port, DWORD* errors, COMSTAT* status) {
+  if (port != driver.port) return SYSTEM(ClearCommError)(port, errors, status);
+  status->cbInQue = static_cast<DWORD>(driver.queue.size());
+  return TRUE;
+}
+
+BOOL WINAPI ReadPort(HANDLE port, void* buffer, DWORD room, DWORD* count, OVERLAPPED* record) {
+  if (port != driver.port) return SYSTEM(ReadFile)(port, buffer, room, count, record);
+  ++driver.calls;
+  record->Internal = 0;
+  record->InternalHigh = driver.queue.copy(static_cast<char*>(buffer), room);
+  driver.queue.erase(0, record->InternalHigh);
+  return TRUE;
+}
+
+}  // namespace
+}  // namespace idcardreader::platform
+
+// Where the calls of an imported function find it.
+extern "C" {
+#define IN_PLACE_OF(name, own)         \
+  extern decltype(&name) __imp_##name; \
+  decltype(&name) __imp_##name = &idcardreader::platform::own;
+IN_PLACE_OF(CreateFileA, Create)
+IN_PLACE_OF(GetCommState, GetState)
+IN_PLACE_OF(SetCommState, SetState)
+IN_PLACE_OF(SetCommMask, SetMask)
+IN_PLACE_OF(WaitCommEvent, WaitForEvent)
+IN_PLACE_OF(ClearCommError, ClearError)
+IN_PLACE_OF(ReadFile, ReadPort)
+#undef IN_PLACE_OF
+}
+
+namespace idcardreader::platform {
+namespace {
+
+class ScriptedPortTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    driver = {};
+    ASSERT_TRUE(port.Open(kScriptedPort, 57600)) << port.LastErrorText();
+  }
+
+  std::string Read(std::uint32_t timeoutMs) {
+    std::uint8_t buffer[64];
+    const std::int32_t count = port.ReadData(buffer, sizeof buffer, timeoutMs);
+    return count < 0 ? "failed" : std::string(buffer, buffer + count);
+  }
+
+  ComAccess port;
+};
+
+TEST_F(ScriptedPortTest, TheEventOfBytesThatWereTakenEndsNoRead) {
+  driver.keptEvents = 2;
+  driver.arriving = "answer";
+  EXPECT_EQ(Read(60'000), "answer");
+  driver.keptEvents = 1;
+  EXPECT_EQ(Read(50), "failed");
+  EXPECT_EQ(port.LastErrorText(), "\nError ReadData(): No EV_RXCHAR occured");
+}
+
+TEST_F(ScriptedPortTest, AWaitThatCannotBeEndedKeepsItsRecordAndTheLineFails) {
+  driver.endsNoWait = true;
+  EXPECT_EQ(Read(10), "failed");
+  ASSERT_NE(driver.waiting, nullptr);
+  const OVERLAPPED record = *driver.waiting;
+  const int calls = driver.calls;
+  const std::uint8_t byte = 0;
+  EXPECT_EQ(Read(10), "failed");
+  EXPECT_EQ(std::memcmp(driver.waiting, &record, sizeof record), 0);
+  EXPECT_EQ(port.WriteData(&byte, 1), -1);
+  EXPECT_EQ(std::memcmp(driver.waiting, &record, sizeof record), 0);
+  EXPECT_EQ(driver.calls, calls);
+  ASSERT_TRUE(port.Open(kScriptedPort, 57600));
+  driver.EndWait();
+  driver.arriving = "answer";
+  EXPECT_EQ(Read(60'000), "answer");
+}
+
+#else
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;

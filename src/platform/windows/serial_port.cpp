@@ -81,6 +81,12 @@ struct ComAccess::State {
     return SetCommState(port, &line) != 0 || Fail(kSetStateFailed);
   }
 
+  // With a port that was given up nothing is begun: its record may be the system's.
+  bool Usable() const {
+    if (port == nullptr) SetLastError(ERROR_INVALID_HANDLE);
+    return port != nullptr;
+  }
+
   bool BeginOperation() {
     operationEnded = UniqueHandle(CreateEventA(nullptr, FALSE, FALSE, nullptr));
     overlapped = {};
@@ -122,27 +128,38 @@ struct ComAccess::State {
 
   enum class Arrival { bytes, nothing, wait_failed };
 
+  // Only the queue tells whether bytes are there: the system keeps the event of bytes that an earlier
+  // read has taken, and then the wait goes on.
   Arrival WaitForBytes(DWORD timeoutMs) {
-    if (HasBytes()) return Arrival::bytes;
-    eventMask = 0;
-    if (WaitCommEvent(port, &eventMask, &overlapped) == 0 && GetLastError() == ERROR_IO_PENDING) {
-      // Bytes that came between the look at the queue and the wait may have left no event.
-      const DWORD limit = HasBytes() ? 0 : timeoutMs;
-      const DWORD waited = WaitForSingleObject(operationEnded.Get(), limit);
-      const DWORD waitError = GetLastError();
-      if (waited != WAIT_OBJECT_0) {
-        // This ends the wait on every system; cancelling it does not under Wine.
-        SetCommMask(port, 0);
-        Collect();
-        SetLastError(waitError);
-        if (waited == WAIT_FAILED) return Arrival::wait_failed;
-        if (lost) return Arrival::nothing;
+    const ULONGLONG start = GetTickCount64();
+    while (!HasBytes()) {
+      const ULONGLONG passed = GetTickCount64() - start;
+      if (passed >= timeoutMs) return Arrival::nothing;
+      eventMask = 0;
+      if (WaitCommEvent(port, &eventMask, &overlapped) == 0) {
+        if (GetLastError() != ERROR_IO_PENDING) return Arrival::nothing;
+        // Bytes that came between the look at the queue and the wait may have left no event.
+        const DWORD limit = HasBytes() ? 0 : static_cast<DWORD>(timeoutMs - passed);
+        const DWORD waited = WaitForSingleObject(operationEnded.Get(), limit);
+        const DWORD waitError = GetLastError();
+        if (waited != WAIT_OBJECT_0) {
+          // This ends the wait on every system; cancelling it does not under Wine.
+          SetCommMask(port, 0);
+          Collect();
+          SetLastError(waitError);
+          if (waited == WAIT_FAILED) return Arrival::wait_failed;
+          return !lost && HasBytes() ? Arrival::bytes : Arrival::nothing;
+        }
       }
+      // Any other end of the wait is one of the line.
+      if ((eventMask & EV_RXCHAR) == 0) return HasBytes() ? Arrival::bytes : Arrival::nothing;
+      if (!BeginOperation()) return Arrival::wait_failed;
     }
-    return (eventMask & EV_RXCHAR) != 0 || HasBytes() ? Arrival::bytes : Arrival::nothing;
+    return Arrival::bytes;
   }
 
   std::int32_t Read(std::uint8_t* buffer, DWORD maximum, DWORD timeoutMs) {
+    if (!Usable()) return FailTransfer(kReadNoMask);
     if (!BeginOperation()) return FailTransfer(kReadNoEvent);
     if (SetCommMask(port, EV_RXCHAR) == 0) return FailTransfer(kReadNoMask);
     const Arrival arrival = WaitForBytes(timeoutMs);
@@ -164,6 +181,7 @@ struct ComAccess::State {
   }
 
   std::int32_t Write(const std::uint8_t* buffer, DWORD total) {
+    if (!Usable()) return FailTransfer(kWriteFailed);
     if (!BeginOperation()) return FailTransfer(kWriteNoEvent);
     if (WriteFile(port, buffer, total, nullptr, &overlapped) == 0 &&
         GetLastError() != ERROR_IO_PENDING) {
