@@ -1,4 +1,5 @@
 #include <cstddef>
+#include <cstring>
 
 #include "platform/thread.h"
 
@@ -9,12 +10,24 @@ namespace {
 // What the deepest of our calls that touches a card's bytes needs, and small beside any stack.
 constexpr std::size_t kDepth = 32 * 1024;
 
+// The ways in which copies of different sizes use the processor's registers.
+constexpr std::size_t kCopySizes[] = {16, 32, 64, 128, 256, 1024};
+
 }  // namespace
 
-[[gnu::noinline]] void WipeStack() {
-  // A compiler may leave out writing what is never read again, unless it is volatile.
-  volatile std::byte area[kDepth];
-  for (volatile std::byte& place : area) place = std::byte{0};
+[[gnu::noinline]]
+#if __has_cpp_attribute(gnu::zero_call_used_regs)
+[[gnu::zero_call_used_regs("all")]]
+#endif
+void WipeStack() {
+  // A compiler may leave out writing what is never read again, unless it does not know what writes.
+  void* (*const volatile fill)(void*, int, std::size_t) = &std::memset;
+  void* (*const volatile copy)(void*, const void*, std::size_t) = &std::memmove;
+  std::byte area[kDepth];
+  fill(area, 0, sizeof area);
+  // What was copied last is still in the registers, and they are saved on the stack soon after: by a
+  // signal, or when the loader binds a function.
+  for (const std::size_t size : kCopySizes) copy(area, area + sizeof area / 2, size);
 }
 
 }  // namespace idcardreader::platform

@@ -177,6 +177,7 @@ struct ComAccess::State {
     DWORD count = 0;
     if (!Finish(kStuckWriteMs, PURGE_RXABORT, count)) return FailTransfer(kReadBrokeOff);
     std::copy_n(received, count, buffer);
+    std::fill_n(received, count, std::uint8_t{0});  // they may be a card's
     return static_cast<std::int32_t>(count);
   }
 
