@@ -63,6 +63,7 @@ ReaderOutcome SerialLine::Stream(const ReaderRequest& request, Report&, std::siz
     const std::size_t taken = std::min(received, length - bytes.size());
     bytes.insert(bytes.end(), serialReceive.begin(),
                  serialReceive.begin() + static_cast<std::ptrdiff_t>(taken));
+    serialReceive.fill(0);  // nothing of a file stays here
   }
   return {};
 }
