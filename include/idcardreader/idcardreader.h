@@ -336,7 +336,7 @@ IDCARDREADER_API const char* readCardGetLastError(void);
 
 /*
  * The DN of the card that was read last, ASCII: 64 upper-case hexadecimal digits. Empty from a
- * read's beginning until the reader has told it.
+ * read's beginning until the reader has told it; behind a good read it goes with the fields.
  *   Returns  the text; empty when no card was read or there is no engine.
  *   Engine   not created.
  */

@@ -196,7 +196,7 @@ void ReadState::ClearExpiredFields() {
   const std::lock_guard guard(stateLock);
   // A wait that goes on ends with a code of its own, which clears them.
   if (!waitStartTick && FieldsExpired(0)) {
-    resultFields.clear();
+    ForgetCard();
   }
 }
 
@@ -221,6 +221,9 @@ ReadGeneration ReadState::Fail(ReadGeneration failed, std::int32_t code, std::st
     return kNoRead;
   }
   resultFields.clear();
+  if (stage == Stage::succeeded) {
+    ForgetCard();
+  }
   taskQueue.clear();
   errorHistory.push_back(code);
   if (errorHistory.size() > kLongestErrorHistory) {
@@ -248,9 +251,7 @@ bool ReadState::ReadOk() {
 
 std::string ReadState::GetResultText(std::int32_t item) {
   const std::lock_guard guard(stateLock);
-  if (FieldsExpired(waitStartTick ? kThreadGraceMs : 0)) {
-    resultFields.clear();
-  }
+  ForgetExpired();
   const auto found = resultFields.find(item);
   return found == resultFields.end() ? std::string() : found->second;
 }
@@ -276,6 +277,7 @@ void ReadState::SetDnHex(ReadGeneration read, std::string hex) {
 
 std::string ReadState::DnHex() {
   const std::lock_guard guard(stateLock);
+  ForgetExpired();
   return dnHex;
 }
 
@@ -333,6 +335,18 @@ void ReadState::EndShutdown() {
     shutdown = Shutdown::none;
   }
   callerChange.NotifyAll();
+}
+
+void ReadState::ForgetExpired() {
+  if (FieldsExpired(waitStartTick ? kThreadGraceMs : 0)) {
+    ForgetCard();
+  }
+}
+
+// What a good read has brought: behind it, the DN goes with the fields.
+void ReadState::ForgetCard() {
+  resultFields.clear();
+  std::string().swap(dnHex);  // a text that is only cleared keeps its bytes
 }
 
 void ReadState::ForgetRead() {

@@ -133,6 +133,8 @@ class ReadState {
   bool Running() const { return stage == Stage::starting || stage == Stage::relaying; }
   bool Done() const { return stage == Stage::succeeded || stage == Stage::failed; }
   void ForgetRead();
+  void ForgetCard();
+  void ForgetExpired();
   ReadGeneration EndGeneration();
   void EndRead(Stage end);
   bool FieldsExpired(std::uint32_t graceMs) const;
