@@ -10,9 +10,9 @@ namespace idcardreader::platform {
 // until the next wait or Reset.
 class Event {
  public:
-  // A name is given to the system for those who look at the process. When the name is taken already
-  // (a second owner here, or another process), the event is an unnamed one: sharing it would let
-  // one owner consume the wake-up of another. Throws std::system_error when the system has none.
+  // A name is given to the system for those who look at the process: an event of this name, when
+  // nobody has it yet, shows each Set and Reset. No wait depends on it, since whoever opens it can
+  // take its signals. Throws std::system_error when the system has no event.
   explicit Event(const char* name = nullptr);
   ~Event();
   Event(const Event&) = delete;

@@ -3,11 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/clock.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace idcardreader::platform {
 namespace {
@@ -111,6 +116,43 @@ TEST(Event, ANameIsSharedByNobodyAndMayBeRefused) {
     Play(second, "10");
   }
 }
+
+#ifdef _WIN32
+constexpr char kName[] = "idcardreader-shown-event-test";
+
+struct CloseSystemHandle {
+  void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+using SystemHandle = std::unique_ptr<void, CloseSystemHandle>;
+
+bool IsSignalled(const SystemHandle& handle) {
+  return WaitForSingleObject(handle.get(), 0) == WAIT_OBJECT_0;
+}
+
+TEST(NamedEvent, IsSeenByOthersWhoCannotTakeItsSignals) {
+  Event event(kName);
+  const SystemHandle other(OpenEventA(EVENT_ALL_ACCESS, FALSE, kName));
+  ASSERT_NE(other, nullptr);
+  event.Set();
+  EXPECT_TRUE(IsSignalled(other));
+  EXPECT_FALSE(IsSignalled(other));
+  Play(event, "10S");
+  event.Reset();
+  EXPECT_FALSE(IsSignalled(other));
+  SetEvent(other.get());
+  Play(event, "0");
+}
+
+TEST(NamedEvent, ANameThatSomebodyHasAlreadyIsLeftToHim) {
+  const SystemHandle other(CreateEventA(nullptr, FALSE, FALSE, kName));
+  Event event(kName);
+  event.Set();
+  EXPECT_FALSE(IsSignalled(other));
+  Play(event, "10S");
+  ResetEvent(other.get());
+  Play(event, "10");
+}
+#endif
 
 }  // namespace
 }  // namespace idcardreader::platform
