@@ -3,19 +3,19 @@
 #include "api/photo_decoders.h"
 #include "api/result_text.h"
 #include "platform/module.h"
+#include "platform/process.h"
 #include "support/text_log.h"
 
 namespace idcardreader {
 namespace {
 
-// Runs when the library is unloaded, and when the process exits. With an engine in place it is the
-// exit, for an engine keeps the library loaded: its threads may still use what is here, nothing is
-// waited for, and the system takes everything back.
+// Runs when the library is unloaded, and when the process exits: then threads of the host may still
+// call, nothing is given back, and the system takes everything.
 class ReleaseAtUnload {
  public:
   ReleaseAtUnload() = default;
   ~ReleaseAtUnload() {
-    if (ReleaseEngineUse()) {
+    if (!platform::ProcessIsEnding() && ReleaseEngineUse()) {
       ReleaseResultText();
       ReleaseBlocks();
       ReleasePhotoDecoders();

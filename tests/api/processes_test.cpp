@@ -1,6 +1,9 @@
 // Two programs on one machine, each with its own reader: what the library names stays in its
 // process.
 
+#include <cstdlib>
+#include <optional>
+
 #include "host/child_process.h"
 #include "host/host_test.h"
 
@@ -48,6 +51,46 @@ TEST_F(ProcessesTest, ReadAtTheSameTimeAndDoNotDisturbEachOther) {
   for (std::size_t at = 0; (at = child.output.find(dn, at)) != std::string::npos; ++at) ++found;
   EXPECT_EQ(found, static_cast<std::size_t>(kReads)) << child.output;
   fs::remove_all(other);
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kLoadsEarly = false;  // the sanitizer's own library has to be the first
+#else
+constexpr bool kLoadsEarly = true;
+#endif
+
+// Keeps a variable of the environment for programs started meanwhile.
+class Preloaded {
+ public:
+  explicit Preloaded(const fs::path& library) {
+#ifndef _WIN32
+    setenv("LD_PRELOAD", library.c_str(), 1);
+#endif
+  }
+  ~Preloaded() {
+#ifndef _WIN32
+    unsetenv("LD_PRELOAD");
+#endif
+  }
+};
+
+#ifdef _WIN32
+constexpr int kExits = 8;
+#else
+constexpr int kExits = 60;
+#endif
+
+TEST(ProcessExit, TakesNothingFromThreadsThatStillCall) {
+  const std::string library = RunFolder::Get().Library().string();
+  for (const bool early : {false, true}) {
+    // A library that is loaded before the program begins also ends in another order.
+    const std::optional<Preloaded> preloaded =
+        early && kLoadsEarly ? std::optional<Preloaded>(std::in_place, library) : std::nullopt;
+    for (int round = 0; round < kExits; ++round) {
+      const ChildResult child = RunProgram(HOST_PROGRAMS, "exiting_host", library);
+      ASSERT_EQ(child.status, 0) << round << (early ? " early " : " ") << child.errors;
+    }
+  }
 }
 
 }  // namespace
