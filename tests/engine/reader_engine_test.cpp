@@ -97,12 +97,12 @@ TEST(ReaderEngineStart, ASilentNameServerHoldsNeitherCreationNorStopNorShutdown)
                "label\t5ADD519C56EE13C37AE318DA6485A242E572E04BCE50\n");
   ScriptedSockets sockets;
   sockets.silentNames = {"second.example"};
-  ScriptedReader reader;
   TestClock clock;
-  bool stopCame = false;
-  EngineDoors doors{reader, sockets, clock, folder.path, folder.path};
-  doors.givenUp = [&stopCame] { return std::exchange(stopCame, true); };
   for (const bool shutdown : {false, true}) {
+    ScriptedReader reader;
+    bool asked = false;
+    EngineDoors doors{reader, sockets, clock, folder.path, folder.path};
+    doors.givenUp = [&asked] { return std::exchange(asked, true); };
     ReaderEngine engine(doors);
     auto read = std::async(std::launch::async, [&] { return engine.ReadCardStartRead(false); });
     ASSERT_TRUE(Eventually([&] { return reader.Commands().ends_with("30 64"); }));
