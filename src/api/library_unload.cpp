@@ -4,6 +4,7 @@
 #include "api/result_text.h"
 #include "platform/module.h"
 #include "platform/process.h"
+#include "reader/system_door.h"
 #include "support/text_log.h"
 
 namespace idcardreader {
@@ -19,6 +20,7 @@ class ReleaseAtUnload {
       ReleaseResultText();
       ReleaseBlocks();
       ReleasePhotoDecoders();
+      ReleaseSystemReaderDoor();
       ReleaseProcessLogs();
       platform::ReleaseLanguageRuntime();
     }

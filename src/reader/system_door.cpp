@@ -1,51 +1,61 @@
 #include "reader/system_door.h"
 
-#include <hidapi/hidapi.h>
+#include <optional>
 
+#include "platform/hidapi.h"
 #include "support/process_wide.h"
+#include "support/text_log.h"
 
 namespace idcardreader {
 namespace {
 
-struct CloseHid {
-  void operator()(hid_device* device) const { hid_close(device); }
-};
+using platform::HidApi;
 
-struct FreeEnumeration {
-  void operator()(hid_device_info* list) const { hid_free_enumeration(list); }
-};
+using HidHandle = std::unique_ptr<hid_device, decltype(HidApi::close)>;
 
 class HidDevice : public ReaderDevice {
  public:
-  explicit HidDevice(hid_device* device) : device(device) {}
+  HidDevice(const HidApi& api, HidHandle opened) : api(api), device(std::move(opened)) {}
 
   int Write(const std::uint8_t* data, std::size_t count) override {
-    return hid_write(device.get(), data, count);
+    return api.write(device.get(), data, count);
   }
 
   int Read(std::uint8_t* data, std::size_t capacity, std::uint32_t timeoutMs) override {
-    return hid_read_timeout(device.get(), data, capacity, static_cast<int>(timeoutMs));
+    return api.read_timeout(device.get(), data, capacity, static_cast<int>(timeoutMs));
   }
 
  private:
-  std::unique_ptr<hid_device, CloseHid> device;
+  const HidApi& api;
+  HidHandle device;
 };
 
 class SystemDoor : public ReaderDoor {
  public:
   Result OpenHid(std::uint16_t vendorId, std::uint16_t productId,
                  std::unique_ptr<ReaderDevice>& device) override {
-    const std::unique_ptr<hid_device_info, FreeEnumeration> list(
-        hid_enumerate(vendorId, productId));
+    if (vendorId == 0 || productId == 0) {
+      return Result::not_found;  // hidapi would take whatever device comes first
+    }
+    if (!hid) {
+      std::string failure;
+      hid = platform::LoadHidApi(failure);
+      if (!hid) {
+        ErrorLog().Log(failure);
+        return Result::not_found;
+      }
+    }
+    const std::unique_ptr<hid_device_info, decltype(HidApi::free_enumeration)> list(
+        hid->enumerate(vendorId, productId), hid->free_enumeration);
     if (list == nullptr) {
       return Result::not_found;
     }
     device.reset();
-    hid_device* opened = hid_open(list->vendor_id, list->product_id, list->serial_number);
+    HidHandle opened(hid->open(list->vendor_id, list->product_id, list->serial_number), hid->close);
     if (opened == nullptr) {
       return Result::not_opened;
     }
-    device = std::make_unique<HidDevice>(opened);
+    device = std::make_unique<HidDevice>(*hid, std::move(opened));
     return Result::opened;
   }
 
@@ -57,6 +67,9 @@ class SystemDoor : public ReaderDoor {
     }
     return port;
   }
+
+ private:
+  std::optional<HidApi> hid;  // since the first use
 };
 
 ProcessWide<SystemDoor> systemDoor;
@@ -64,5 +77,7 @@ ProcessWide<SystemDoor> systemDoor;
 }  // namespace
 
 ReaderDoor& SystemReaderDoor() { return *systemDoor; }
+
+void ReleaseSystemReaderDoor() { systemDoor.Destroy(); }
 
 }  // namespace idcardreader

@@ -165,7 +165,30 @@ TEST_F(ReadcardTest, PrintsNumbersAndSoundsTheReader) {
   EXPECT_EQ(Run("uid").status, 1);
 }
 
-#ifndef _WIN32
+#ifdef _WIN32
+// Elsewhere the system loads hidapi together with the library.
+TEST_F(ReadcardTest, HidapiMayLieBesideTheLibraryAndWithoutItTheReaderIsNotFound) {
+  const fs::path program = folder.Path() / "program";
+  fs::create_directories(program);
+  fs::copy_file(folder.Path() / "readcard.exe", program / "readcard.exe",
+                fs::copy_options::skip_existing);
+  fs::copy_file(folder.Library(), program / "idcardreader.dll", fs::copy_options::skip_existing);
+  const auto run = [&](const char* arguments) {
+    return RunProgram(program.string(), "readcard", arguments);
+  };
+  EXPECT_EQ(run("--library ..\\idcardreader.dll").status, 0) << "of the folder above";
+  const std::vector<json> documents = Documents(run("--json").output);
+  ASSERT_EQ(documents.size(), 1u);
+  EXPECT_EQ(documents[0]["code"], 27);
+  ASSERT_EQ(folder.Files("program/errordata").size(), 1u);
+  const std::string log =
+      folder.ReadFile(fs::path("program/errordata") / folder.Files("program/errordata")[0]);
+  const std::size_t line = log.find("hidapi.dll: (126) ");
+  ASSERT_NE(line, std::string::npos) << log;
+  EXPECT_NE(log.find(Gbk("读卡(未找到设备)"), line), std::string::npos) << log;
+  fs::remove_all(program);
+}
+#else
 // Only here is there a program to interrupt another one.
 TEST_F(ReadcardTest, WatchPrintsEachCardOnceUntilItIsInterrupted) {
   folder.WriteFile("watch", "#!/bin/sh\n./readcard watch --json &\necho $! >pid\nwait $!\n");
@@ -230,6 +253,8 @@ INSTANTIATE_TEST_SUITE_P(
                     ConfigurationCase{"CommentThenTwoKeys", "#\t\nvid: 4660\npid: 258\n", true},
                     ConfigurationCase{"TheOnlyLine", "vid: 4660\n", true},
                     ConfigurationCase{"TheSecondLine", "canLog: false\npid: 1\n", true},
+                    // To hidapi it would be any device.
+                    ConfigurationCase{"AProductOfZero", "# reader\npid: 0x0102\n", true},
                     ConfigurationCase{"TheFirstOfTwoLines", "vid: 4660\ncanLog: false\n", false},
                     ConfigurationCase{"WithoutABlank", "# reader\nvid:4660\n", false},
                     ConfigurationCase{"OtherCase", "# reader\nVid: 4660\n", false}),
