@@ -6,14 +6,15 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 
+#include "base/command_line.h"
 #include "reader_model/commands.h"
 #include "reader_model/desk.h"
 #include "reader_model/reader_model.h"
@@ -114,23 +115,32 @@ void Serve(DeskFile& deskFile) {
   ReaderModel reader;
   DeskState desk = deskFile.Look().value_or(DeskState());
   Apply(desk, {}, reader, SteadyClock::now());
-  KernelDevice device(desk);
-  std::printf("offering reader %04X:%04X\n", desk.vendorId, desk.productId);
-  std::fflush(stdout);
+  std::optional<KernelDevice> device;  // as long as the reader is plugged in
   while (ended == 0) {
     if (const auto changed = deskFile.Look()) {
       Apply(*changed, desk.presentation, reader, SteadyClock::now());
       desk = *changed;
     }
+    if (const bool plugged = reader.Alive(reader.SessionNumber()); plugged != device.has_value()) {
+      device.reset();
+      if (plugged) device.emplace(desk);
+      std::printf("%s reader %04X:%04X\n", plugged ? "offering" : "taking away", desk.vendorId,
+                  desk.productId);
+      std::fflush(stdout);
+    }
+    if (!device) {
+      std::this_thread::sleep_for(kDeskPause);
+      continue;
+    }
     while (const auto output = reader.Take(SteadyClock::now())) {
-      device.SendReport(*output);
+      device->SendReport(*output);
     }
     auto pause = kDeskPause;
     if (const auto due = reader.NextDue()) {
       pause = std::min(pause, std::chrono::ceil<std::chrono::milliseconds>(
                                   std::max(*due - SteadyClock::now(), SteadyClock::duration(0))));
     }
-    const auto event = device.Await(pause);
+    const auto event = device->Await(pause);
     if (!event) {
       continue;
     }
@@ -149,7 +159,7 @@ int main(int argumentCount, char** arguments) {
   CLI::App app("Offers the devkit's reader as a HID device of this machine (needs /dev/uhid).");
   std::string desk;
   app.add_option("--desk", desk, "The desk file: which card lies on the reader")->required();
-  CLI11_PARSE(app, argumentCount, arguments);
+  if (const auto status = devkit::ParseCommandLine(app, argumentCount, arguments)) return *status;
   std::signal(SIGINT, devkit::End);
   std::signal(SIGTERM, devkit::End);
   try {
