@@ -36,7 +36,16 @@ std::FILE* OpenDescriptor(int descriptor) {
   return _fdopen(descriptor, "wb");
 }
 
-void ShowUtf8() { SetConsoleOutputCP(CP_UTF8); }
+// A console takes UTF-16 whatever its code page, which belongs to the user and stays as it is.
+bool WriteToConsole(std::FILE* file, std::string_view text) {
+  const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+  DWORD mode = 0;
+  if (GetConsoleMode(console, &mode) == 0) return false;
+  const std::u16string wide = idcardreader::platform::Utf8ToUtf16(text);
+  DWORD written = 0;
+  WriteConsoleW(console, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
+  return true;
+}
 
 #else
 
@@ -53,9 +62,15 @@ int OpenNullDevice() { return open("/dev/null", O_WRONLY | O_CLOEXEC); }
 
 std::FILE* OpenDescriptor(int descriptor) { return fdopen(descriptor, "wb"); }
 
-void ShowUtf8() {}
+bool WriteToConsole(std::FILE*, std::string_view) { return false; }
 
 #endif
+
+void Write(std::FILE* file, std::string_view text) {
+  if (WriteToConsole(file, text)) return;
+  std::fwrite(text.data(), 1, text.size(), file);
+  std::fflush(file);
+}
 
 }  // namespace
 
@@ -85,7 +100,6 @@ std::vector<std::string> Utf8Arguments(int argumentCount, char** arguments) {
 // Standard output stays redirected to the end of the program: what the library has printed may sit
 // in the C library's buffer until then.
 Console::Console(bool showLibraryLines) {
-  ShowUtf8();
   std::fflush(stdout);
   const int own = Duplicate(kStandardOutput);
   if (own >= 0) output.reset(OpenDescriptor(own));
@@ -97,14 +111,9 @@ Console::Console(bool showLibraryLines) {
 }
 
 void Console::Print(std::string_view text) {
-  if (!output) return;
-  std::fwrite(text.data(), 1, text.size(), output.get());
-  std::fflush(output.get());
+  if (output) Write(output.get(), text);
 }
 
-void Console::Complain(std::string_view text) {
-  std::fwrite(text.data(), 1, text.size(), stderr);
-  std::fflush(stderr);
-}
+void Console::Complain(std::string_view text) { Write(stderr, text); }
 
 }  // namespace readcard

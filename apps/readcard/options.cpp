@@ -13,10 +13,13 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
       "Reads the identity card that lies on the reader and prints what it holds.\n"
       "Exit status: 0 every card was read, 1 a read failed, 2 wrong usage or no library.",
       "readcard");
-  app.add_flag("--json", options.json, "Print one JSON document a read, and nothing else");
-  app.add_option("--files", options.filesFolder,
-                 "Write the blocks into this folder: text.bin, photo.wlt, fingerprint.bin")
-      ->type_name("DIR");
+  app.set_version_flag("--version", "readcard " READCARD_VERSION);
+  CLI::Option* const json =
+      app.add_flag("--json", options.json, "Print one JSON document a read, and nothing else");
+  CLI::Option* const files =
+      app.add_option("--files", options.filesFolder,
+                     "Write the blocks into this folder: text.bin, photo.wlt, fingerprint.bin")
+          ->type_name("DIR");
   app.add_option("--repeat", options.repeat, "Read this many times, with a summary at the end")
       ->type_name("N")
       ->check(CLI::Range(1U, 1000000U));
@@ -24,32 +27,44 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
                  "The family of functions to read through, and to print what it yields")
       ->check(CLI::IsMember(ReadInterfaceNames()))
       ->capture_default_str();
-  app.add_option(
-         "--serial", options.serialPort,
-         "Use the reader on this serial port: COM3, or a device such as /dev/ttyS2. Kept in "
-         "conf.yaml beside the program, where the library looks for it")
-      ->type_name("PORT");
-  app.add_option("--library", options.library,
-                 "The library to load, instead of the one beside the program")
-      ->type_name("PATH");
-  app.add_flag("--verbose", options.verbose,
-               "Show the library's own progress lines, on the error output");
+  CLI::Option* const serial =
+      app.add_option(
+             "--serial", options.serialPort,
+             "Use the reader on this serial port: COM3, or a device such as /dev/ttyS2. Kept in "
+             "conf.yaml beside the program, where the library looks for it")
+          ->type_name("PORT");
+  CLI::Option* const library =
+      app.add_option("--library", options.library,
+                     "The library to load, instead of the one beside the program")
+          ->type_name("PATH");
+  CLI::Option* const verbose = app.add_flag(
+      "--verbose", options.verbose, "Show the library's own progress lines, on the error output");
 
   app.fallthrough();
   app.require_subcommand(0, 1);
   const auto choose = [&options](Command command) {
     return [&options, command] { options.command = command; };
   };
-  app.add_subcommand("watch", "Print each card that is presented, until Ctrl-C")
-      ->callback(choose(Command::watch));
-  app.add_subcommand("uid", "Print the number of the card's chip, of any kind of card")
-      ->callback(choose(Command::uid));
+  CLI::App* const watch =
+      app.add_subcommand("watch", "Print each card that is presented, until Ctrl-C");
+  watch->callback(choose(Command::watch));
+  CLI::App* const uid =
+      app.add_subcommand("uid", "Print the number of the card's chip, of any kind of card");
+  uid->callback(choose(Command::uid));
   CLI::App* const beep = app.add_subcommand("beep", "Sound the reader");
   beep->callback(choose(Command::beep));
   beep->add_option("--milliseconds", options.beepMilliseconds, "For how long")
       ->type_name("N")
       ->check(CLI::Range(1U, 2550U))
       ->capture_default_str();
+
+  // A command's help would tell only of what is its own.
+  const auto tellOf = [](CLI::App* command, std::vector<const CLI::Option*> shared) {
+    command->footer(CLI::Formatter().make_group("Options of readcard", false, std::move(shared)));
+  };
+  tellOf(watch, {json, files, serial, library, verbose});
+  tellOf(uid, {json, serial, library, verbose});
+  tellOf(beep, {json, serial, library, verbose});
 
   // This parser takes its arguments from the end.
   std::reverse(arguments.begin(), arguments.end());

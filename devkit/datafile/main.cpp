@@ -1,9 +1,9 @@
 // datafile: writes and shows the two data files that stand beside the library.
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "base/command_line.h"
 #include "base/json_file.h"
 #include "datafile/data_files.h"
 
@@ -45,7 +45,7 @@ int main(int argc, char** argv) {
   CLI::App* show = app.add_subcommand("show", "show what a file holds");
   show->add_option("file", file, "appid.dat or hostport.dat")->required();
   show->add_flag("--json", json, "as JSON");
-  CLI11_PARSE(app, argc, argv);
+  if (const auto status = devkit::ParseCommandLine(app, argc, argv)) return *status;
 
   try {
     if (*appid) devkit::WriteDataFile(devkit::PathFromText(file), devkit::AppIdLines(appId));

@@ -11,7 +11,7 @@
 namespace devkit {
 namespace {
 
-// How soon a changed scenario file is noticed while no client can connect.
+// How soon a changed scenario file is noticed without a client that connects.
 constexpr std::chrono::milliseconds kFilePause(100);
 
 Listener::Mode ModeOf(const Registry& registry) {
@@ -30,11 +30,13 @@ struct DecodeService::Impl {
         fileTimer(context) {
     if (!state.options.scenarioFile.empty()) ReadScenarioFile();
     ApplyMode();
+    WatchScenarioFile();
     thread = std::thread([this] { context.run(); });
   }
 
   void Accepted(asio::ip::tcp::socket socket) {
     LookAtScenarioFile();
+    if (CurrentMode() != Listener::Mode::open) return;  // as the changed file has it
     std::make_shared<ClientConnection>(state, std::move(socket))->Start();
   }
 
@@ -62,23 +64,27 @@ struct DecodeService::Impl {
 
   // As the scenario says, the port is open or not.
   void ApplyMode() {
-    Listener::Mode mode{};
-    {
-      const std::lock_guard lock(state.mutex);
-      mode = ModeOf(state.registry);
-    }
     try {
-      listener.SetMode(mode);
+      listener.SetMode(CurrentMode());
     } catch (const std::exception& error) {
       state.Log(std::string("the port is lost: ") + error.what());
     }
-    // With nobody coming in, nothing else would make it look at the file.
-    if (mode == Listener::Mode::open || state.options.scenarioFile.empty()) return;
+  }
+
+  Listener::Mode CurrentMode() const {
+    const std::lock_guard lock(state.mutex);
+    return ModeOf(state.registry);
+  }
+
+  // Who connects finds the port as the file has it by then; and with the port closed nobody else
+  // would look.
+  void WatchScenarioFile() {
+    if (state.options.scenarioFile.empty()) return;
     fileTimer.expires_after(kFilePause);
     fileTimer.async_wait([this](std::error_code error) {
-      if (error) return;
+      if (error || !work.owns_work()) return;
       LookAtScenarioFile();
-      ApplyMode();
+      WatchScenarioFile();
     });
   }
 

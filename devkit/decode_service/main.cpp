@@ -1,11 +1,11 @@
 // decode-service: the decode service as a program.
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
 
 #include "base/asio.h"
+#include "base/command_line.h"
 #include "base/json_file.h"
 #include "decode_service/decode_service.h"
 
@@ -47,7 +47,7 @@ int main(int argc, char** argv) {
   app.add_option("--encoding", encoding, "of the messages' texts")
       ->check(CLI::IsMember({"gbk", "utf8"}));
   app.add_flag("--verbose", options.logTexts, "log the messages themselves, too");
-  CLI11_PARSE(app, argc, argv);
+  if (const auto status = devkit::ParseCommandLine(app, argc, argv)) return *status;
 
   try {
     if (encoding == "utf8") options.encoding = devkit::TextEncoding::utf8;

@@ -1,10 +1,10 @@
 // serial-reader: the reader model on a pseudo-terminal.
 
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <fstream>
 #include <iostream>
 
+#include "base/command_line.h"
 #include "base/json_file.h"
 #include "reader_model/desk.h"
 #include "serial_reader/pseudo_terminal.h"
@@ -125,7 +125,7 @@ int main(int argc, char** argv) {
   app.add_option("--port-file", portFile, "is written once the port is there: the port's name");
   app.add_option("--link", linkName, "a link to be made to the port");
   app.add_flag("--paced", paced, "send no faster than the rate that the host has set");
-  CLI11_PARSE(app, argc, argv);
+  if (const auto status = devkit::ParseCommandLine(app, argc, argv)) return *status;
   std::signal(SIGINT, devkit::End);
   std::signal(SIGTERM, devkit::End);
 

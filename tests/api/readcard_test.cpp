@@ -153,6 +153,18 @@ TEST_F(ReadcardTest, WrongUsageAndAMissingLibraryEndWithTwo) {
     EXPECT_NE(child.errors, "") << arguments;
   }
   EXPECT_EQ(Run("--help").status, 0);
+  for (const char* program : {"decode-service", "datafile"}) {
+    const std::string staged = (StageFolder() / "bin" / program).string();
+    EXPECT_EQ(RunProgram(folder.Path().string(), staged, "--nonsense").status, 2) << program;
+  }
+}
+
+TEST_F(ReadcardTest, TellsItsVersionAndACommandsHelpTellsOfEveryOption) {
+  EXPECT_EQ(Run("--version").output.find("readcard 2."), 0u);
+  for (const char* command : {"watch", "uid", "beep"}) {
+    EXPECT_NE(Run(std::string(command) + " --help").output.find("--json"), std::string::npos)
+        << command;
+  }
 }
 
 TEST_F(ReadcardTest, PrintsNumbersAndSoundsTheReader) {

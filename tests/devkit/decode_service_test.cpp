@@ -4,6 +4,7 @@
 
 #include "base/asio.h"
 #include "devkit/devkit_test_support.h"
+#include "support/temporary_folder.h"
 
 namespace devkit {
 namespace {
@@ -50,6 +51,24 @@ TEST(DecodeServiceTest, BytesWhereNoneBelongEndTheConnection) {
     EXPECT_TRUE(client.Ended()) << text;
   }
   EXPECT_EQ(service.Received().at(0).objection, "bytes that are no message");
+}
+
+TEST(DecodeServiceTest, NobodyIsServedBehindAFileThatClosesThePort) {
+  const idcardreader::TemporaryFolder folder;
+  folder.Write("scenario.json", "{}");
+  DecodeService service({Resident()}, {}, {.scenarioFile = folder.path / "scenario.json"});
+  folder.Write("scenario.json",
+               R"({"service": {"faults": [{"at": "connect", "fault": "not-listening"}]}})");
+  bool served = false;
+  try {
+    Client client(service);
+    client.Send(ClientTexts::Login() + "\n");
+    client.Receive();
+    served = !client.Ended();
+  } catch (const std::system_error&) {
+    // refused
+  }
+  EXPECT_FALSE(served);
 }
 
 TEST(DecodeServiceTest, StoppingEndsEveryConnection) {
