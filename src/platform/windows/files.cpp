@@ -52,6 +52,12 @@ std::wstring SystemPath(const std::filesystem::path& path) {
 
 constexpr char kNotInherited = 'N';
 
+// The language's library has fewer streams than the system has handles. Not every make of it says
+// that none is left.
+void NoteWantOfStreams(const File& file) {
+  if (file == nullptr && errno == 0) errno = EMFILE;
+}
+
 }  // namespace
 
 std::filesystem::path LibraryFolder() {
@@ -65,7 +71,9 @@ File OpenFile(const std::filesystem::path& path, const char* mode) {
   const std::wstring name = SystemPath(path);
   std::wstring fullMode(mode, mode + std::char_traits<char>::length(mode));
   fullMode += static_cast<wchar_t>(kNotInherited);
+  errno = 0;
   File file(_wfopen(name.c_str(), fullMode.c_str()));
+  NoteWantOfStreams(file);
   const KeepLastError keep;
   return file;
 }
@@ -76,7 +84,9 @@ File OpenAnsiFile(const char* name, const char* mode) {
     return nullptr;
   }
   const std::string fullMode = std::string(mode) + kNotInherited;
+  errno = 0;
   File file(std::fopen(name, fullMode.c_str()));
+  NoteWantOfStreams(file);
   const KeepLastError keep;
   return file;
 }
@@ -101,7 +111,6 @@ bool CreateFolder(const std::filesystem::path& folder) {
 
 unsigned long LastSystemError() { return GetLastError(); }
 
-// The language's own library has fewer than the system.
 bool OutOfDescriptors() {
   return errno == EMFILE || errno == ENFILE || GetLastError() == ERROR_TOO_MANY_OPEN_FILES;
 }
