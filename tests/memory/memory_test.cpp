@@ -28,7 +28,8 @@ class MemoryTest : public hosttest::HostTest, public testing::WithParamInterface
     constexpr auto kReplace = fs::copy_options::overwrite_existing;
     fs::copy_file(DISTANT_READER, folder.Path() / "libhidapi-hidraw.so.0", kReplace);
     fs::copy_file(MEMORY_HOST, folder.Path() / "memory-host", kReplace);
-    if (Serial()) StartSerialReader();
+    if (Is("Serial")) StartSerialReader();
+    if (Is("UsbWithLogs")) folder.WriteFile("conf.yaml", "canLog: true\n");
   }
 
   void TearDown() override {
@@ -38,7 +39,7 @@ class MemoryTest : public hosttest::HostTest, public testing::WithParamInterface
     HostTest::TearDown();
   }
 
-  bool Serial() const { return std::string_view(GetParam()) == "Serial"; }
+  static bool Is(std::string_view parameter) { return GetParam() == parameter; }
 
   void StartSerialReader() {
     const std::filesystem::path portFile = folder.Path() / "port";
@@ -62,7 +63,7 @@ class MemoryTest : public hosttest::HostTest, public testing::WithParamInterface
     desk.Put(card);
     host = std::make_unique<SearchedHost>(folder.Path() / "memory-host", folder.Library(),
                                           folder.DeskFile());
-    if (Serial()) host->Do('s');
+    if (Is("Serial")) host->Do('s');
   }
 
   std::vector<Find> Search(const char* card = kAnyCard) const {
@@ -165,7 +166,7 @@ TEST_P(MemoryTest, BehindAGoodReadWhoseFieldsHaveGoneOnlyWhatTheHostHoldsIsLeft)
   EXPECT_EQ(host->Do('c'), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Reader, MemoryTest, testing::Values("Usb", "Serial"),
+INSTANTIATE_TEST_SUITE_P(Reader, MemoryTest, testing::Values("Usb", "UsbWithLogs", "Serial"),
                          [](const auto& line) { return std::string(line.param); });
 
 }  // namespace
