@@ -32,6 +32,7 @@ File OpenFile(const std::filesystem::path& path, const char* mode) {
 }
 
 File OpenAnsiFile(const char* name, const char* mode) { return OpenFile(name, mode); }
+bool WriteToFile(const File&, std::string_view) { return true; }
 bool AnsiFileExists(const char*) { return false; }
 void RemoveAnsiFile(const char*) {}
 bool CreateFolder(const std::filesystem::path&) { return true; }

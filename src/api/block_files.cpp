@@ -23,9 +23,8 @@ bool WriteBlockFile(CardBlock block, const char* fileName, std::uint32_t* length
   if (length != nullptr) {
     *length = count;
   }
-  const platform::File file = platform::OpenAnsiFile(fileName, "wb+");
-  return file != nullptr && std::fwrite(bytes.data(), 1, count, file.get()) == count &&
-         std::fflush(file.get()) == 0;
+  return platform::WriteToFile(platform::OpenAnsiFile(fileName, "wb+"),
+                               {reinterpret_cast<const char*>(bytes.data()), count});
 }
 
 bool ReplaceBlockFile(CardBlock block, const char* fileName) {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace idcardreader::platform {
 
@@ -17,13 +18,18 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 std::filesystem::path LibraryFolder();
 std::filesystem::path ExecutableFolder();
 
-// Opens a file with the modes of fopen ("rt" and "at" are text modes where the platform has them).
-// Null when it cannot be opened; LastSystemError() tells why. Not inherited by child processes.
+// Opens a regular file with the modes of fopen ("rt" and "at" are text modes where the platform has
+// them); what else bears the name, and might never yield a byte, cannot be opened. Null then;
+// LastSystemError() tells why. Not inherited by child processes.
 File OpenFile(const std::filesystem::path& path, const char* mode);
 
 // The same for a name that a host application handed over: zero-terminated, in the system's ANSI
 // code page, relative to the current directory.
 File OpenAnsiFile(const char* name, const char* mode);
+
+// Writes at once: nothing is left to be written when the file is closed, and no signal of a failure
+// reaches the host. False without a file and when it does not take all of it.
+bool WriteToFile(const File& file, std::string_view bytes);
 
 // True when the file exists and its status can be asked.
 bool AnsiFileExists(const char* name);

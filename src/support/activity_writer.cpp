@@ -3,8 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "support/log_folder.h"
-#include "support/log_line.h"
+#include "support/log_file.h"
 
 namespace idcardreader {
 namespace {
@@ -14,9 +13,11 @@ constexpr std::uint32_t kPauseMs = 50;
 
 }  // namespace
 
-ActivityWriter::ActivityWriter(std::filesystem::path folder, std::string name,
+ActivityWriter::ActivityWriter(const std::filesystem::path& folder, const std::string& name,
                                platform::Clock& clock)
-    : folder(std::move(folder)), name(std::move(name)), clock(clock), wakeEvent(kWriterName) {}
+    : file(OpenLogFile(folder, LogFileStamp(clock.Now()), name)),
+      clock(clock),
+      wakeEvent(kWriterName) {}
 
 ActivityWriter::~ActivityWriter() {
   {
@@ -42,7 +43,7 @@ bool ActivityWriter::Start() {
 }
 
 void ActivityWriter::Add(std::string_view message) {
-  std::string line = LogTimePrefix(clock.Now()).append(message).append("\n");
+  std::string line = LogLine(clock.Now(), message);
   bool alone = false;
   {
     const std::lock_guard guard(mutex);
@@ -70,15 +71,11 @@ bool ActivityWriter::TakeFront(std::string& line) {
 }
 
 void ActivityWriter::Run() {
-  const platform::File file = OpenLogFile(folder, LogFileStamp(clock.Now()), name);
   for (;;) {
     wakeEvent.Wait();  // ended by Add and by the destructor
     std::string line;
     while (TakeFront(line)) {
-      if (file != nullptr) {
-        std::fwrite(line.data(), 1, line.size(), file.get());
-        std::fflush(file.get());
-      }
+      platform::WriteToFile(file, line);
     }
     {
       const std::lock_guard guard(mutex);

@@ -8,22 +8,25 @@
 
 #include "platform/clock.h"
 #include "platform/event.h"
+#include "platform/files.h"
 #include "platform/mutex.h"
 #include "platform/thread.h"
 
 namespace idcardreader {
 
-// Writes an owner's activity log on a thread of its own, so that logging never waits for a disk.
+// Writes an owner's activity log on a thread of its own, so that a line never waits for a disk; the
+// file is there at once, also when the process ends before the thread has begun.
 // The destructor ends the thread and drops what is still queued.
 class ActivityWriter {
  public:
-  ActivityWriter(std::filesystem::path folder, std::string name, platform::Clock& clock);
+  // Opens folder/stamp+name+".txt"; when that fails the messages are dropped.
+  ActivityWriter(const std::filesystem::path& folder, const std::string& name,
+                 platform::Clock& clock);
   ~ActivityWriter();
   ActivityWriter(const ActivityWriter&) = delete;
   ActivityWriter& operator=(const ActivityWriter&) = delete;
 
-  // Starts the worker, which opens folder/stamp+name+".txt"; when that fails the messages are
-  // dropped. False when there is a worker already or the system gives none.
+  // Starts the worker. False when there is one already or the system gives none.
   bool Start();
   // Queues one line with the time of the call.
   void Add(std::string_view message);
@@ -32,8 +35,7 @@ class ActivityWriter {
   void Run();
   bool TakeFront(std::string& line);
 
-  const std::filesystem::path folder;
-  const std::string name;
+  const platform::File file;
   platform::Clock& clock;
   platform::CSMutex mutex;  // guards queue and stop
   std::deque<std::string> queue;

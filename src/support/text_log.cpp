@@ -3,8 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "support/log_folder.h"
-#include "support/log_line.h"
+#include "support/log_file.h"
 #include "support/process_wide.h"
 
 namespace idcardreader {
@@ -50,11 +49,7 @@ void TextLog::Log(std::string_view message) {
                                                          : LogFileStampWithoutMilliseconds(now),
                        "Error");
   }
-  if (file != nullptr) {
-    const std::string line = LogTimePrefix(now).append(message).append("\n");
-    std::fwrite(line.data(), 1, line.size(), file.get());
-    std::fflush(file.get());
-  }
+  platform::WriteToFile(file, LogLine(now, message));
 }
 
 std::string TextLog::LastMessage() {

@@ -10,6 +10,7 @@
 #include <windows.h>
 #else
 #include <fcntl.h>
+#include <sys/stat.h>
 #endif
 
 namespace idcardreader::platform {
@@ -110,6 +111,42 @@ TEST_F(FilesTest, TellsWhyAFileCannotBeOpened) {
   EXPECT_EQ(LastSystemError(), kNotFound);
   EXPECT_EQ(OpenFile(folder, "rt"), nullptr);
   EXPECT_NE(LastSystemError(), 0u);
+}
+
+// What might never yield a byte: a pipe whose other end nobody holds, a device.
+TEST_F(FilesTest, OpensRegularFilesOnly) {
+#ifdef _WIN32
+  const std::string pipe =
+      "\\\\.\\pipe\\idcardreader-files-test-" + std::to_string(GetCurrentProcessId());
+  const HANDLE end = CreateNamedPipeA(pipe.c_str(), PIPE_ACCESS_DUPLEX, 0, 9, 64, 64, 0, nullptr);
+  ASSERT_NE(end, INVALID_HANDLE_VALUE);
+  const char* const device = "NUL";
+#else
+  const std::string pipe = (folder / "pipe").native();
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const char* const device = "/dev/null";
+#endif
+  for (const char* mode : {"rt", "rb", "at", "wb", "wb+"}) {
+    for (const char* name : {pipe.c_str(), device}) {
+      EXPECT_EQ(OpenFile(name, mode), nullptr) << name << mode;
+      EXPECT_NE(LastSystemError(), 0u);
+      EXPECT_EQ(OpenAnsiFile(name, mode), nullptr) << name << mode;
+    }
+  }
+#ifdef _WIN32
+  CloseHandle(end);
+#endif
+}
+
+TEST_F(FilesTest, WritesAtOnce) {
+  const fs::path path = folder / "file.txt";
+  for (const char* mode : {"wb", "at", "wb+"}) {
+    const File file = OpenFile(path, mode);
+    EXPECT_TRUE(WriteToFile(file, "all of it"));
+    EXPECT_EQ(Read(path).substr(Read(path).size() - 9), "all of it") << mode;
+  }
+  EXPECT_FALSE(WriteToFile(nullptr, "nothing"));
+  EXPECT_FALSE(WriteToFile(OpenFile(path, "rb"), "refused"));
 }
 
 TEST_F(FilesTest, TakesTheNameThatAHostGave) {

@@ -3,10 +3,12 @@
 #ifndef _WIN32
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/time.h>
 
 #include "platform/clock.h"
 #include "platform/event.h"
+#include "platform/files.h"
 #include "platform/loopback_peer.h"
 #include "platform/socket.h"
 #include "platform/thread.h"
@@ -15,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
 #include <vector>
 
 namespace idcardreader::platform {
@@ -95,6 +98,46 @@ TEST(PosixThread, TakesNoSignalsButItsOwnFaults) {
   sigset_t callerAfter;
   pthread_sigmask(SIG_BLOCK, nullptr, &callerAfter);
   EXPECT_EQ(sigismember(&callerAfter, SIGTERM), sigismember(&callerBefore, SIGTERM));
+}
+
+// Largest size of the files that this process writes; its signal ends a process that does not handle
+// it, and so the tests.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limited{bytes, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limited);
+  }
+  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before); }
+
+ private:
+  rlimit before{};
+};
+
+TEST(PosixFile, AFileAtItsLargestSizeRaisesNoSignal) {
+  const std::filesystem::path path = ExecutableFolder() / "largest-size";
+  {
+    const File file = OpenFile(path, "at");
+    const FileSizeLimit limit(4);
+    EXPECT_FALSE(WriteToFile(file, "too long"));
+    EXPECT_FALSE(WriteToFile(file, "once more"));
+  }
+  EXPECT_EQ(std::filesystem::file_size(path), 4u);
+  std::filesystem::remove(path);
+}
+
+TEST(PosixFile, ASignalThatWaitsForTheHostGoesOnWaiting) {
+  sigset_t pipe;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, &pipe, &before);
+  pthread_kill(pthread_self(), SIGPIPE);
+  EXPECT_FALSE(WriteToFile(OpenFile(ExecutableFolder() / "missing" / "file", "at"), ""));
+  constexpr timespec kAtOnce{};
+  EXPECT_EQ(sigtimedwait(&pipe, nullptr, &kAtOnce), SIGPIPE);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace

@@ -105,6 +105,13 @@ TEST(ActivityWriter, DropsWhatIsQueuedWhenItIsStopped) {
   EXPECT_TRUE(dropped);
 }
 
+TEST(ActivityWriter, ItsFileIsThereFromTheBeginning) {
+  const TemporaryFolder folder;
+  TestClock clock;
+  const ActivityWriter writer(folder.path / "logdata", "Test", clock);
+  EXPECT_TRUE(std::filesystem::exists(folder.path / "logdata/20240102-030405006-Test.txt"));
+}
+
 TEST(ActivityWriter, EndsAlsoWithoutAFile) {
   const TemporaryFolder folder;
   TestClock clock;

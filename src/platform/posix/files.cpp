@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,21 +12,12 @@
 #include <string_view>
 #include <system_error>
 
+#include "platform/posix/above_standard_streams.h"
+#include "platform/posix/held_write_signals.h"
+
 namespace idcardreader::platform {
 
 namespace {
-
-// Frees what is left on the way out without touching the error that the caller will ask for.
-class KeepErrno {
- public:
-  KeepErrno() : error(errno) {}
-  ~KeepErrno() { errno = error; }
-  KeepErrno(const KeepErrno&) = delete;
-  KeepErrno& operator=(const KeepErrno&) = delete;
-
- private:
-  int error;
-};
 
 // A file that was replaced or removed while it runs is reported with this addition.
 std::filesystem::path WithoutDeletedMark(std::string name) {
@@ -75,6 +67,23 @@ bool IsFolder(const char* name) {
   return stat(name, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+int OpenFlags(std::string_view mode) {
+  const bool reads = mode.starts_with('r');
+  int flags = reads ? O_RDONLY : O_WRONLY | O_CREAT;
+  if (mode.find('+') != std::string_view::npos) flags = (flags & O_CREAT) | O_RDWR;
+  if (mode.starts_with('w')) flags |= O_TRUNC;
+  if (mode.starts_with('a')) flags |= O_APPEND;
+  return flags;
+}
+
+// 0 for a regular file.
+int WhyNotRegular(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return errno;
+  if (S_ISDIR(status.st_mode)) return EISDIR;
+  return S_ISREG(status.st_mode) ? 0 : EINVAL;
+}
+
 const char kAnchor = 0;  // its address lies in this module
 
 }  // namespace
@@ -106,16 +115,26 @@ File OpenAnsiFile(const char* name, const char* mode) {
     errno = EINVAL;
     return nullptr;
   }
-  const std::string closedInChildren = std::string(mode) + 'e';
-  File file(std::fopen(name, closedInChildren.c_str()));
-  struct stat status {};
-  // The C library opens a folder for reading and fails at the first read only.
-  if (file != nullptr && fstat(fileno(file.get()), &status) == 0 && S_ISDIR(status.st_mode)) {
-    file.reset();
-    errno = EISDIR;
+  // Not even the opening waits: a pipe would until somebody opens its other end.
+  const int descriptor =
+      AboveStandardStreams(open(name, OpenFlags(mode) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
+  if (descriptor < 0) return nullptr;
+  int error = WhyNotRegular(descriptor);
+  File file(error == 0 ? fdopen(descriptor, mode) : nullptr);
+  if (file == nullptr) {
+    if (error == 0) error = errno;
+    close(descriptor);
+    errno = error;
+    return nullptr;
   }
-  const KeepErrno keep;
+  fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+  if (*mode != 'r') std::setvbuf(file.get(), nullptr, _IONBF, 0);
   return file;
+}
+
+bool WriteToFile(const File& file, std::string_view bytes) {
+  const HeldWriteSignals held;
+  return file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
 }
 
 bool AnsiFileExists(const char* name) {

@@ -16,6 +16,7 @@
 #include <optional>
 
 #include "platform/never_destroyed.h"
+#include "platform/posix/above_standard_streams.h"
 #include "platform/posix/deadline.h"
 #include "platform/reserved_host_name.h"
 
@@ -62,15 +63,8 @@ class PosixSockets : public SocketApi {
   void StopSockets() override {}
 
   SocketHandle CreateTcpSocket() override {
-    const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (descriptor < 0) return kInvalidSocket;
-    constexpr int kFirstFree = STDERR_FILENO + 1;
-    if (descriptor >= kFirstFree) return descriptor;
-    // A host without standard streams leaves their numbers free; what the process prints would go
-    // to the service, and 0 means "none".
-    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFree);
-    ::close(descriptor);
-    return moved < 0 ? kInvalidSocket : moved;
+    const int descriptor = AboveStandardStreams(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return descriptor < 0 ? kInvalidSocket : descriptor;
   }
 
   void SetTimeouts(SocketHandle socket, std::uint32_t milliseconds) override {

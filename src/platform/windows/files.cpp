@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <errno.h>
+#include <io.h>
 #include <windows.h>
 
 #include <string>
@@ -52,10 +53,22 @@ std::wstring SystemPath(const std::filesystem::path& path) {
 
 constexpr char kNotInherited = 'N';
 
-// The language's library has fewer streams than the system has handles. Not every make of it says
-// that none is left.
-void NoteWantOfStreams(const File& file) {
-  if (file == nullptr && errno == 0) errno = EMFILE;
+File OnDisk(std::FILE* opened, char mode) {
+  File file(opened);
+  if (file == nullptr) {
+    // The language's library has fewer streams than the system has handles. Not every make of it
+    // says that none is left.
+    if (errno == 0) errno = EMFILE;
+    return file;
+  }
+  const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(opened)));
+  if (GetFileType(handle) != FILE_TYPE_DISK) {
+    file.reset();
+    SetLastError(ERROR_INVALID_PARAMETER);
+  } else if (mode != 'r') {
+    std::setvbuf(opened, nullptr, _IONBF, 0);
+  }
+  return file;
 }
 
 }  // namespace
@@ -72,8 +85,7 @@ File OpenFile(const std::filesystem::path& path, const char* mode) {
   std::wstring fullMode(mode, mode + std::char_traits<char>::length(mode));
   fullMode += static_cast<wchar_t>(kNotInherited);
   errno = 0;
-  File file(_wfopen(name.c_str(), fullMode.c_str()));
-  NoteWantOfStreams(file);
+  File file = OnDisk(_wfopen(name.c_str(), fullMode.c_str()), *mode);
   const KeepLastError keep;
   return file;
 }
@@ -85,10 +97,13 @@ File OpenAnsiFile(const char* name, const char* mode) {
   }
   const std::string fullMode = std::string(mode) + kNotInherited;
   errno = 0;
-  File file(std::fopen(name, fullMode.c_str()));
-  NoteWantOfStreams(file);
+  File file = OnDisk(std::fopen(name, fullMode.c_str()), *mode);
   const KeepLastError keep;
   return file;
+}
+
+bool WriteToFile(const File& file, std::string_view bytes) {
+  return file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
 }
 
 bool AnsiFileExists(const char* name) {
