@@ -1,8 +1,9 @@
 #include "support/console.h"
 
 #include <atomic>
-#include <cstdio>
 #include <string>
+
+#include "platform/standard_output.h"
 
 namespace idcardreader {
 namespace {
@@ -11,16 +12,17 @@ std::atomic<bool> printing = true;
 
 }  // namespace
 
-void SwitchPrinting(bool on) { printing = on; }
-
-void Print(std::string_view text) {
+void PrintLine(std::string_view text) {
   if (!printing) {
     return;
   }
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fflush(stdout);
+  try {
+    platform::WriteStandardOutput(std::string(text).append("\n"));
+  } catch (...) {
+    // No memory for the line.
+  }
 }
 
-void PrintLine(std::string_view text) { Print(std::string(text).append("\n")); }
+void SwitchPrinting(bool on) { printing = on; }
 
 }  // namespace idcardreader

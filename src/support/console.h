@@ -4,12 +4,10 @@
 
 namespace idcardreader {
 
-// Writes to the process's standard output at once, so that the lines keep their order among those
-// of the host. The text goes out as it stands.
-void Print(std::string_view text);
+// Writes a line to the process's standard output, unless that is switched off for the process; it is
+// on at first. Never fails its caller and hardly delays it: what standard output does not take is
+// lost.
 void PrintLine(std::string_view text);
-
-// Off, nothing is printed any more until it is on again.
 void SwitchPrinting(bool on);
 
 }  // namespace idcardreader
