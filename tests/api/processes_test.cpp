@@ -62,7 +62,7 @@ constexpr bool kLoadsEarly = true;
 // Keeps a variable of the environment for programs started meanwhile.
 class Preloaded {
  public:
-  explicit Preloaded(const fs::path& library) {
+  explicit Preloaded([[maybe_unused]] const fs::path& library) {
 #ifndef _WIN32
     setenv("LD_PRELOAD", library.c_str(), 1);
 #endif
