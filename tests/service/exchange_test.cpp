@@ -49,6 +49,7 @@ class ExchangeTest : public testing::Test {
     }
     if (content.count(50) != 0) brought += "content;";
     if (content.count(53) != 0) brought += "done;";
+    if (result.login) brought += result.login->loggedIn ? "logged in;" : "logged out;";
     if (result.failureCode != 0) {
       brought += "fail " + std::to_string(result.failureCode) + "," + result.detail + ";";
     }
@@ -94,9 +95,10 @@ TEST_F(ExchangeTest, EachHasItsTraceWordsAndCodes) {
       EXPECT_EQ(traced, row.traces);
     }
   }
+  EXPECT_EQ(Run(kToken, 14, {wire::kLoginAnswer}), "logged in;");
   session.login.loggedIn = true;
   EXPECT_EQ(Run(kToken, 14) + Run(kToken, 7), "");
-  EXPECT_EQ(sockets.Sent().size(), 16U);
+  EXPECT_EQ(sockets.Sent().size(), 17U);
 }
 
 TEST_F(ExchangeTest, AnAnswerIsFiledOrRefused) {
@@ -105,6 +107,7 @@ TEST_F(ExchangeTest, AnAnswerIsFiledOrRefused) {
   EXPECT_EQ(Run(kToken, kSector11, {""}), "fail 14,;");  // the end of the connection
   EXPECT_EQ(Run(kOld, kOutputKey, {wire::FirstAnswer(wire::kOutputKeyData)}),
             "key 7 A1A2A3A4A5A6A7A8;");
+  EXPECT_EQ(Run(kToken, kDn, {R"({"code":"01","msg":"token已过期"})"}), "logged out;fail 44,;");
   EXPECT_EQ(Run(kToken, kDn, {wire::OutputKeyAnswer()}), "fail 44,;");
   EXPECT_EQ(refused, wire::OutputKeyAnswer());  // for the error log
   EXPECT_EQ(Run(kToken, kDn, {wire::InputKeyAnswer()}), "key 6 1122334455667788;");
