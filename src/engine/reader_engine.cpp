@@ -208,7 +208,7 @@ bool ReaderEngine::StartService(DecodeServerLink& link, ReadGeneration generatio
   if (link.ServerInit(generation)) {
     return state.IsCurrent(generation);
   }
-  if (SetError(ERRORT_ServiceLink, generation) != kNoRead) {
+  if (state.IsCurrent(generation) && SetError(ERRORT_ServiceLink, generation) != kNoRead) {
     // Whatever the link could not do stands behind the code as its cause.
     std::string cause = link.TakeFailureText();
     while (!cause.empty()) {
