@@ -115,12 +115,15 @@ void Serve(DeskFile& deskFile) {
   ReaderModel reader;
   DeskState desk = deskFile.Look().value_or(DeskState());
   Apply(desk, {}, reader, SteadyClock::now());
-  std::optional<KernelDevice> device;  // as long as the reader is plugged in
-  while (ended == 0) {
+  const auto lookAtDesk = [&] {
     if (const auto changed = deskFile.Look()) {
       Apply(*changed, desk.presentation, reader, SteadyClock::now());
       desk = *changed;
     }
+  };
+  std::optional<KernelDevice> device;  // as long as the reader is plugged in
+  while (ended == 0) {
+    lookAtDesk();
     if (const bool plugged = reader.Alive(reader.SessionNumber()); plugged != device.has_value()) {
       device.reset();
       if (plugged) device.emplace(desk);
@@ -147,6 +150,7 @@ void Serve(DeskFile& deskFile) {
     if (event->type == UHID_OPEN) {
       reader.Open(SteadyClock::now());
     } else if (event->type == UHID_OUTPUT) {
+      lookAtDesk();  // a request finds the desk as its sender left it
       reader.Request(RequestOf(*event), SteadyClock::now());
     }
   }
