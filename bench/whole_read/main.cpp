@@ -132,7 +132,7 @@ void MeasureMemory(Host& host, Report& report, int reads) {
 }
 
 void MeasureIdle(Host& host, Report& report, int seconds) {
-  idcardreader::platform::SystemClock clock;
+  idcardreader::platform::Clock& clock = idcardreader::platform::SystemClock();
   host.Read();
   clock.Sleep(kAfterAReadMs);
   const double before = ProcessorSeconds();
