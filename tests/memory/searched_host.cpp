@@ -29,6 +29,7 @@ std::array<int, 2> SocketPair(int type) {
 
 pid_t StartProgram(const std::vector<std::string>& command, const std::vector<int>& descriptors) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }
