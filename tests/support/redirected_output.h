@@ -99,17 +99,17 @@ class Pipe {
     return WriteTo(write, std::string(kPipeSize, 'x').c_str(), kPipeSize) == kPipeSize;
   }
 
-  // Reads until the text has come.
-  bool ReadUntil(std::string_view text) {
-    std::string tail;
+  // Reads until the text has come, or nobody can write any more; yields what has come.
+  std::string ReadUntil(std::string_view text) {
+    std::string all;
     std::array<char, 4096> bytes;
-    while (tail.find(text) == std::string::npos) {
+    while (all.find(text) == std::string::npos) {
       const int count = ReadFrom(reader, bytes.data(), bytes.size());
-      if (count <= 0) return false;
-      tail.append(bytes.data(), static_cast<std::size_t>(count));
-      std::erase(tail, '\r');  // of Windows' line ends
+      if (count <= 0) break;
+      all.append(bytes.data(), static_cast<std::size_t>(count));
+      std::erase(all, '\r');  // of Windows' line ends
     }
-    return true;
+    return all;
   }
 
   int write = kNoDescriptor;
