@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
@@ -12,6 +13,8 @@
 #endif
 
 #include "platform/code_page.h"
+#include "platform/files.h"
+#include "support/captured_output.h"
 #include "support/console.h"
 #include "support/logged_lines.h"
 #include "support/temporary_folder.h"
@@ -36,7 +39,7 @@ class DescriptorsExhausted {
  public:
 #ifdef _WIN32
   DescriptorsExhausted() {
-    while (platform::File file = platform::OpenFile("NUL", "rb")) taken.push_back(std::move(file));
+    while (platform::File file{std::fopen("NUL", "rb")}) taken.push_back(std::move(file));
   }
 
  private:
@@ -61,10 +64,9 @@ class StartUpTest : public testing::Test {
   void TearDown() override { SwitchPrinting(true); }
 
   StartUp Read(StartUp before = {}) {
-    testing::internal::CaptureStdout();
+    CapturedOutput output;
     StartUp startUp = ReadStartUp(host.path, library.path, std::move(before));
-    printed = testing::internal::GetCapturedStdout();
-    std::erase(printed, '\r');
+    printed = output.Take();
     return startUp;
   }
 

@@ -10,6 +10,7 @@
 #include "service/scripted_sockets.h"
 #include "service/wire_samples.h"
 #include "support/bytes.h"
+#include "support/captured_output.h"
 #include "support/hex_text.h"
 #include "support/logged_lines.h"
 #include "support/test_clock.h"
@@ -161,11 +162,11 @@ TEST_F(ExchangeTest, TheContentIsJoinedUpToItsLineEnd) {
 TEST_F(ExchangeTest, AContentThatIsNoneIsNotParsed) {
   const std::string filler(200, 'x');
   EXPECT_EQ(Run(kToken, kSector21, {R"({"date":")" + filler + "\"}\n"}), "fail 22,;");
-  testing::internal::CaptureStdout();
+  CapturedOutput output;
   EXPECT_EQ(Run(kToken, kSector21, {wire::PermitAnswer()}), kCard);
   EXPECT_EQ(Run(kToken, kSector21, {R"({"data":")" + filler + "\"}\n"}), "fail 55,;");
   EXPECT_EQ(Run(kToken, kSector21, {R"({"data":"","x":")" + filler + "\"}\n"}), "fail 55,;");
-  const std::string printed = testing::internal::GetCapturedStdout();
+  const std::string printed = output.Take();
   EXPECT_THAT(printed, StartsWith("ret=1,out_len=227"));  // printed whatever the result is
   EXPECT_THAT(printed, testing::HasSubstr("ret=-3,out_len=0"));
   const LoggedLines errors;

@@ -8,6 +8,7 @@
 
 #include "service/scripted_sockets.h"
 #include "support/bytes.h"
+#include "support/captured_output.h"
 #include "support/logged_lines.h"
 
 namespace idcardreader {
@@ -47,9 +48,9 @@ TEST(SocketTransport, WaitsOneSecondForAConnectionUnderWay) {
     sockets.servers[7333] = server;
     SocketTransport transport(sockets);
     EXPECT_TRUE(transport.CreateSocket());
-    testing::internal::CaptureStdout();
+    CapturedOutput output;
     EXPECT_EQ(transport.ConnectServer([] { return false; }), connects);
-    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+    EXPECT_THAT(output.Take(),
                 StartsWith(Text(connects ? "C1ACBDD3B3C9B9A6" : "C1ACBDD3CAA7B0DC")));
     EXPECT_EQ(errors.Get().size(), connects ? 0U : 1U);
     auto calls = sockets.Calls();

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "support/console.h"
+#include "support/redirected_output.h"
+
+namespace idcardreader {
+
+// What the library prints meanwhile. A thread of its own may write it, so a line of ours behind it
+// tells that all of it has come.
+class CapturedOutput {
+ public:
+  std::string Take() {
+    const std::string end = "that is all\n";
+    SwitchPrinting(true);
+    PrintLine(end.substr(0, end.size() - 1));
+    std::string text = pipe.ReadUntil(end);
+    redirected.reset();
+    return text.substr(0, text.find(end));
+  }
+
+ private:
+  Pipe pipe;
+  std::optional<RedirectedOutput> redirected{std::in_place, pipe.write};
+};
+
+}  // namespace idcardreader
