@@ -10,6 +10,7 @@
 #include "platform/module.h"
 #include "platform/mutex.h"
 #include "platform/socket.h"
+#include "platform/standard_output.h"
 #include "reader/system_door.h"
 #include "support/process_wide.h"
 
@@ -155,6 +156,7 @@ void DestroyEngine() {
     ended = std::move(holder->engine);
   }
   ended.reset();
+  platform::SettleStandardOutput();
   platform::UnpinModule();
 }
 

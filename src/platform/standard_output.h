@@ -10,4 +10,8 @@ namespace idcardreader::platform {
 // seconds together wait for 50 ms at most, and for nothing once the output does not move.
 void WriteStandardOutput(std::string_view text);
 
+// Waits until what was written is out, 50 ms at most. To be called when nobody writes, before the
+// host may unload the library: whatever still wrote would keep it in memory.
+void SettleStandardOutput();
+
 }  // namespace idcardreader::platform

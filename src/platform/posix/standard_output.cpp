@@ -68,4 +68,7 @@ void WriteStandardOutput(std::string_view text) {
   }
 }
 
+// Whatever was written is out.
+void SettleStandardOutput() {}
+
 }  // namespace idcardreader::platform

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -30,9 +31,10 @@ class Writer {
       if (std::exchange(working, true)) return;  // the thread at work takes it along
     }
     try {
-      LoneThread thread;
-      if (thread.Start([this] { WriteAll(); })) {
-        Await(thread);
+      Settle();  // the one before has nothing left to do but to end
+      thread = std::make_unique<LoneThread>();
+      if (thread->Start([this] { WriteAll(); })) {
+        Await();
         return;
       }
     } catch (...) {
@@ -40,6 +42,11 @@ class Writer {
     }
     while (!TakeAll().empty()) {
     }
+  }
+
+  void Settle() {
+    if (thread != nullptr) thread->WaitFor(kPatience);
+    thread.reset();
   }
 
  private:
@@ -87,9 +94,9 @@ class Writer {
     return patience;
   }
 
-  void Await(LoneThread& thread) {
+  void Await() {
     const Clock::time_point begin = Clock::now();
-    thread.WaitFor(Patience(begin));
+    thread->WaitFor(Patience(begin));
     const auto waited = std::chrono::duration_cast<Milliseconds>(Clock::now() - begin);
     const Hold hold(lock);
     patience = std::max(patience - waited, Milliseconds(0));
@@ -99,6 +106,7 @@ class Writer {
   static constexpr Milliseconds kRenewal{10'000};
   static constexpr std::size_t kMostWaiting = 4096;
 
+  std::unique_ptr<LoneThread> thread;  // of whoever has set `working`
   SRWLOCK lock = SRWLOCK_INIT;
   // Guarded by lock.
   std::string waiting;
@@ -107,13 +115,19 @@ class Writer {
   Clock::time_point renewed = Clock::now();
 };
 
+Writer& ProcessWriter() {
+  static const NeverDestroyed<Writer> writer;
+  return *writer;
+}
+
 }  // namespace
 
 void WriteStandardOutput(std::string_view text) {
   const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
   if (output == nullptr || output == INVALID_HANDLE_VALUE) return;
-  static const NeverDestroyed<Writer> writer;
-  writer->Write(text);
+  ProcessWriter().Write(text);
 }
+
+void SettleStandardOutput() { ProcessWriter().Settle(); }
 
 }  // namespace idcardreader::platform
