@@ -64,6 +64,9 @@ TEST_F(ThreadRefusalTest, NoClientThreadIsCode29WithTheCauseBehindIt) {
 }
 
 TEST_F(ThreadRefusalTest, WhatNoDescriptorWasLeftForIsReadByTheNextRead) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizer itself asks for a descriptor when it looks at an object";
+#endif
   rlimit before{};
   getrlimit(RLIMIT_NOFILE, &before);
   const rlimit none{0, before.rlim_max};
