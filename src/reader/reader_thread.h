@@ -40,14 +40,12 @@ class ReaderThread {
  private:
   // Lives on the stack of its caller: ending the reader's business must not need memory.
   struct Turn {
+    virtual ~Turn() = default;
     virtual void Run() = 0;
     bool last = false;
     bool done = false;
     std::exception_ptr failure;
     Turn* next = nullptr;
-
-   protected:
-    ~Turn() = default;
   };
   template <typename Operation>
   struct OperationTurn final : Turn {

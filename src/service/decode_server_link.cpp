@@ -190,6 +190,7 @@ std::vector<ServerEndpoint> DecodeServerLink::ResolvedServers(ReadGeneration gen
     traceLog.Log("Socket DNS Parse 2");
   }
   std::vector<std::string> hosts;
+  hosts.reserve(configured.size());
   for (const ServerEndpoint& server : configured) {
     hosts.push_back(server.host);
   }

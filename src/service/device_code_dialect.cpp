@@ -1,3 +1,4 @@
+#include "platform/never_destroyed.h"
 #include "service/dialect.h"
 #include "support/field_reader.h"
 #include "support/gbk_text.h"
@@ -81,8 +82,8 @@ class DeviceCode final : public Dialect {
 }  // namespace
 
 const Dialect& DeviceCodeDialect() {
-  static constexpr DeviceCode dialect;
-  return dialect;
+  static const platform::NeverDestroyed<DeviceCode> dialect;
+  return *dialect;
 }
 
 }  // namespace idcardreader

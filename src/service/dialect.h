@@ -45,6 +45,8 @@ struct ContentAnswer {
 // all.
 class Dialect {
  public:
+  virtual ~Dialect() = default;
+
   virtual bool NeedsLogin() const = 0;
   // Sector 21 goes out with its data also when the card has no fingerprint.
   virtual bool UploadsEverySector21() const = 0;
@@ -59,9 +61,6 @@ class Dialect {
   // Receives what is still missing behind the answer to the last sector.
   virtual ContentAnswer ReadContent(std::string answer, SocketTransport& transport,
                                     platform::Clock& clock, const Trace& trace) const = 0;
-
- protected:
-  ~Dialect() = default;  // the two there are last for ever
 };
 
 // Every message carries the token of the login.

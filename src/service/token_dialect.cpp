@@ -1,3 +1,4 @@
+#include "platform/never_destroyed.h"
 #include "service/base64.h"
 #include "service/dialect.h"
 #include "service/inflate.h"
@@ -122,8 +123,8 @@ class Token final : public Dialect {
 }  // namespace
 
 const Dialect& TokenDialect() {
-  static constexpr Token dialect;
-  return dialect;
+  static const platform::NeverDestroyed<Token> dialect;
+  return *dialect;
 }
 
 }  // namespace idcardreader
