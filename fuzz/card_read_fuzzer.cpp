@@ -3,6 +3,7 @@
 #include "base/expect.h"
 #include "engine/reader_engine.h"
 #include "stand_ins/files.h"
+#include "support/result_items.h"
 #include "support/status_codes.h"
 #include "support/throwing_hard_stop.h"
 #include "world/fuzzed_reader.h"
@@ -33,7 +34,8 @@ bool IsStatusText(const std::string& text) {
 }
 
 bool RecordIsEmpty(ReaderEngine& engine) {
-  for (std::int32_t item = kFirstResultItem; item <= kLastResultItem; ++item) {
+  for (auto item = ResultItem::text_block; OfTheCard(item);
+       item = static_cast<ResultItem>(static_cast<int>(item) + 1)) {
     if (!engine.GetResultText(item).empty()) return false;
   }
   return true;
@@ -42,7 +44,8 @@ bool RecordIsEmpty(ReaderEngine& engine) {
 bool Read(ReaderEngine& engine, const fuzz::FuzzedService& service) {
   const bool succeeded = engine.ReadCardStartRead(false);
   const bool recordIsEmpty = RecordIsEmpty(engine);
-  for (const auto item : {kItemIdNumber, kItemBirthday, kItemStartDate, kItemPassCheckId}) {
+  for (const auto item : {ResultItem::id_number, ResultItem::birthday, ResultItem::start_date,
+                          ResultItem::pass_check_id}) {
     fuzz::Expect(service.HasCarried(engine.GetResultText(item)), "the person is this read's");
   }
   fuzz::Expect(!succeeded || !recordIsEmpty, "a read that succeeds has a record");

@@ -2,7 +2,7 @@
 #include "base/script.h"
 #include "content/identity_content.h"
 #include "content/image_area.h"
-#include "support/status_codes.h"
+#include "support/result_items.h"
 #include "support/throwing_hard_stop.h"
 
 using namespace idcardreader;
@@ -16,31 +16,31 @@ void Check(const IdentityContent& content, std::string_view text) {
   bool success = false;
   for (const auto& [item, value] : content.entries) {
     switch (item) {
-      case kItemIdNumber:
-      case kItemBirthday:
-      case kItemStartDate:
-      case kItemPassCheckId:
+      case ResultItem::id_number:
+      case ResultItem::birthday:
+      case ResultItem::start_date:
+      case ResultItem::pass_check_id:
         fuzz::Expect(fuzz::Within(value, text), "a text is the service's");
         break;
-      case kItemAddress:
-      case kItemIssuingAuthority:
-      case kItemName:
-      case kItemNameEnglish:
+      case ResultItem::address:
+      case ResultItem::issuing_authority:
+      case ResultItem::name:
+      case ResultItem::name_english:
         fuzz::Expect(!fuzz::Within(" ", value), "a name has no spaces");
         break;
-      case kItemTextBlock:
+      case ResultItem::text_block:
         text256 = value.size() == 2 * 256;
         fuzz::Expect(text256, "a text block has its size");
         break;
-      case kItemPhotoBlock:
+      case ResultItem::photo_block:
         photo = value.size() == 2 * 1024;
         fuzz::Expect(photo, "a photo block has its size");
         break;
-      case kItemCardType:
+      case ResultItem::card_type:
         fuzz::Expect(value == std::to_string(static_cast<int>(content.type)),
                      "the card type is the content's");
         break;
-      case kItemSuccess:
+      case ResultItem::success:
         success = true;
         break;
       default:

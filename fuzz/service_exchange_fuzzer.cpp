@@ -14,8 +14,10 @@ namespace {
 
 constexpr int kMostExchanges = 8;
 
-constexpr std::int32_t kCommands[] = {kItemSector21, kItemLogin,    kItemHeartbeat, kItemDn,
-                                      kItemInputKey, kItemSector11, kItemSector12,  kItemSector13};
+constexpr ServiceCommand kCommands[] = {ServiceCommand::sector21,   ServiceCommand::login,
+                                        ServiceCommand::heartbeat,  ServiceCommand::dn,
+                                        ServiceCommand::output_key, ServiceCommand::sector11,
+                                        ServiceCommand::sector12,   ServiceCommand::sector13};
 
 void Check(const ExchangeResult& result, const fuzz::FuzzedService& service) {
   fuzz::Expect(result.failureCode >= ERRORT_None && result.failureCode < ERRORT_End &&
@@ -26,14 +28,13 @@ void Check(const ExchangeResult& result, const fuzz::FuzzedService& service) {
                  "an exchange that fails brings nothing");
   }
   if (!result.key.empty()) {
-    fuzz::Expect(result.keyItem == kItemInputKey || result.keyItem == kItemOutputKey,
-                 "a key has its item");
     fuzz::Expect(result.key.size() == kKeySize, "a key has its size");
   }
   int ends = 0;
   for (const auto& [item, text] : result.entries) {
-    if (item == kItemIdNumber) fuzz::Expect(service.HasCarried(text), "the content was carried");
-    if (item == kItemDone) ++ends;
+    if (item == ResultItem::id_number)
+      fuzz::Expect(service.HasCarried(text), "the content was carried");
+    if (item == ResultItem::done) ++ends;
   }
   fuzz::Expect(ends == (result.entries.empty() ? 0 : 1), "a content ends once");
   fuzz::Expect(!result.login || !result.login->loggedIn || result.login->token.size() >= 2,
@@ -55,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int count = 0; count == 0 || (count < kMostExchanges && !script.Empty()); ++count) {
       const std::string report = script.Bytes(script.Choice(65));
       const BlockView block(reinterpret_cast<const std::uint8_t*>(report.data()), report.size());
-      const std::int32_t command = kCommands[script.Choice(std::size(kCommands))];
+      const ServiceCommand command = kCommands[script.Choice(std::size(kCommands))];
       const ExchangeResult result = PerformExchange(command, block, dialect, session, transport,
                                                     clock, [](std::string_view) {});
       Check(result, service);

@@ -11,7 +11,7 @@
 #include "pieces/piece.h"
 #include "platform/code_page.h"
 #include "support/hex_text.h"
-#include "support/status_codes.h"
+#include "support/result_items.h"
 
 // The peers only take our field reader's place: what becomes of the fields is our code for everybody,
 // so that the results can be compared to the last byte.
@@ -20,7 +20,7 @@ namespace bench {
 namespace {
 
 using idcardreader::HexText;
-using Entries = std::vector<std::pair<std::int32_t, std::string>>;
+using Entries = std::vector<std::pair<idcardreader::ResultItem, std::string>>;
 
 constexpr std::size_t kPhotoSize = 1024;
 
@@ -42,20 +42,20 @@ Entries EntriesOf(Fields&& fields) {
   const idcardreader::TextBlock block = idcardreader::BuildTextBlock(fields);
   fields.image.resize(kPhotoSize);
   Entries entries;
-  entries.emplace_back(idcardreader::kItemCardType, "1");
-  entries.emplace_back(idcardreader::kItemIdNumber, fields.idNumber);
-  entries.emplace_back(idcardreader::kItemAddress, WithoutSpaces(Gbk(fields.address)));
-  entries.emplace_back(idcardreader::kItemIssuingAuthority,
+  entries.emplace_back(idcardreader::ResultItem::card_type, "1");
+  entries.emplace_back(idcardreader::ResultItem::id_number, fields.idNumber);
+  entries.emplace_back(idcardreader::ResultItem::address, WithoutSpaces(Gbk(fields.address)));
+  entries.emplace_back(idcardreader::ResultItem::issuing_authority,
                        WithoutSpaces(Gbk(fields.issuingAuthority)));
-  entries.emplace_back(idcardreader::kItemName, WithoutSpaces(Gbk(fields.name)));
-  entries.emplace_back(idcardreader::kItemNation, Gbk(fields.nation));
-  entries.emplace_back(idcardreader::kItemSex, Gbk(fields.sex));
-  entries.emplace_back(idcardreader::kItemEndDate, Gbk(fields.endDate));
-  entries.emplace_back(idcardreader::kItemStartDate, fields.startDate);
-  entries.emplace_back(idcardreader::kItemBirthday, fields.birthday);
-  entries.emplace_back(idcardreader::kItemTextBlock, HexText(block.data(), block.size()));
-  entries.emplace_back(idcardreader::kItemPhotoBlock, HexText(fields.image));
-  entries.emplace_back(idcardreader::kItemSuccess, "Success");
+  entries.emplace_back(idcardreader::ResultItem::name, WithoutSpaces(Gbk(fields.name)));
+  entries.emplace_back(idcardreader::ResultItem::nation, Gbk(fields.nation));
+  entries.emplace_back(idcardreader::ResultItem::sex, Gbk(fields.sex));
+  entries.emplace_back(idcardreader::ResultItem::end_date, Gbk(fields.endDate));
+  entries.emplace_back(idcardreader::ResultItem::start_date, fields.startDate);
+  entries.emplace_back(idcardreader::ResultItem::birthday, fields.birthday);
+  entries.emplace_back(idcardreader::ResultItem::text_block, HexText(block.data(), block.size()));
+  entries.emplace_back(idcardreader::ResultItem::photo_block, HexText(fields.image));
+  entries.emplace_back(idcardreader::ResultItem::success, "Success");
   return entries;
 }
 

@@ -8,13 +8,13 @@
 #include "idcardreader/idcardreader.h"
 #include "platform/mutex.h"
 #include "support/process_wide.h"
-#include "support/status_codes.h"
+#include "support/result_items.h"
 
 namespace idcardreader {
 namespace {
 
 struct BlockBuffer {
-  std::int32_t item;
+  ResultItem item;
   std::size_t leastRoom;
   bool held = false;
   std::vector<std::uint8_t> bytes;
@@ -23,9 +23,9 @@ struct BlockBuffer {
 struct BlockBuffers {
   platform::CSMutex lock;
   std::array<BlockBuffer, 3> buffers = {
-      BlockBuffer{kItemTextBlock, IDCARDREADER_TEXT_BLOCK_BYTES, false, {}},
-      BlockBuffer{kItemPhotoBlock, IDCARDREADER_PHOTO_BLOCK_BYTES, false, {}},
-      BlockBuffer{kItemFingerprintBlock, IDCARDREADER_FINGERPRINT_BLOCK_BYTES, false, {}}};
+      BlockBuffer{ResultItem::text_block, IDCARDREADER_TEXT_BLOCK_BYTES, false, {}},
+      BlockBuffer{ResultItem::photo_block, IDCARDREADER_PHOTO_BLOCK_BYTES, false, {}},
+      BlockBuffer{ResultItem::fingerprint_block, IDCARDREADER_FINGERPRINT_BLOCK_BYTES, false, {}}};
 
   BlockBuffer& operator[](CardBlock block) { return buffers[static_cast<std::size_t>(block)]; }
 };

@@ -8,7 +8,7 @@
 #include "api/export_guard.h"
 #include "api/result_text.h"
 #include "idcardreader/idcardreader.h"
-#include "support/status_codes.h"
+#include "support/result_items.h"
 #include "support/text_cut.h"
 
 // The field exports: the same record as texts and into buffers.
@@ -17,7 +17,7 @@ using namespace idcardreader;
 
 namespace {
 
-const char* FieldText(std::int32_t item) {
+const char* FieldText(ResultItem item) {
   return Guarded("", [item] {
     const EngineUse engine = UseEngine();
     return SetResultText(engine ? engine->GetResultText(item) : std::string());
@@ -26,7 +26,7 @@ const char* FieldText(std::int32_t item) {
 
 // As much of the field as the least buffer of its function has room for. The whole field also becomes
 // the result text; without an engine nothing changes.
-int32_t CopyField(std::int32_t item, char* buffer, TextEncoding encoding = TextEncoding::gbk,
+int32_t CopyField(ResultItem item, char* buffer, TextEncoding encoding = TextEncoding::gbk,
                   std::size_t size = IDCARDREADER_FIELD_BYTES) {
   return Guarded(0, [item, buffer, encoding, size] {
     const EngineUse engine = UseEngine();
@@ -43,45 +43,55 @@ int32_t CopyField(std::int32_t item, char* buffer, TextEncoding encoding = TextE
 }
 
 // A field that is handed on as the service sent it.
-int32_t CopyFieldAsReceived(std::int32_t item, char* buffer,
+int32_t CopyFieldAsReceived(ResultItem item, char* buffer,
                             std::size_t size = IDCARDREADER_FIELD_BYTES) {
   return CopyField(item, buffer, TextEncoding::utf8, size);
 }
 
 }  // namespace
 
-const char* GetPeopleName() { return FieldText(kItemName); }
-const char* GetPeopleSex() { return FieldText(kItemSex); }
-const char* GetPeopleNation() { return FieldText(kItemNation); }
-const char* GetPeopleBirthday() { return FieldText(kItemBirthday); }
-const char* GetPeopleAddress() { return FieldText(kItemAddress); }
-const char* GetPeopleIDCode() { return FieldText(kItemIdNumber); }
-const char* GetStartDate() { return FieldText(kItemStartDate); }
-const char* GetEndDate() { return FieldText(kItemEndDate); }
-const char* GetDepartment() { return FieldText(kItemIssuingAuthority); }
+const char* GetPeopleName() { return FieldText(ResultItem::name); }
+const char* GetPeopleSex() { return FieldText(ResultItem::sex); }
+const char* GetPeopleNation() { return FieldText(ResultItem::nation); }
+const char* GetPeopleBirthday() { return FieldText(ResultItem::birthday); }
+const char* GetPeopleAddress() { return FieldText(ResultItem::address); }
+const char* GetPeopleIDCode() { return FieldText(ResultItem::id_number); }
+const char* GetStartDate() { return FieldText(ResultItem::start_date); }
+const char* GetEndDate() { return FieldText(ResultItem::end_date); }
+const char* GetDepartment() { return FieldText(ResultItem::issuing_authority); }
 
-int32_t GetNewPeopleName(char* buffer) { return CopyField(kItemName, buffer); }
-int32_t GetNewPeopleSex(char* buffer) { return CopyField(kItemSex, buffer); }
-int32_t GetNewPeopleNation(char* buffer) { return CopyField(kItemNation, buffer); }
-int32_t GetNewPeopleBirthday(char* buffer) { return CopyFieldAsReceived(kItemBirthday, buffer); }
+int32_t GetNewPeopleName(char* buffer) { return CopyField(ResultItem::name, buffer); }
+int32_t GetNewPeopleSex(char* buffer) { return CopyField(ResultItem::sex, buffer); }
+int32_t GetNewPeopleNation(char* buffer) { return CopyField(ResultItem::nation, buffer); }
+int32_t GetNewPeopleBirthday(char* buffer) {
+  return CopyFieldAsReceived(ResultItem::birthday, buffer);
+}
 int32_t GetNewPeopleAddress(char* buffer) {
-  return CopyField(kItemAddress, buffer, TextEncoding::gbk, IDCARDREADER_LONG_FIELD_BYTES);
+  return CopyField(ResultItem::address, buffer, TextEncoding::gbk, IDCARDREADER_LONG_FIELD_BYTES);
 }
-int32_t GetNewPeopleIDCode(char* buffer) { return CopyFieldAsReceived(kItemIdNumber, buffer); }
-int32_t GetNewStartDate(char* buffer) { return CopyFieldAsReceived(kItemStartDate, buffer); }
-int32_t GetNewEndDate(char* buffer) { return CopyField(kItemEndDate, buffer); }
-int32_t GetNewDepartment(char* buffer) { return CopyField(kItemIssuingAuthority, buffer); }
-int32_t GetNewPassNum(char* buffer) { return CopyFieldAsReceived(kItemPassCheckId, buffer); }
+int32_t GetNewPeopleIDCode(char* buffer) {
+  return CopyFieldAsReceived(ResultItem::id_number, buffer);
+}
+int32_t GetNewStartDate(char* buffer) {
+  return CopyFieldAsReceived(ResultItem::start_date, buffer);
+}
+int32_t GetNewEndDate(char* buffer) { return CopyField(ResultItem::end_date, buffer); }
+int32_t GetNewDepartment(char* buffer) { return CopyField(ResultItem::issuing_authority, buffer); }
+int32_t GetNewPassNum(char* buffer) {
+  return CopyFieldAsReceived(ResultItem::pass_check_id, buffer);
+}
 int32_t GetNewPeopleNameEn(char* buffer) {
-  return CopyFieldAsReceived(kItemNameEnglish, buffer, IDCARDREADER_LONG_FIELD_BYTES);
+  return CopyFieldAsReceived(ResultItem::name_english, buffer, IDCARDREADER_LONG_FIELD_BYTES);
 }
-int32_t GetNewPeopleCountryCode(char* buffer) { return CopyField(kItemCountryCode, buffer); }
-int32_t GetNewPeopleCountry(char* buffer) { return CopyField(kItemCountry, buffer); }
+int32_t GetNewPeopleCountryCode(char* buffer) {
+  return CopyField(ResultItem::country_code, buffer);
+}
+int32_t GetNewPeopleCountry(char* buffer) { return CopyField(ResultItem::country, buffer); }
 
 int32_t GetNewCardType() {
   return Guarded(0, [] {
     const EngineUse engine = UseEngine();
-    return engine ? std::atoi(engine->GetResultText(kItemCardType).c_str()) : 0;
+    return engine ? std::atoi(engine->GetResultText(ResultItem::card_type).c_str()) : 0;
   });
 }
 

@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "support/split_text.h"
-#include "support/status_codes.h"
 
 namespace idcardreader {
 namespace {
@@ -59,26 +58,26 @@ void SetDeviceCode(ServiceIdentity& identity, std::string_view text) {
 
 }  // namespace
 
-void ServiceSettings::Apply(std::int32_t item, std::string_view text) {
-  switch (item) {
-    case kItemServer1:
-    case kItemServer2:
+void ServiceSettings::Apply(LinkSetting setting, std::string_view text) {
+  switch (setting) {
+    case LinkSetting::server1:
+    case LinkSetting::server2:
       Append(resolvedServers, AddressAndPort(text));
       break;
-    case kItemHost1:
-    case kItemHost2:
+    case LinkSetting::host1:
+    case LinkSetting::host2:
       if (resolvedServers.empty()) {
         Append(configuredServers, HostAndPort(text));
       }
       break;
-    case kItemSocketTimeout:
+    case LinkSetting::socket_timeout:
       socketTimeoutMs = Decimal(text);
       break;
-    case kItemDeviceCode:
+    case LinkSetting::device_code:
       SetDeviceCode(identity, text);
       break;
-    default:
-      break;
+    case LinkSetting::log_switch:
+      break;  // the link's own
   }
 }
 

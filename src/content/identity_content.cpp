@@ -8,7 +8,7 @@
 #include "platform/code_page.h"
 #include "support/field_reader.h"
 #include "support/hex_text.h"
-#include "support/status_codes.h"
+#include "support/result_items.h"
 
 namespace idcardreader {
 namespace {
@@ -103,46 +103,46 @@ class EntryList {
  public:
   explicit EntryList(IdentityContent& content) : entries(content.entries) {}
 
-  void Add(std::int32_t item, std::string value) { entries.emplace_back(item, std::move(value)); }
+  void Add(ResultItem item, std::string value) { entries.emplace_back(item, std::move(value)); }
 
-  void AddBlock(std::int32_t item, const std::vector<std::uint8_t>& block) {
+  void AddBlock(ResultItem item, const std::vector<std::uint8_t>& block) {
     if (!block.empty()) {
       Add(item, HexText(block));
     }
   }
 
   void AddConvertedTexts(const CardTexts& card) {
-    Add(kItemIdNumber, card.idNumber);
-    Add(kItemAddress, WithoutSpaces(Gbk(card.address)));
-    Add(kItemIssuingAuthority, WithoutSpaces(Gbk(card.issuingAuthority)));
-    Add(kItemName, WithoutSpaces(Gbk(card.name)));
-    Add(kItemNation, Gbk(card.nation));
-    Add(kItemSex, Gbk(card.sex));
-    Add(kItemEndDate, Gbk(card.endDate));
+    Add(ResultItem::id_number, card.idNumber);
+    Add(ResultItem::address, WithoutSpaces(Gbk(card.address)));
+    Add(ResultItem::issuing_authority, WithoutSpaces(Gbk(card.issuingAuthority)));
+    Add(ResultItem::name, WithoutSpaces(Gbk(card.name)));
+    Add(ResultItem::nation, Gbk(card.nation));
+    Add(ResultItem::sex, Gbk(card.sex));
+    Add(ResultItem::end_date, Gbk(card.endDate));
   }
 
   void AddNationality(const std::string& gbk) {
     const std::size_t slash = gbk.find('/');
     if (slash != std::string::npos) {
-      Add(kItemCountry, gbk.substr(0, slash));
-      Add(kItemCountryCode, gbk.substr(slash + 1));
+      Add(ResultItem::country, gbk.substr(0, slash));
+      Add(ResultItem::country_code, gbk.substr(slash + 1));
     }
   }
 
  private:
-  std::vector<std::pair<std::int32_t, std::string>>& entries;
+  std::vector<std::pair<ResultItem, std::string>>& entries;
 };
 
 void AddResidentEntries(EntryList entries, const CardTexts& card, const CardBlocks& blocks) {
-  entries.Add(kItemCardType, "1");
+  entries.Add(ResultItem::card_type, "1");
   entries.AddConvertedTexts(card);
-  entries.Add(kItemStartDate, card.startDate);
-  entries.Add(kItemBirthday, card.birthday);
-  entries.AddBlock(kItemTextBlock, blocks.text);
-  entries.AddBlock(kItemPhotoBlock, blocks.photo);
-  entries.AddBlock(kItemFingerprintBlock, blocks.fingerprint);
+  entries.Add(ResultItem::start_date, card.startDate);
+  entries.Add(ResultItem::birthday, card.birthday);
+  entries.AddBlock(ResultItem::text_block, blocks.text);
+  entries.AddBlock(ResultItem::photo_block, blocks.photo);
+  entries.AddBlock(ResultItem::fingerprint_block, blocks.fingerprint);
   if (!blocks.text.empty() && !blocks.photo.empty()) {
-    entries.Add(kItemSuccess, "Success");
+    entries.Add(ResultItem::success, "Success");
   }
 }
 
@@ -150,15 +150,15 @@ void AddOtherEntries(EntryList entries, CardType type, const CardTexts& card,
                      const std::vector<std::uint8_t>& photo) {
   entries.AddConvertedTexts(card);
   entries.AddNationality(Gbk(card.nationality));
-  entries.Add(kItemStartDate, card.startDate);
-  entries.Add(kItemBirthday, card.birthday);
-  entries.Add(kItemPassCheckId, card.passCheckId);
-  entries.Add(kItemNameEnglish, WithoutSpaces(card.nameEnglish + card.nameEnglishAdd));
-  entries.Add(kItemSuccess, "Success");
+  entries.Add(ResultItem::start_date, card.startDate);
+  entries.Add(ResultItem::birthday, card.birthday);
+  entries.Add(ResultItem::pass_check_id, card.passCheckId);
+  entries.Add(ResultItem::name_english, WithoutSpaces(card.nameEnglish + card.nameEnglishAdd));
+  entries.Add(ResultItem::success, "Success");
   if (type != CardType::none) {
-    entries.Add(kItemCardType, std::to_string(static_cast<int>(type)));
+    entries.Add(ResultItem::card_type, std::to_string(static_cast<int>(type)));
   }
-  entries.AddBlock(kItemPhotoBlock, photo);
+  entries.AddBlock(ResultItem::photo_block, photo);
 }
 
 }  // namespace

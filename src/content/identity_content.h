@@ -1,10 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "support/result_items.h"
 
 namespace idcardreader {
 
@@ -23,7 +24,7 @@ struct IdentityContent {
   CardType type = CardType::none;
   // The items of the card-holder record in the order in which they are filed; an item that is filed
   // already keeps its first value.
-  std::vector<std::pair<std::int32_t, std::string>> entries;
+  std::vector<std::pair<ResultItem, std::string>> entries;
 };
 
 // Takes the service's content (UTF-8, JSON-like) apart. contentPresent tells that an answer was

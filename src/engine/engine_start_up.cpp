@@ -43,12 +43,12 @@ void ReaderEngine::RecordEndpoints(const ReaderSettings& settings,
                                    const HostNames::GivenUp& givenUp) {
   const std::vector<std::string> addresses =
       links.Names().Resolve({settings.serverHost1, settings.serverHost2}, givenUp);
-  links.Record(kItemServer1, addresses[0] + "." + settings.serverPort1);
-  links.Record(kItemSocketTimeout, kSocketTimeoutMs);
-  links.Record(kItemServer2, addresses[1] + "." + settings.serverPort2);
+  links.Record(LinkSetting::server1, addresses[0] + "." + settings.serverPort1);
+  links.Record(LinkSetting::socket_timeout, kSocketTimeoutMs);
+  links.Record(LinkSetting::server2, addresses[1] + "." + settings.serverPort2);
   // Both hosts go with the second port: the service's operators count on it.
-  links.Record(kItemHost1, settings.serverHost1 + "*" + settings.serverPort2);
-  links.Record(kItemHost2, settings.serverHost2 + "*" + settings.serverPort2);
+  links.Record(LinkSetting::host1, settings.serverHost1 + "*" + settings.serverPort2);
+  links.Record(LinkSetting::host2, settings.serverHost2 + "*" + settings.serverPort2);
 }
 
 }  // namespace idcardreader

@@ -1,22 +1,16 @@
 #include "engine/link_holder.h"
 
-#include <algorithm>
 #include <array>
 #include <mutex>
-
-#include "support/status_codes.h"
 
 namespace idcardreader {
 namespace {
 
 // In the order in which a new link gets them.
-constexpr std::array<std::int32_t, 7> kSettingItems = {
-    kItemLogSwitch, kItemServer1, kItemSocketTimeout, kItemServer2,
-    kItemHost1,     kItemHost2,   kItemDeviceCode};
-
-bool IsSetting(std::int32_t item) {
-  return std::find(kSettingItems.begin(), kSettingItems.end(), item) != kSettingItems.end();
-}
+constexpr std::array<LinkSetting, 7> kSettingOrder = {
+    LinkSetting::log_switch, LinkSetting::server1, LinkSetting::socket_timeout,
+    LinkSetting::server2,    LinkSetting::host1,   LinkSetting::host2,
+    LinkSetting::device_code};
 
 }  // namespace
 
@@ -27,10 +21,10 @@ std::shared_ptr<DecodeServerLink> LinkHolder::Ensure() {
   const std::lock_guard guard(holderLock);
   if (link == nullptr) {
     link = std::make_shared<DecodeServerLink>(sockets, hostNames, clock, dialect);
-    for (const std::int32_t item : kSettingItems) {
-      const auto setting = settings.find(item);
+    for (const LinkSetting number : kSettingOrder) {
+      const auto setting = settings.find(number);
       if (setting != settings.end()) {
-        link->SetSetting(item, setting->second);
+        link->SetSetting(number, setting->second);
       }
     }
   }
@@ -42,17 +36,18 @@ std::shared_ptr<DecodeServerLink> LinkHolder::Get() {
   return link;
 }
 
-void LinkHolder::Record(std::int32_t item, const std::string& text) {
+void LinkHolder::Record(LinkSetting setting, const std::string& text) {
+  const std::lock_guard guard(holderLock);
+  settings[setting] = text;
+  if (link != nullptr) {
+    link->SetSetting(setting, text);
+  }
+}
+
+void LinkHolder::EndLink() {
   std::shared_ptr<DecodeServerLink> ended;  // its threads are waited for outside the lock
   const std::lock_guard guard(holderLock);
-  if (item == kItemExit) {
-    ended.swap(link);
-  } else if (IsSetting(item)) {
-    settings[item] = text;
-    if (link != nullptr) {
-      link->SetSetting(item, text);
-    }
-  }
+  ended.swap(link);
 }
 
 }  // namespace idcardreader

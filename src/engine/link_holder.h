@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -22,9 +21,9 @@ class LinkHolder {
   std::shared_ptr<DecodeServerLink> Ensure();
   // Null when there is none.
   std::shared_ptr<DecodeServerLink> Get();
-  // Writes a setting by its item number, to the link that is there and to every later one. The item
-  // "Exit" destroys the link; items that are no settings have no effect.
-  void Record(std::int32_t item, const std::string& text);
+  // To the link that is there and to every later one.
+  void Record(LinkSetting setting, const std::string& text);
+  void EndLink();
   HostNames& Names() { return hostNames; }
 
  private:
@@ -34,7 +33,7 @@ class LinkHolder {
   const Dialect& dialect;
   platform::CSMutex holderLock;  // guards the rest; taken after stateLock, before the link's lock
   std::shared_ptr<DecodeServerLink> link;
-  std::map<std::int32_t, std::string> settings;
+  std::map<LinkSetting, std::string> settings;
 };
 
 }  // namespace idcardreader

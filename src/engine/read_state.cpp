@@ -249,14 +249,14 @@ bool ReadState::ReadOk() {
   return stage == Stage::succeeded;
 }
 
-std::string ReadState::GetResultText(std::int32_t item) {
+std::string ReadState::GetResultText(ResultItem item) {
   const std::lock_guard guard(stateLock);
   ForgetExpired();
   const auto found = resultFields.find(item);
   return found == resultFields.end() ? std::string() : found->second;
 }
 
-bool ReadState::GetResultBytes(std::int32_t item, std::vector<std::uint8_t>& bytes) {
+bool ReadState::GetResultBytes(ResultItem item, std::vector<std::uint8_t>& bytes) {
   const std::string hex = GetResultText(item);
   if (hex.empty() || hex.size() > kLongestBlockText) {
     return false;

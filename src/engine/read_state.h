@@ -14,14 +14,32 @@
 #include "platform/mutex.h"
 #include "support/card_block.h"
 #include "support/read_generation.h"
+#include "support/result_items.h"
 
 namespace idcardreader {
+
+// The steps of a read, by number. What is posted to the service and what the reader or the service
+// answers to it are steps of their own.
+enum class TaskType : std::uint32_t {
+  heartbeat = 3,
+  dn = 5,
+  input_key_answer = 6,    // post what the reader has answered to the input key
+  output_key_written = 7,  // read the first file
+  sector11 = 8,
+  sector12 = 9,
+  sector13 = 10,
+  sector21 = 11,
+  await_input_key = 12,
+  await_output_key = 13,
+  login = 14,
+  await_end = 53,
+};
 
 // One step of a read, with the bytes it is about: no buffer is shared between steps, so none can
 // hold another card's bytes.
 struct ReadTask {
   ReadGeneration generation = kNoRead;
-  std::uint32_t type = 0;
+  TaskType type = TaskType::heartbeat;
   std::string text;
   Block block;
 };
@@ -30,7 +48,7 @@ struct ReadTask {
 struct ReadResult {
   bool succeeded = false;
   std::string failureText;  // when it is not empty, the last error
-  std::map<std::int32_t, std::string> fields;
+  std::map<ResultItem, std::string> fields;
 };
 
 // Where the current read stands, what it has brought, and who waits for it. Any thread may call;
@@ -99,8 +117,8 @@ class ReadState {
   bool ReadOk();
 
   // --- results ---
-  std::string GetResultText(std::int32_t item);
-  bool GetResultBytes(std::int32_t item, std::vector<std::uint8_t>& bytes);
+  std::string GetResultText(ResultItem item);
+  bool GetResultBytes(ResultItem item, std::vector<std::uint8_t>& bytes);
   // Of the read that runs.
   void SetDnHex(ReadGeneration read, std::string hex);
   std::string DnHex();
@@ -153,7 +171,7 @@ class ReadState {
   std::uint32_t serviceTimeoutMs = 2000;
   bool beepOnSuccess = false;
   std::deque<ReadTask> taskQueue;
-  std::map<std::int32_t, std::string> resultFields;
+  std::map<ResultItem, std::string> resultFields;
   std::uint32_t fieldsTick = 0;  // when they came
   std::deque<std::int32_t> errorHistory;
   std::string lastErrorText;

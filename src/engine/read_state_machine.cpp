@@ -1,6 +1,7 @@
 #include "engine/read_state_machine.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "support/gbk_text.h"
@@ -22,43 +23,48 @@ const GbkText kSector21Log("TRANST_ID_SECTOR21：");
 }  // namespace
 
 struct ReadStateMachine::TaskRow {
-  std::int32_t type;
+  TaskType type;
   void (ReadStateMachine::*act)(const ReadTask& task);
 };
 
 const ReadStateMachine::TaskRow ReadStateMachine::kTaskTable[] = {
-    {kItemHeartbeat, &ReadStateMachine::PostHeartbeatOrLogin},
-    {kItemLogin, &ReadStateMachine::PostHeartbeatOrLogin},
-    {kItemDn, &ReadStateMachine::PostDn},
-    {kItemDnAnswer, &ReadStateMachine::AwaitDnAnswer},
-    {kItemInputKey, &ReadStateMachine::PostInputKey},
-    {kItemInputKeyAnswer, &ReadStateMachine::AwaitInputKeyAnswer},
-    {kItemOutputKey, &ReadStateMachine::RelaySector},
-    {kItemSector11, &ReadStateMachine::RelaySector},
-    {kItemSector12, &ReadStateMachine::RelaySector},
-    {kItemSector13, &ReadStateMachine::RelaySector},
-    {kItemSector21, &ReadStateMachine::RelaySector},
-    {kItemDone, &ReadStateMachine::AwaitFinalAnswer},
+    {TaskType::heartbeat, &ReadStateMachine::PostHeartbeatOrLogin},
+    {TaskType::login, &ReadStateMachine::PostHeartbeatOrLogin},
+    {TaskType::dn, &ReadStateMachine::PostDn},
+    {TaskType::await_input_key, &ReadStateMachine::AwaitDnAnswer},
+    {TaskType::input_key_answer, &ReadStateMachine::PostInputKey},
+    {TaskType::await_output_key, &ReadStateMachine::AwaitInputKeyAnswer},
+    {TaskType::output_key_written, &ReadStateMachine::RelaySector},
+    {TaskType::sector11, &ReadStateMachine::RelaySector},
+    {TaskType::sector12, &ReadStateMachine::RelaySector},
+    {TaskType::sector13, &ReadStateMachine::RelaySector},
+    {TaskType::sector21, &ReadStateMachine::RelaySector},
+    {TaskType::await_end, &ReadStateMachine::AwaitFinalAnswer},
 };
 
 // Each step but the first posts the file that the step before has read, and each but the last reads
 // the next one.
 struct ReadStateMachine::SectorStep {
-  std::int32_t type;
-  bool posts;
+  TaskType type;
+  std::optional<ServiceCommand> posted;
   const CardFile* file;
-  std::int32_t nextType;
+  TaskType nextType;
   std::string_view nextText;
   const std::string_view logText;
   std::size_t loggedBytes;
 };
 
 const ReadStateMachine::SectorStep ReadStateMachine::kSectorSteps[] = {
-    {kItemOutputKey, false, &kFile11, kItemSector11, "SECTOR11", kOutputKeyLog, 214},
-    {kItemSector11, true, &kFile12, kItemSector12, "SECTOR12", kSector12Log, 214},
-    {kItemSector12, true, &kFile13, kItemSector13, "SECTOR13", kSector13Log, 1024},
-    {kItemSector13, true, &kFile21, kItemSector21, "SECTOR21", kSector21Log, 1024},
-    {kItemSector21, true, nullptr, kItemDone, "", "TRANST_SERVERO_DONE begin", 0},
+    {TaskType::output_key_written, std::nullopt, &kFile11, TaskType::sector11, "SECTOR11",
+     kOutputKeyLog, 214},
+    {TaskType::sector11, ServiceCommand::sector11, &kFile12, TaskType::sector12, "SECTOR12",
+     kSector12Log, 214},
+    {TaskType::sector12, ServiceCommand::sector12, &kFile13, TaskType::sector13, "SECTOR13",
+     kSector13Log, 1024},
+    {TaskType::sector13, ServiceCommand::sector13, &kFile21, TaskType::sector21, "SECTOR21",
+     kSector21Log, 1024},
+    {TaskType::sector21, ServiceCommand::sector21, nullptr, TaskType::await_end, "",
+     "TRANST_SERVERO_DONE begin", 0},
 };
 
 ReadStateMachine::ReadStateMachine(ReadState& state, CardReader& reader, LinkHolder& links,
@@ -77,7 +83,7 @@ void ReadStateMachine::Pass() {
     CheckResult();
     return;
   }
-  if (task.type == kItemDone) {
+  if (task.type == TaskType::await_end) {
     CollectFinalAnswer(task);
   }
   Act(task);
@@ -85,34 +91,34 @@ void ReadStateMachine::Pass() {
 
 void ReadStateMachine::Act(const ReadTask& task) {
   const auto row =
-      std::find_if(std::begin(kTaskTable), std::end(kTaskTable), [&task](const TaskRow& candidate) {
-        return candidate.type == static_cast<std::int32_t>(task.type);
-      });
+      std::find_if(std::begin(kTaskTable), std::end(kTaskTable),
+                   [&task](const TaskRow& candidate) { return candidate.type == task.type; });
   if (row != std::end(kTaskTable)) {
     (this->*row->act)(task);
   }
 }
 
 void ReadStateMachine::PostHeartbeatOrLogin(const ReadTask& task) {
-  PostToLink(task);
+  PostToLink(task,
+             task.type == TaskType::login ? ServiceCommand::login : ServiceCommand::heartbeat);
   log.Log("Read Thread " + task.text);
 }
 
 void ReadStateMachine::PostDn(const ReadTask& task) {
-  PostToLink(task);
-  Queue(task, kItemDnAnswer);
+  PostToLink(task, ServiceCommand::dn);
+  Queue(task, TaskType::await_input_key);
   LogHex(kDnLog, task.block, 32);
 }
 
 void ReadStateMachine::PostInputKey(const ReadTask& task) {
-  PostToLink(task);
-  Queue(task, kItemInputKeyAnswer);
+  PostToLink(task, ServiceCommand::output_key);
+  Queue(task, TaskType::await_output_key);
   LogHex(kInputKeyLog, task.block, kKeySize);
 }
 
 void ReadStateMachine::AwaitDnAnswer(const ReadTask& task) {
   Block key;
-  if (!TakeKey(task, kItemInputKey, key)) {
+  if (!TakeKey(task, KeyKind::input, key)) {
     return;
   }
   log.Log("TRANST_ID_DN_GET");
@@ -122,12 +128,12 @@ void ReadStateMachine::AwaitDnAnswer(const ReadTask& task) {
     RaiseFailure(task, outcome);
     return;
   }
-  Queue(task, kItemInputKey, "INPUTKEY", Block(answer.begin(), answer.end()));
+  Queue(task, TaskType::input_key_answer, "INPUTKEY", Block(answer.begin(), answer.end()));
 }
 
 void ReadStateMachine::AwaitInputKeyAnswer(const ReadTask& task) {
   Block key;
-  if (!TakeKey(task, kItemOutputKey, key)) {
+  if (!TakeKey(task, KeyKind::output, key)) {
     return;
   }
   log.Log("TRANST_ID_INPUTKEY_GET");
@@ -136,16 +142,15 @@ void ReadStateMachine::AwaitInputKeyAnswer(const ReadTask& task) {
     RaiseFailure(task, outcome);
     return;
   }
-  Queue(task, kItemOutputKey, "OUTPUTKEY");
+  Queue(task, TaskType::output_key_written, "OUTPUTKEY");
 }
 
 void ReadStateMachine::RelaySector(const ReadTask& task) {
-  const SectorStep& step = *std::find_if(
-      std::begin(kSectorSteps), std::end(kSectorSteps), [&task](const SectorStep& candidate) {
-        return candidate.type == static_cast<std::int32_t>(task.type);
-      });
-  if (step.posts) {
-    PostToLink(task);
+  const SectorStep& step =
+      *std::find_if(std::begin(kSectorSteps), std::end(kSectorSteps),
+                    [&task](const SectorStep& candidate) { return candidate.type == task.type; });
+  if (step.posted) {
+    PostToLink(task, *step.posted);
   }
   Block bytes;
   if (step.file != nullptr) {
@@ -163,7 +168,7 @@ void ReadStateMachine::RelaySector(const ReadTask& task) {
 
 // Also after the read is done: if the fields are not collected in time, they are cleared.
 void ReadStateMachine::AwaitFinalAnswer(const ReadTask& task) {
-  Queue(task, kItemDone);
+  Queue(task, TaskType::await_end);
   state.StartWaiting(task.generation);
 }
 
@@ -172,87 +177,70 @@ void ReadStateMachine::AwaitFinalAnswer(const ReadTask& task) {
 void ReadStateMachine::CheckResult() {
   const auto link = links.Get();
   const ReadGeneration generation = state.RelayedRead();
-  if (link == nullptr || link->TakeEvent(generation, kItemDone).empty()) {
-    return;
-  }
-  ReadResult result = TakeResult(*link, generation, false);
-  const bool succeeded = result.succeeded;
-  state.Complete(generation, std::move(result), true);
-  log.Log("Read Done 2");
-  if (succeeded) {
-    BeepForSuccess(generation);
+  if (link != nullptr) {
+    CompleteWith(link->TakeResult(generation), generation, true);
   }
 }
 
 void ReadStateMachine::CollectFinalAnswer(const ReadTask& task) {
-  const auto link = links.Get();
-  const std::string done =
-      link == nullptr ? std::string() : link->TakeEvent(task.generation, kItemDone);
-  if (done.empty()) {
+  if (const auto link = links.Get()) {
+    CompleteWith(link->TakeResult(task.generation), task.generation, false);
+  }
+}
+
+void ReadStateMachine::CompleteWith(std::map<ResultItem, std::string> items,
+                                    ReadGeneration generation, bool early) {
+  if (items.empty()) {
     return;
   }
-  log.Log(std::string(ItemLabel(kItemDone)) + done);
-  ReadResult result = TakeResult(*link, task.generation, true);
-  const bool succeeded = result.succeeded;
-  state.Complete(task.generation, std::move(result), false);
-  log.Log("Read Done");
-  if (succeeded) {
-    BeepForSuccess(task.generation);
+  const auto logItem = [this, &items](ResultItem item) {
+    const auto logged = items.find(item);
+    if (logged != items.end()) {
+      log.Log(std::string(ItemLabel(item)) + logged->second);
+    }
+  };
+  if (!early) {
+    logItem(ResultItem::done);
   }
-}
-
-ReadResult ReadStateMachine::TakeResult(DecodeServerLink& link, ReadGeneration generation,
-                                        bool fieldsOfFailure) {
   ReadResult result;
-  const std::string success = link.TakeEvent(generation, kItemSuccess);
-  result.succeeded = !success.empty();
-  if (result.succeeded) {
-    log.Log(std::string(ItemLabel(kItemSuccess)) + success);
-  } else {
-    const std::string fail = link.TakeEvent(generation, kItemFail);
-    std::string text = fail.empty() ? std::string() : link.TakeFailureText();
-    if (!fail.empty()) {
-      log.Log(std::string(ItemLabel(kItemFail)) + fail);
-    }
-    for (; !text.empty(); text = link.TakeFailureText()) {
-      result.failureText = std::move(text);
-    }
-    if (!fieldsOfFailure) {
-      return result;
+  result.succeeded = items.count(ResultItem::success) != 0;
+  logItem(result.succeeded ? ResultItem::success : ResultItem::fail);
+  if (items.count(ResultItem::fail) != 0) {
+    if (const auto link = links.Get()) {
+      result.failureText = link->TakeFailureText();
     }
   }
-  for (std::int32_t item = kFirstResultItem; item <= kLastResultItem; ++item) {
-    std::string text = link.TakeEvent(generation, item);
-    if (!text.empty()) {
-      log.Log(std::string(ItemLabel(item)) + text);
-      result.fields[item] = std::move(text);
+  if (result.succeeded || !early) {
+    std::erase_if(items, [](const auto& entry) { return !OfTheCard(entry.first); });
+    for (const auto& entry : items) {
+      logItem(entry.first);
     }
+    result.fields = std::move(items);
   }
-  return result;
-}
-
-// After the caller was woken: the card is read, whatever becomes of the beep.
-void ReadStateMachine::BeepForSuccess(ReadGeneration generation) {
-  if (state.BeepOnSuccess()) {
+  const bool succeeded = result.succeeded;
+  state.Complete(generation, std::move(result), early);
+  log.Log(early ? "Read Done 2" : "Read Done");
+  if (succeeded && state.BeepOnSuccess()) {
+    // The caller was woken already: the card is read, whatever becomes of the beep.
     reader.beep(kSuccessBeepMs, [this, generation] { return !state.IsCurrent(generation); });
   }
 }
 
-void ReadStateMachine::PostToLink(const ReadTask& task) {
+void ReadStateMachine::PostToLink(const ReadTask& task, ServiceCommand command) {
   const auto link = links.Get();
   if (link != nullptr && link->Started(task.generation)) {
-    link->PostCommand(task.generation, static_cast<std::int32_t>(task.type), task.block);
+    link->PostCommand(task.generation, command, task.block);
   }
 }
 
 // False when there is no key: the task then waits on, unless the read is over.
-bool ReadStateMachine::TakeKey(const ReadTask& task, std::int32_t keyItem, Block& key) {
+bool ReadStateMachine::TakeKey(const ReadTask& task, KeyKind kind, Block& key) {
   const auto link = links.Get();
   if (link == nullptr || !link->Started(task.generation)) {
     status.SetError(ERRORT_ServiceLink, task.generation);
     return false;
   }
-  key = link->TakeKey(task.generation, keyItem);
+  key = link->TakeKey(task.generation, kind);
   if (!key.empty()) {
     return true;
   }
@@ -267,10 +255,8 @@ AbandonTest ReadStateMachine::OverTest(const ReadTask& task) {
   return [this, generation = task.generation] { return state.IsOver(generation); };
 }
 
-void ReadStateMachine::Queue(const ReadTask& after, std::int32_t type, std::string text,
-                             Block block) {
-  state.PostTask(
-      {after.generation, static_cast<std::uint32_t>(type), std::move(text), std::move(block)});
+void ReadStateMachine::Queue(const ReadTask& after, TaskType type, std::string text, Block block) {
+  state.PostTask({after.generation, type, std::move(text), std::move(block)});
 }
 
 void ReadStateMachine::RaiseFailure(const ReadTask& task, const ReaderOutcome& outcome) {

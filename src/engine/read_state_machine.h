@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -30,7 +31,7 @@ class ReadStateMachine {
   static const SectorStep kSectorSteps[];
 
   void Act(const ReadTask& task);
-  void PostToLink(const ReadTask& task);
+  void PostToLink(const ReadTask& task, ServiceCommand command);
   void PostHeartbeatOrLogin(const ReadTask& task);
   void PostDn(const ReadTask& task);
   void PostInputKey(const ReadTask& task);
@@ -42,12 +43,11 @@ class ReadStateMachine {
   // Both end the read when the service is done with it.
   void CheckResult();
   void CollectFinalAnswer(const ReadTask& task);
-  ReadResult TakeResult(DecodeServerLink& link, ReadGeneration generation, bool fieldsOfFailure);
-  void BeepForSuccess(ReadGeneration generation);
+  void CompleteWith(std::map<ResultItem, std::string> items, ReadGeneration generation, bool early);
 
-  bool TakeKey(const ReadTask& task, std::int32_t keyItem, Block& key);
+  bool TakeKey(const ReadTask& task, KeyKind kind, Block& key);
   AbandonTest OverTest(const ReadTask& task);
-  void Queue(const ReadTask& after, std::int32_t type, std::string text = {}, Block block = {});
+  void Queue(const ReadTask& after, TaskType type, std::string text = {}, Block block = {});
   void RaiseFailure(const ReadTask& task, const ReaderOutcome& outcome);
   void LogHex(std::string_view label, BlockView bytes, std::size_t count);
 

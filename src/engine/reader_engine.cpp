@@ -94,7 +94,7 @@ bool ReaderEngine::Exit(ReadState::Shutdown kind) {
   if (ending != nullptr) {
     ending->Join();  // the thread leaves after its pass
   }
-  links.Record(kItemExit, "Exit");
+  links.EndLink();
   reader.Close();
   search.Reset();
   log.Close();
@@ -193,12 +193,10 @@ bool ReaderEngine::StartStep(ReadGeneration generation) {
   }
   state.SetDnHex(generation, HexText(&answer[kAnswerDataOffset], kDnSize));
   const bool login = link->LoginNeeded();
-  const ReadTask first{generation,
-                       static_cast<std::uint32_t>(login ? kItemLogin : kItemHeartbeat),
-                       login ? "LOGIN" : "HEARTBEAT",
-                       {}};
-  return state.QueueFirstTasks(first,
-                               {generation, kItemDn, "DN", Block(answer.begin(), answer.end())});
+  const ReadTask first{
+      generation, login ? TaskType::login : TaskType::heartbeat, login ? "LOGIN" : "HEARTBEAT", {}};
+  return state.QueueFirstTasks(
+      first, {generation, TaskType::dn, "DN", Block(answer.begin(), answer.end())});
 }
 
 bool ReaderEngine::StartService(DecodeServerLink& link, ReadGeneration generation) {
@@ -253,7 +251,7 @@ void ReaderEngine::EndAtLink(ReadGeneration generation) {
 bool ReaderEngine::SetLogging(bool on, bool detail) {
   log.Switch(on);
   logDetail = detail;
-  links.Record(kItemLogSwitch, on ? "1" : "0");
+  links.Record(LinkSetting::log_switch, on ? "1" : "0");
   return links.Ensure() != nullptr;
 }
 
@@ -345,8 +343,8 @@ ReaderOutcome ReaderEngine::OpenDevice(const AbandonTest& abandoned) {
   bool newlyOpened = false;
   const ReaderOutcome outcome = reader.OpenDevice(newlyOpened, abandoned);
   if (newlyOpened) {
-    links.Record(kItemDeviceCode, Told().settings.appId + "&" + reader.AuthorizeCode() + "&" +
-                                      hostDeviceCode + "&" + reader.VersionCode());
+    links.Record(LinkSetting::device_code, Told().settings.appId + "&" + reader.AuthorizeCode() +
+                                               "&" + hostDeviceCode + "&" + reader.VersionCode());
   }
   return outcome;
 }

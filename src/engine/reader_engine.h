@@ -69,8 +69,8 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   void Beep(std::uint32_t milliseconds);
 
   std::string GetLastErrorText();
-  std::string GetResultText(std::int32_t item) { return state.GetResultText(item); }
-  bool GetResultBytes(std::int32_t item, std::vector<std::uint8_t>& bytes) {
+  std::string GetResultText(ResultItem item) { return state.GetResultText(item); }
+  bool GetResultBytes(ResultItem item, std::vector<std::uint8_t>& bytes) {
     return state.GetResultBytes(item, bytes);
   }
   std::string DnHex() { return state.DnHex(); }

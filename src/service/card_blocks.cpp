@@ -10,6 +10,8 @@ namespace idcardreader {
 namespace {
 
 constexpr std::uint8_t kBlockMark = 0xBB;
+constexpr std::uint8_t kInputKeyMark = 0xA2;
+constexpr std::uint8_t kOutputKeyMark = 0xA3;
 // A key block has a few dozen bytes; an answer with more than fits here carries none.
 constexpr std::size_t kKeyBlockCapacity = 512;
 constexpr std::int32_t kShortestKeyBlock = 19;
@@ -76,7 +78,7 @@ Block KeyInAnswer(std::string_view answer, KeyKind expected) {
   const std::int32_t length =
       Decipher(kMessageKey, cipher.data(), static_cast<std::int32_t>(count), plain.data() + 1);
   if (length < kShortestKeyBlock || plain[1] != kBlockMark ||
-      plain[2] != static_cast<std::uint8_t>(expected)) {
+      plain[2] != (expected == KeyKind::input ? kInputKeyMark : kOutputKeyMark)) {
     return {};
   }
   const BlockView key = BlockView(plain).subspan(1 + kKeyOffset, kKeySize);

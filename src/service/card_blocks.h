@@ -24,8 +24,8 @@ bool HasFingerprint(BlockView fingerprintArea);
 // A block as it goes to the service.
 Block Enciphered(BlockView plainBlock);
 
-// Which of the two keys for the reader, by the marker in the block that carries it.
-enum class KeyKind : std::uint8_t { input = 0xA2, output = 0xA3 };
+// Which of the two keys for the reader, by number.
+enum class KeyKind : std::int32_t { input = 6, output = 7 };
 
 // The 8 key bytes in the block that is an answer's "data"; empty when there is none, or it is too
 // short, or it carries another key than expected.

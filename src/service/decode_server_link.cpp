@@ -20,12 +20,6 @@ std::string_view WithoutLineEnd(std::string_view text) {
   return text.substr(0, text.find_last_not_of("\r\n") + 1);
 }
 
-template <typename Value>
-Value TakeFrom(std::map<std::int32_t, Value>& table, std::int32_t item) {
-  auto taken = table.extract(item);
-  return taken.empty() ? Value() : std::move(taken.mapped());
-}
-
 }  // namespace
 
 DecodeServerLink::DecodeServerLink(platform::SocketApi& sockets, HostNames& hostNames,
@@ -50,13 +44,13 @@ DecodeServerLink::~DecodeServerLink() {
   }
 }
 
-void DecodeServerLink::SetSetting(std::int32_t item, std::string_view text) {
-  if (item == kItemLogSwitch) {
+void DecodeServerLink::SetSetting(LinkSetting setting, std::string_view text) {
+  if (setting == LinkSetting::log_switch) {
     traceLog.Switch(std::atoi(std::string(text).c_str()) != 0);
     return;
   }
   const std::lock_guard guard(linkLock);
-  settings.Apply(item, text);
+  settings.Apply(setting, text);
 }
 
 bool DecodeServerLink::ServerInit(ReadGeneration generation) {
@@ -112,25 +106,32 @@ bool DecodeServerLink::LoginNeeded() {
   return dialect.NeedsLogin() && !login.loggedIn;
 }
 
-void DecodeServerLink::PostCommand(ReadGeneration generation, std::int32_t item, Block block) {
+void DecodeServerLink::PostCommand(ReadGeneration generation, ServiceCommand command, Block block) {
   {
     const std::lock_guard guard(linkLock);
     if (currentRead != generation || failedRead == generation) {
       return;
     }
-    commandQueue.push_back({generation, item, std::move(block)});
+    commandQueue.push_back({generation, command, std::move(block)});
   }
   wakeEvent.Set();
 }
 
-std::string DecodeServerLink::TakeEvent(ReadGeneration generation, std::int32_t item) {
+std::map<ResultItem, std::string> DecodeServerLink::TakeResult(ReadGeneration generation) {
   const std::lock_guard guard(linkLock);
-  return currentRead == generation ? TakeFrom(events, item) : std::string();
+  if (currentRead != generation || events.count(ResultItem::done) == 0) {
+    return {};
+  }
+  return std::exchange(events, {});
 }
 
-Block DecodeServerLink::TakeKey(ReadGeneration generation, std::int32_t item) {
+Block DecodeServerLink::TakeKey(ReadGeneration generation, KeyKind kind) {
   const std::lock_guard guard(linkLock);
-  return currentRead == generation ? TakeFrom(keys, item) : Block();
+  if (currentRead != generation) {
+    return {};
+  }
+  auto taken = keys.extract(kind);
+  return taken.empty() ? Block() : std::move(taken.mapped());
 }
 
 std::string DecodeServerLink::TakeFailureText() {
@@ -283,7 +284,7 @@ void DecodeServerLink::Perform(const Command& command) {
     trace = [this](std::string_view text) { traceLog.Log(WithoutLineEnd(text)); };
   }
   File(command.generation,
-       PerformExchange(command.item, command.block, dialect, session, transport, clock, trace));
+       PerformExchange(command.command, command.block, dialect, session, transport, clock, trace));
 }
 
 void DecodeServerLink::ReportFailure(ReadGeneration generation, std::int32_t code) {
@@ -313,13 +314,13 @@ void DecodeServerLink::File(ReadGeneration generation, ExchangeResult result) {
   if (result.failureCode != ERRORT_None) {
     failedRead = generation;
     failureCode = result.failureCode;
-    result.entries = {{kItemFail, "Fail"}, {kItemDone, "Done-Server"}};
+    result.entries = {{ResultItem::fail, "Fail"}, {ResultItem::done, "Done-Server"}};
   }
   for (auto& [item, text] : result.entries) {
     events.try_emplace(item, std::move(text));  // the first value counts
   }
   if (!result.key.empty()) {
-    keys.try_emplace(result.keyItem, std::move(result.key));
+    keys.try_emplace(result.keyKind, std::move(result.key));
   }
 }
 

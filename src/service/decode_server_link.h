@@ -37,8 +37,7 @@ class DecodeServerLink {
   DecodeServerLink(const DecodeServerLink&) = delete;
   DecodeServerLink& operator=(const DecodeServerLink&) = delete;
 
-  // Writes a setting by its item number (19 to 27); unknown ones are accepted without effect.
-  void SetSetting(std::int32_t item, std::string_view text);
+  void SetSetting(LinkSetting setting, std::string_view text);
 
   // Begins a read: drops whatever an earlier one has left, connects anew to the first server that
   // answers, starts the client thread if there is none. Runs on the caller's thread, for two
@@ -52,10 +51,11 @@ class DecodeServerLink {
   // The next read has to log in first.
   bool LoginNeeded();
 
-  void PostCommand(ReadGeneration generation, std::int32_t item, Block block);
-  // What the read's exchanges have brought, by item number, each once; empty when there is nothing.
-  std::string TakeEvent(ReadGeneration generation, std::int32_t item);
-  Block TakeKey(ReadGeneration generation, std::int32_t item);
+  void PostCommand(ReadGeneration generation, ServiceCommand command, Block block);
+  // Both once, and empty as long as there is nothing: what the read has brought when the service is
+  // done with it, and a key on the way there.
+  std::map<ResultItem, std::string> TakeResult(ReadGeneration generation);
+  Block TakeKey(ReadGeneration generation, KeyKind kind);
   // The text of the failure of the last read that had one, once; empty when there is none.
   std::string TakeFailureText();
 
@@ -63,7 +63,7 @@ class DecodeServerLink {
   // One exchange that the read thread asks for, with its own copy of the bytes it is about.
   struct Command {
     ReadGeneration generation;
-    std::int32_t item;
+    ServiceCommand command;
     Block block;
   };
 
@@ -98,8 +98,8 @@ class DecodeServerLink {
   ReadGeneration failedRead = kNoRead;
   ReadGeneration lastEndedRead = kNoRead;
   std::deque<Command> commandQueue;
-  std::map<std::int32_t, std::string> events;
-  std::map<std::int32_t, Block> keys;
+  std::map<ResultItem, std::string> events;
+  std::map<KeyKind, Block> keys;
   std::int32_t failureCode = 0;
   LoginState login;
   std::unique_ptr<platform::CSThread> clientThread;

@@ -33,7 +33,7 @@ class Exchange {
   }
   std::string LastSectorMessage(BlockView fingerprintArea) const;
   void ReadToken();
-  void ReadKey(KeyKind kind, std::int32_t item);
+  void ReadKey(KeyKind kind);
   void ReadContent();
   void Write(std::string_view text) const;
   void WriteMessage(const char* direction, std::string_view message) const;
@@ -49,7 +49,7 @@ class Exchange {
 };
 
 struct Exchange::Row {
-  std::int32_t command;
+  ServiceCommand command;
   std::string_view name;
   int firstStep;  // that the log counts
   int lastStep;
@@ -62,32 +62,38 @@ struct Exchange::Row {
 };
 
 const Exchange::Row Exchange::kTable[] = {
-    {kItemLogin, "Login", 1, 3, ERRORT_SendLogin, ERRORT_ReceiveLogin,
+    {ServiceCommand::login, "Login", 1, 3, ERRORT_SendLogin, ERRORT_ReceiveLogin,
      [](const Exchange& it, BlockView) { return LoginMessage(it.session.identity); },
      [](Exchange& it) { it.ReadToken(); }, ERRORT_ParseToken},
-    {kItemHeartbeat, "InitDecodeChannel", 1, 3, ERRORT_SendHeartbeat, ERRORT_ReceiveHeartbeat,
+    {ServiceCommand::heartbeat, "InitDecodeChannel", 1, 3, ERRORT_SendHeartbeat,
+     ERRORT_ReceiveHeartbeat,
      [](const Exchange& it, BlockView) { return HeartbeatMessage(it.session.identity); }},
-    {kItemDn, "UploadDN", 2, 2, ERRORT_SendDn, ERRORT_ReceiveDn,
+    {ServiceCommand::dn, "UploadDN", 2, 2, ERRORT_SendDn, ERRORT_ReceiveDn,
      [](const Exchange& it, BlockView block) { return it.Message(Upload::dn, DnBlock(block)); },
-     [](Exchange& it) { it.ReadKey(KeyKind::input, kItemInputKey); }, ERRORT_ParseInputKey},
-    {kItemInputKey, "UploadOutputKey", 4, 4, ERRORT_SendOutputKey, ERRORT_ReceiveOutputKey,
+     [](Exchange& it) { it.ReadKey(KeyKind::input); }, ERRORT_ParseInputKey},
+    {ServiceCommand::output_key, "UploadOutputKey", 4, 4, ERRORT_SendOutputKey,
+     ERRORT_ReceiveOutputKey,
      [](const Exchange& it, BlockView block) {
        return it.Message(Upload::output_key, OutputKeyBlock(block));
      },
-     [](Exchange& it) { it.ReadKey(KeyKind::output, kItemOutputKey); }, ERRORT_ParseOutputKey},
-    {kItemSector11, "UploadSector11Data", 5, 5, ERRORT_SendSector11, ERRORT_ReceiveSector11,
+     [](Exchange& it) { it.ReadKey(KeyKind::output); }, ERRORT_ParseOutputKey},
+    {ServiceCommand::sector11, "UploadSector11Data", 5, 5, ERRORT_SendSector11,
+     ERRORT_ReceiveSector11,
      [](const Exchange& it, BlockView block) {
        return it.Message(Upload::sector11, SectorBlock(kFile11, block));
      }},
-    {kItemSector12, "UploadSector12Data", 6, 6, ERRORT_SendSector12, ERRORT_ReceiveSector12,
+    {ServiceCommand::sector12, "UploadSector12Data", 6, 6, ERRORT_SendSector12,
+     ERRORT_ReceiveSector12,
      [](const Exchange& it, BlockView block) {
        return it.Message(Upload::sector12, SectorBlock(kFile12, block));
      }},
-    {kItemSector13, "UploadSector13Data", 7, 7, ERRORT_SendSector13, ERRORT_ReceiveSector13,
+    {ServiceCommand::sector13, "UploadSector13Data", 7, 7, ERRORT_SendSector13,
+     ERRORT_ReceiveSector13,
      [](const Exchange& it, BlockView block) {
        return it.Message(Upload::sector13, SectorBlock(kFile13, block));
      }},
-    {kItemSector21, "UploadSector21Data", 8, 8, ERRORT_SendSector21, ERRORT_ReceiveSector21,
+    {ServiceCommand::sector21, "UploadSector21Data", 8, 8, ERRORT_SendSector21,
+     ERRORT_ReceiveSector21,
      [](const Exchange& it, BlockView block) { return it.LastSectorMessage(block); },
      [](Exchange& it) { it.ReadContent(); }},
 };
@@ -135,7 +141,7 @@ void Exchange::ReadToken() {
   result.answer = answer;
 }
 
-void Exchange::ReadKey(KeyKind kind, std::int32_t item) {
+void Exchange::ReadKey(KeyKind kind) {
   KeyAnswer read = dialect.ReadKey(answer, kind, trace);
   if (read.contentHasBegun) {
     ReadContent();
@@ -149,7 +155,7 @@ void Exchange::ReadKey(KeyKind kind, std::int32_t item) {
     result.answer = answer;
   } else {
     result.key = std::move(read.key);
-    result.keyItem = item;
+    result.keyKind = kind;
   }
 }
 
@@ -167,7 +173,7 @@ void Exchange::ReadContent() {
   } else {
     ErrorLog().Log("parse type fail");
   }
-  result.entries.emplace_back(kItemDone, "Done-Server");
+  result.entries.emplace_back(ResultItem::done, "Done-Server");
 }
 
 void Exchange::Write(std::string_view text) const {
@@ -184,13 +190,14 @@ void Exchange::WriteMessage(const char* direction, std::string_view message) con
 
 }  // namespace
 
-ExchangeResult PerformExchange(std::int32_t command, BlockView block, const Dialect& dialect,
+ExchangeResult PerformExchange(ServiceCommand command, BlockView block, const Dialect& dialect,
                                const ServiceSession& session, SocketTransport& transport,
                                platform::Clock& clock, const Trace& trace) {
   const auto row = std::find_if(
       std::begin(Exchange::kTable), std::end(Exchange::kTable),
       [command](const Exchange::Row& candidate) { return candidate.command == command; });
-  if (row == std::end(Exchange::kTable) || (command == kItemLogin && session.login.loggedIn)) {
+  if (row == std::end(Exchange::kTable) ||
+      (command == ServiceCommand::login && session.login.loggedIn)) {
     return {};
   }
   return Exchange(*row, dialect, session, transport, clock, trace).Perform(block);

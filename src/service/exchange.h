@@ -7,8 +7,21 @@
 #include <vector>
 
 #include "service/dialect.h"
+#include "support/result_items.h"
 
 namespace idcardreader {
+
+// What is asked of the service, by number.
+enum class ServiceCommand : std::int32_t {
+  heartbeat = 3,
+  dn = 5,
+  output_key = 6,
+  sector11 = 8,
+  sector12 = 9,
+  sector13 = 10,
+  sector21 = 11,
+  login = 14,
+};
 
 // What an exchange has brought, to be filed in one step so that nobody sees half of it.
 struct ExchangeResult {
@@ -19,16 +32,15 @@ struct ExchangeResult {
   std::string answer;
 
   Block key;  // for the reader; empty when there is none
-  std::int32_t keyItem = 0;
+  KeyKind keyKind = KeyKind::input;
   // The card-holder's items and the end of the read.
-  std::vector<std::pair<std::int32_t, std::string>> entries;
+  std::vector<std::pair<ResultItem, std::string>> entries;
   std::optional<LoginState> login;  // when it has changed
 };
 
-// One exchange with the service: one message sent, its answer received and understood. The command
-// is an item number, of a table in exchange.cpp, and others do nothing; the block is what the
-// reader has answered.
-ExchangeResult PerformExchange(std::int32_t command, BlockView block, const Dialect& dialect,
+// One exchange with the service: one message sent, its answer received and understood. The block is
+// what the reader has answered.
+ExchangeResult PerformExchange(ServiceCommand command, BlockView block, const Dialect& dialect,
                                const ServiceSession& session, SocketTransport& transport,
                                platform::Clock& clock, const Trace& trace);
 

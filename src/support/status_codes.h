@@ -46,56 +46,8 @@ enum ERRORT : std::int32_t {
   ERRORT_End = 56,
 };
 
-// The items of a read and the commands, settings and events of the service link, in one numbering.
-enum Item : std::int32_t {
-  kItemExit = 2,
-  kItemHeartbeat = 3,
-  kItemDn = 5,
-  kItemInputKey = 6,
-  kItemOutputKey = 7,
-  kItemSector11 = 8,
-  kItemSector12 = 9,
-  kItemSector13 = 10,
-  kItemSector21 = 11,
-  kItemDnAnswer = 12,
-  kItemInputKeyAnswer = 13,
-  kItemLogin = 14,
-  kItemServer1 = 19,
-  kItemSocketTimeout = 21,
-  kItemLogSwitch = 22,
-  kItemDeviceCode = 23,
-  kItemServer2 = 24,
-  kItemHost1 = 26,
-  kItemHost2 = 27,
-  kItemTextBlock = 28,
-  kItemPhotoBlock = 29,
-  kItemFingerprintBlock = 30,
-  kItemIdNumber = 32,
-  kItemAddress = 33,
-  kItemIssuingAuthority = 34,
-  kItemName = 35,
-  kItemNation = 36,
-  kItemSex = 37,
-  kItemBirthday = 38,
-  kItemStartDate = 39,
-  kItemEndDate = 40,
-  kItemCardType = 41,
-  kItemPassCheckId = 42,
-  kItemNameEnglish = 43,
-  kItemCountry = 44,
-  kItemCountryCode = 45,
-  kItemSuccess = 50,
-  kItemFail = 51,
-  kItemDone = 53,
-  kItemStop = 54,
-};
-inline constexpr std::int32_t kFirstResultItem = kItemTextBlock;
-inline constexpr std::int32_t kLastResultItem = kItemCountryCode;
-
 // GBK texts that live as long as the library. Any code outside 0 to 56 has the text of code 0.
 std::string_view StatusText(std::int32_t code);
-// Empty outside 1 to 54.
-std::string_view ItemLabel(std::int32_t item);
 // The text of a reader's status byte; empty for 0.
 std::string_view DeviceStatusText(std::uint8_t status);
 

@@ -21,7 +21,7 @@ TEST(ServiceSettings, NameServersByAddressOrByName) {
       {{{19, "10.0.0.1.9999"}, {26, "one*9999"}}, "10.0.0.1:9999 ||"}};
   for (const auto& [texts, expected] : rows) {
     ServiceSettings settings;
-    for (const auto& [item, text] : texts) settings.Apply(item, text);
+    for (const auto& [item, text] : texts) settings.Apply(static_cast<LinkSetting>(item), text);
     std::string servers;
     for (const auto* list : {&settings.resolvedServers, &settings.configuredServers}) {
       for (const auto& server : *list) {
@@ -36,10 +36,10 @@ TEST(ServiceSettings, NameServersByAddressOrByName) {
 TEST(ServiceSettings, ATimeoutThatIsNoneMeansOneSecond) {
   ServiceSettings settings;
   EXPECT_EQ(settings.SocketTimeout(), 1000U);
-  settings.Apply(21, "250");
+  settings.Apply(LinkSetting::socket_timeout, "250");
   EXPECT_EQ(settings.SocketTimeout(), 250U);
   for (const char* none : {"0", "-5", "x"}) {
-    settings.Apply(21, none);
+    settings.Apply(LinkSetting::socket_timeout, none);
     EXPECT_EQ(settings.SocketTimeout(), 1000U) << none;
   }
 }
@@ -48,7 +48,7 @@ TEST(ServiceSettings, ADeviceCodeOfFourPartsIsTheIdentityToo) {
   ServiceSettings settings;
   const ServiceIdentity& identity = settings.identity;
   for (const char* code : {"app&0102&00-1A&F0", "a&b&c", "a&b&c&d&e", ""}) {
-    settings.Apply(23, code);
+    settings.Apply(LinkSetting::device_code, code);
     EXPECT_EQ(identity.deviceCode, code);
     EXPECT_EQ(identity.applicationId + "|" + identity.hardwareNumber + "|" + identity.deviceNumber +
                   "|" + identity.hardwareVersion,

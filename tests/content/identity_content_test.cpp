@@ -38,8 +38,10 @@ IdentityContent ParseCard(const std::string& type, const std::string& object,
   return Parse(R"({"type":")" + type + R"(",")" + object + R"(":{)" + fields + "}}");
 }
 
-std::map<std::int32_t, std::string> Fields(const IdentityContent& content) {
-  return {content.entries.begin(), content.entries.end()};
+std::map<int, std::string> Fields(const IdentityContent& content) {
+  std::map<int, std::string> fields;
+  for (const auto& [item, text] : content.entries) fields.emplace(static_cast<int>(item), text);
+  return fields;
 }
 
 const std::string kTexts =

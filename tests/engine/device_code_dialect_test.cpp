@@ -8,6 +8,7 @@
 #include "decode_service/decode_service.h"
 #include "engine/reader_engine.h"
 #include "platform/socket.h"
+#include "support/result_items.h"
 #include "support/status_codes.h"
 #include "support/temporary_folder.h"
 #include "virtual_reader/virtual_reader.h"
@@ -78,11 +79,11 @@ TEST_P(DeviceCodeDialectTest, ReadsOrRaisesItsCode) {
 
   EXPECT_EQ(engine.ReadCardStartRead(false), GetParam().code == 0) << engine.GetLastErrorText();
   if (GetParam().code == 0) {
-    EXPECT_EQ(engine.GetResultText(kItemIdNumber), card.Field("id"));
-    EXPECT_EQ(engine.GetResultText(kItemCardType), "1");
+    EXPECT_EQ(engine.GetResultText(ResultItem::id_number), card.Field("id"));
+    EXPECT_EQ(engine.GetResultText(ResultItem::card_type), "1");
   } else {
     EXPECT_EQ(engine.GetLastErrorText().find(StatusText(GetParam().code)), 0U);
-    EXPECT_EQ(engine.GetResultText(kItemIdNumber), "");
+    EXPECT_EQ(engine.GetResultText(ResultItem::id_number), "");
   }
   for (const devkit::ReceivedMessage& message : service.Received()) {
     EXPECT_EQ(message.text.rfind("{\"sbm\":\"app&", 0), 0U) << message.text;

@@ -28,7 +28,7 @@ class ReadStateMachineTest : public testing::Test, public StatusSink {
   ReadStateMachineTest() {
     bool newlyOpened = false;
     reader.OpenDevice(newlyOpened, [] { return false; });
-    links.Record(kItemServer1, "10.0.0.1.80");
+    links.Record(LinkSetting::server1, "10.0.0.1.80");
     links.Ensure();
   }
 
@@ -37,10 +37,11 @@ class ReadStateMachineTest : public testing::Test, public StatusSink {
     return state.Fail(generation, code, StatusText(code));
   }
 
-  void QueueFirstTasks(std::uint32_t firstType = kItemLogin) {
+  void QueueFirstTasks() {
     Block dn = {0x06, 0x00};
     for (std::uint8_t next = 1; dn.size() < 64; ++next) dn.push_back(next);
-    EXPECT_TRUE(state.QueueFirstTasks({read, firstType, "LOGIN", {}}, {read, kItemDn, "DN", dn}));
+    EXPECT_TRUE(state.QueueFirstTasks({read, TaskType::login, "LOGIN", {}},
+                                      {read, TaskType::dn, "DN", dn}));
   }
   void Begin() {
     read = state.Begin();
@@ -104,12 +105,12 @@ TEST_F(ReadStateMachineTest, ClearsAReadThatNobodyCollectsInTime) {
   ASSERT_TRUE(Finish());
   clock.ticks += 2000;  // counted from the end of the read
   machine.Pass();
-  EXPECT_EQ(state.GetResultText(kItemIdNumber), "810000199001020011");
+  EXPECT_EQ(state.GetResultText(ResultItem::id_number), "810000199001020011");
   EXPECT_THAT(codes, IsEmpty());
   clock.ticks += 1;
   machine.Pass();
   EXPECT_THAT(codes, ElementsAre(46));
-  EXPECT_EQ(state.GetResultText(kItemIdNumber), "");
+  EXPECT_EQ(state.GetResultText(ResultItem::id_number), "");
   clock.ticks += 10'000;
   machine.Pass();
   EXPECT_EQ(codes.size(), 1U);
@@ -193,7 +194,7 @@ TEST_F(ReadStateMachineTest, AStoppedReadLeavesItsFileAndRaisesNothing) {
 TEST_F(ReadStateMachineTest, DropsTasksThatItDoesNotKnow) {
   read = state.Begin();
   for (const std::uint32_t type : {0U, 4U, 15U, 52U, 54U, 0xFFFFFFFFU}) {
-    state.PostTask({read, type, "", {}});
+    state.PostTask({read, static_cast<TaskType>(type), "", {}});
   }
   for (int pass = 0; pass < 8; ++pass) machine.Pass();
   ReadTask task;

@@ -16,10 +16,12 @@ namespace idcardreader {
 namespace {
 
 void Complete(ReadState& state, ReadGeneration read, bool succeeded) {
-  state.Complete(read, {succeeded, {}, {{35, "name"}}}, false);
+  state.Complete(read, {succeeded, {}, {{ResultItem::name, "name"}}}, false);
 }
 
-ReadTask Task(ReadGeneration generation, std::uint32_t type) { return {generation, type, {}, {}}; }
+ReadTask Task(ReadGeneration generation, std::uint32_t type) {
+  return {generation, static_cast<TaskType>(type), {}, {}};
+}
 
 TEST(ReadState, RunsOneReadAtATime) {
   TestClock clock;
@@ -103,9 +105,9 @@ TEST(ReadState, AnErrorClearsTheRecordAndLeavesItsText) {
   ReadState state(clock);
   const ReadGeneration read = state.Begin();
   Complete(state, read, true);
-  EXPECT_EQ(state.GetResultText(35), "name");
+  EXPECT_EQ(state.GetResultText(ResultItem::name), "name");
   EXPECT_NE(state.Fail(read, 34, "text"), kNoRead);
-  EXPECT_EQ(state.GetResultText(35), "");
+  EXPECT_EQ(state.GetResultText(ResultItem::name), "");
   EXPECT_EQ(state.LastErrorText(), "text");
   EXPECT_EQ(state.Fail(read, 35, "second"), kNoRead);
   EXPECT_THAT(state.ErrorHistory(), testing::ElementsAre(34));
@@ -145,7 +147,7 @@ TEST(ReadState, AStopBeforeTheCallerHasWokenTakesTheRecord) {
   Complete(state, read, true);
   state.Stop();
   EXPECT_FALSE(state.WaitForEnd(read));
-  EXPECT_EQ(state.GetResultText(35), "");
+  EXPECT_EQ(state.GetResultText(ResultItem::name), "");
 }
 
 TEST(ReadState, ShutdownWaitsForTheCallerAndLetsNobodyBegin) {
@@ -230,15 +232,15 @@ TEST(ReadState, FieldsExpire) {
       const ReadGeneration read = state.Begin();
       Complete(state, read, true);
       row.follows(state, read);
-      EXPECT_EQ(state.GetResultText(35), row.atOnce ? "" : "name") << row.what;
+      EXPECT_EQ(state.GetResultText(ResultItem::name), row.atOnce ? "" : "name") << row.what;
       clock.ticks += 2000;
-      EXPECT_EQ(state.GetResultText(35), row.atOnce ? "" : "name") << row.what;
+      EXPECT_EQ(state.GetResultText(ResultItem::name), row.atOnce ? "" : "name") << row.what;
       clock.ticks += 1;
       if (byThread) {
         state.ClearExpiredFields();
         clock.ticks -= 1;
       }
-      EXPECT_EQ(state.GetResultText(35), "") << row.what;
+      EXPECT_EQ(state.GetResultText(ResultItem::name), "") << row.what;
       EXPECT_THAT(state.ErrorHistory(), testing::IsEmpty()) << row.what;
     }
   }
@@ -284,17 +286,21 @@ TEST(ReadState, TakesBlocksFromHexTextOfUpTo1280Bytes) {
   TestClock clock;
   ReadState state(clock);
   const ReadGeneration read = state.Begin();
-  state.Complete(
-      read, {true, {}, {{28, std::string(2560, 'A')}, {29, std::string(2562, 'A')}, {30, "01fF7"}}},
-      false);
+  state.Complete(read,
+                 {true,
+                  {},
+                  {{ResultItem::text_block, std::string(2560, 'A')},
+                   {ResultItem::photo_block, std::string(2562, 'A')},
+                   {ResultItem::fingerprint_block, "01fF7"}}},
+                 false);
   std::vector<std::uint8_t> bytes = Bytes("EE");
-  for (const int item : {27, 29}) {
+  for (const ResultItem item : {ResultItem::name, ResultItem::photo_block}) {
     EXPECT_FALSE(state.GetResultBytes(item, bytes));
     EXPECT_EQ(bytes, Bytes("EE"));
   }
-  EXPECT_TRUE(state.GetResultBytes(28, bytes));
+  EXPECT_TRUE(state.GetResultBytes(ResultItem::text_block, bytes));
   EXPECT_EQ(bytes, std::vector<std::uint8_t>(1280, 0xAA));
-  EXPECT_TRUE(state.GetResultBytes(30, bytes));
+  EXPECT_TRUE(state.GetResultBytes(ResultItem::fingerprint_block, bytes));
   EXPECT_EQ(bytes, Bytes("01FF"));
 }
 

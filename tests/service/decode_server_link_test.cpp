@@ -35,17 +35,22 @@ class DecodeServerLinkTest : public testing::Test {
   }
 
   void Set(const Settings& settings) {
-    for (const auto& [item, text] : settings) link->SetSetting(item, text);
+    for (const auto& [item, text] : settings)
+      link->SetSetting(static_cast<LinkSetting>(item), text);
   }
   bool Init(ReadGeneration generation) {
-    if (sockets.Calls().empty()) link->SetSetting(19, "10.0.0.1.80");
+    if (sockets.Calls().empty()) link->SetSetting(LinkSetting::server1, "10.0.0.1.80");
     return link->ServerInit(generation);
   }
   void Post(ReadGeneration generation, std::initializer_list<std::int32_t> items) {
-    for (const std::int32_t item : items) link->PostCommand(generation, item, Block(64, 0));
+    for (const std::int32_t item : items) {
+      link->PostCommand(generation, static_cast<ServiceCommand>(item), Block(64, 0));
+    }
   }
-  bool AwaitEvent(ReadGeneration generation, std::int32_t item) {
-    return Eventually([&] { return !link->TakeEvent(generation, item).empty(); });
+  std::map<ResultItem, std::string> AwaitResult(ReadGeneration generation) {
+    std::map<ResultItem, std::string> result;
+    EXPECT_TRUE(Eventually([&] { return !(result = link->TakeResult(generation)).empty(); }));
+    return result;
   }
   // The calls of the network that begin so, in one text.
   static std::string Calls(ScriptedSockets& network, const char* first, const char* second) {
@@ -158,8 +163,7 @@ TEST_F(DecodeServerLinkTest, SendsEveryCommandPostedDuringOneExchange) {
   Post(1, {7, 99, 8, 9, 10, 11});  // 7 and unknown ones are taken off without traffic
   for (int answer = 0; answer < 4; ++answer) sockets.Answer(wire::kAcknowledgement);
   sockets.Answer(wire::PermitAnswer());
-  EXPECT_TRUE(AwaitEvent(1, 53));
-  EXPECT_EQ(link->TakeEvent(1, 50), "Success");
+  EXPECT_EQ(AwaitResult(1)[ResultItem::success], "Success");
   EXPECT_THAT(sockets.Sent(),
               ElementsAre(StartsWith(R"({"sbm":)"), StartsWith(R"({"type":"BB11")"),
                           StartsWith(R"({"type":"BB12")"), StartsWith(R"({"type":"BB13")"),
@@ -170,18 +174,18 @@ TEST_F(DecodeServerLinkTest, EachCommandHasItsOwnBlockAndKey) {
   sockets.blockWithoutAnswer = true;
   ASSERT_TRUE(Init(1));
   Block block(1024, 0);
-  link->PostCommand(1, 9, block);
+  link->PostCommand(1, ServiceCommand::sector12, block);
   ASSERT_TRUE(sockets.AwaitSent(1));
-  link->PostCommand(1, 10, block);
+  link->PostCommand(1, ServiceCommand::sector13, block);
   block.assign(1024, 0xFF);
   Post(1, {5});
   for (const auto& answer : {std::string("1"), std::string("2"), wire::InputKeyAnswer()}) {
     sockets.Answer(answer);
   }
   Block key;
-  EXPECT_TRUE(Eventually([&] { return !(key = link->TakeKey(1, 6)).empty(); }));
+  EXPECT_TRUE(Eventually([&] { return !(key = link->TakeKey(1, KeyKind::input)).empty(); }));
   EXPECT_EQ(HexText(key), "1122334455667788");
-  EXPECT_THAT(link->TakeKey(1, 6), IsEmpty());
+  EXPECT_THAT(link->TakeKey(1, KeyKind::input), IsEmpty());
   EXPECT_THAT(sockets.Sent()[1], testing::EndsWith(",73,11,-54,50,19,-31,-59,0]}\n"));
 }
 
@@ -191,17 +195,18 @@ TEST_F(DecodeServerLinkTest, DropsTheRestOfAReadAfterAFailure) {
   sockets.onSend = [this](const std::string&) { sockets.Answer(R"({"code":"05"})"); };
   ASSERT_TRUE(Init(1));
   Post(1, {5, 8, 9, 10, 11});
-  EXPECT_TRUE(AwaitEvent(1, 51));
+  EXPECT_EQ(AwaitResult(1)[ResultItem::fail], "Fail");
   EXPECT_THAT(errors.Get(), ElementsAre(text + ",", R"({"code":"05"})"));
   EXPECT_EQ(link->TakeFailureText(), text);
   Post(1, {8});
   ASSERT_TRUE(Init(2));  // waits for the exchange under way, if there is one
   EXPECT_EQ(sockets.Sent().size(), 1U);
-  EXPECT_EQ(link->TakeEvent(2, 53), "");  // what nobody has taken belongs to the old read
+  EXPECT_THAT(link->TakeResult(2), IsEmpty());  // what nobody has taken belongs to the old read
   Post(2, {5});
-  EXPECT_TRUE(AwaitEvent(2, 53));
+  AwaitResult(2);
   ASSERT_TRUE(Init(3));
-  EXPECT_EQ(link->TakeEvent(3, 51) + link->TakeFailureText(), "");
+  EXPECT_THAT(link->TakeResult(3), IsEmpty());
+  EXPECT_EQ(link->TakeFailureText(), "");
 }
 
 TEST_F(DecodeServerLinkTest, TakesNothingOfAnOlderRead) {
@@ -223,7 +228,9 @@ TEST_F(DecodeServerLinkTest, ANewReadCutsAnExchangeOffAndHearsNothingOfIt) {
   Post(1, {5, 8});
   ASSERT_TRUE(sockets.AwaitSent(1));
   ASSERT_TRUE(Init(2));
-  EXPECT_EQ(link->TakeEvent(1, 51) + link->TakeEvent(2, 51) + link->TakeFailureText(), "");
+  EXPECT_THAT(link->TakeResult(1), IsEmpty());
+  EXPECT_THAT(link->TakeResult(2), IsEmpty());
+  EXPECT_EQ(link->TakeFailureText(), "");
   Post(2, {14});
   ASSERT_TRUE(sockets.AwaitSent(2));
   EXPECT_THAT(sockets.Sent()[1], StartsWith(R"({"appId":)"));
@@ -248,7 +255,7 @@ TEST_F(DecodeServerLinkTest, ARefusedLoginIsNeededAgainAndIsLoggedInGbk) {
     ASSERT_TRUE(Init(++read));
     sockets.Answer(answer);
     Post(read, {14});
-    EXPECT_TRUE(AwaitEvent(read, 53));
+    AwaitResult(read);
     EXPECT_TRUE(link->LoginNeeded());
     EXPECT_THAT(errors.Get(),
                 ElementsAre(Text("CDF8C2E7BDE2CEF6746F6B656EB4EDCEF3") + ",code:17", Gbk(refusal)));

@@ -21,11 +21,11 @@ namespace {
 using testing::ElementsAre;
 using testing::StartsWith;
 
-constexpr std::int32_t kHeartbeat = 3;
-constexpr std::int32_t kDn = 5;
-constexpr std::int32_t kOutputKey = 6;
-constexpr std::int32_t kSector11 = 8;
-constexpr std::int32_t kSector21 = 11;
+constexpr auto kHeartbeat = ServiceCommand::heartbeat;
+constexpr auto kDn = ServiceCommand::dn;
+constexpr auto kOutputKey = ServiceCommand::output_key;
+constexpr auto kSector11 = ServiceCommand::sector11;
+constexpr auto kSector21 = ServiceCommand::sector21;
 
 const Dialect& kToken = TokenDialect();
 const Dialect& kOld = DeviceCodeDialect();
@@ -35,7 +35,7 @@ class ExchangeTest : public testing::Test {
   ExchangeTest() { transport.CreateSocket(); }
 
   // What one exchange brings.
-  std::string Run(const Dialect& dialect, std::int32_t command,
+  std::string Run(const Dialect& dialect, ServiceCommand command,
                   const std::vector<std::string>& answers = {}) {
     for (const std::string& answer : answers) sockets.Answer(answer);
     traces.clear();
@@ -46,10 +46,11 @@ class ExchangeTest : public testing::Test {
     refused = result.answer;
     std::string brought;
     if (!result.key.empty()) {
-      brought += "key " + std::to_string(result.keyItem) + " " + HexText(result.key) + ";";
+      brought += "key " + std::to_string(static_cast<int>(result.keyKind)) + " " +
+                 HexText(result.key) + ";";
     }
-    if (content.count(50) != 0) brought += "content;";
-    if (content.count(53) != 0) brought += "done;";
+    if (content.count(ResultItem::success) != 0) brought += "content;";
+    if (content.count(ResultItem::done) != 0) brought += "done;";
     if (result.login) brought += result.login->loggedIn ? "logged in;" : "logged out;";
     if (result.failureCode != 0) {
       brought += "fail " + std::to_string(result.failureCode) + "," + result.detail + ";";
@@ -62,29 +63,30 @@ class ExchangeTest : public testing::Test {
   TestClock clock;
   ServiceSession session{{}, {true, "tk-1"}};
   std::vector<std::string> traces;
-  std::map<std::int32_t, std::string> content;
+  std::map<ResultItem, std::string> content;
   std::string refused;
 };
 
 struct TraceCase {
-  std::int32_t command;
+  ServiceCommand command;
   const char* traces;  // up to the message
   int notSent;
 };
 
 TEST_F(ExchangeTest, EachHasItsTraceWordsAndCodes) {
   const TraceCase rows[] = {
-      {14, "Login 1 ******;Login 2 ******;Login 3 ******;Login Send;", 49},
-      {3,
+      {ServiceCommand::login, "Login 1 ******;Login 2 ******;Login 3 ******;Login Send;", 49},
+      {kHeartbeat,
        "InitDecodeChannel 1 ******;InitDecodeChannel 2 ******;InitDecodeChannel 3 ******;"
        "InitDecodeChannel Send;",
        7},
-      {5, "UploadDN 2 ******;UploadDN Send;", 9},
-      {6, "UploadOutputKey 4 ******;UploadOutputKey Send;", 11},
-      {8, "UploadSector11Data 5 ******;UploadSector11Data Send;", 13},
-      {9, "UploadSector12Data 6 ******;UploadSector12Data Send;", 15},
-      {10, "UploadSector13Data 7 ******;UploadSector13Data Send;", 17},
-      {11, "UploadSector21Data 8 ******;UploadSector21Data Send NoFinger;UploadSector21Data Send;",
+      {kDn, "UploadDN 2 ******;UploadDN Send;", 9},
+      {kOutputKey, "UploadOutputKey 4 ******;UploadOutputKey Send;", 11},
+      {kSector11, "UploadSector11Data 5 ******;UploadSector11Data Send;", 13},
+      {ServiceCommand::sector12, "UploadSector12Data 6 ******;UploadSector12Data Send;", 15},
+      {ServiceCommand::sector13, "UploadSector13Data 7 ******;UploadSector13Data Send;", 17},
+      {kSector21,
+       "UploadSector21Data 8 ******;UploadSector21Data Send NoFinger;UploadSector21Data Send;",
        19}};
   session.login = {};
   for (const TraceCase& row : rows) {
@@ -96,9 +98,9 @@ TEST_F(ExchangeTest, EachHasItsTraceWordsAndCodes) {
       EXPECT_EQ(traced, row.traces);
     }
   }
-  EXPECT_EQ(Run(kToken, 14, {wire::kLoginAnswer}), "logged in;");
+  EXPECT_EQ(Run(kToken, ServiceCommand::login, {wire::kLoginAnswer}), "logged in;");
   session.login.loggedIn = true;
-  EXPECT_EQ(Run(kToken, 14) + Run(kToken, 7), "");
+  EXPECT_EQ(Run(kToken, ServiceCommand::login) + Run(kToken, static_cast<ServiceCommand>(7)), "");
   EXPECT_EQ(sockets.Sent().size(), 17U);
 }
 
@@ -140,8 +142,8 @@ TEST_F(ExchangeTest, TheContentIsJoinedUpToItsLineEnd) {
                           StartsWith("UploadSector21Data Send{"),
                           "UploadSector21Data Read" + answer, Gbk("New idCard Read Ori：") + answer,
                           "ParseIDContent", "ParseIDContent NEW End"));
-  EXPECT_EQ(content[32], "810000199001020011");
-  EXPECT_EQ(content[35], Gbk("陈大文"));
+  EXPECT_EQ(content[ResultItem::id_number], "810000199001020011");
+  EXPECT_EQ(content[ResultItem::name], Gbk("陈大文"));
   EXPECT_EQ(sockets.AnswersLeft(), 1U);
   Run(kToken, kHeartbeat);
   EXPECT_EQ(Run(kToken, kSector21, {wire::kAcknowledgement, answer}), kCard);
@@ -181,7 +183,7 @@ TEST_F(ExchangeTest, TheOldDialectsContentIsJoinedUpToItsTwoWords) {
   // This dialect sends the fingerprint area also when there is nothing in it.
   EXPECT_THAT(sockets.Sent().back(), StartsWith(R"({"sbm":"Appid&IDCard&PcDevice","type":"INFO",)"
                                                 R"("dataType":"FIRST","data":[-101,-57,29,-31,)"));
-  EXPECT_EQ(content[35], Gbk("陈大文"));
+  EXPECT_EQ(content[ResultItem::name], Gbk("陈大文"));
   EXPECT_EQ(traces[1], "UploadSector21Data Send Finger");
   EXPECT_EQ(traces[4], Gbk("ReadIDContent Read Sucess！"));
   EXPECT_EQ(Run(kOld, kSector21, {"ok", text}), kCard);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "support/bytes.h"
+#include "support/result_items.h"
 
 namespace idcardreader {
 namespace {
@@ -24,11 +25,12 @@ std::uint32_t Digest(std::int32_t first, std::int32_t last, TextOf textOf) {
 
 TEST(StatusCodes, HaveTheAgreedTextsInGbk) {
   EXPECT_EQ(Digest(0, 56, StatusText), 0x62173C57U);
-  EXPECT_EQ(Digest(1, 54, ItemLabel), 0x56705593U);
+  EXPECT_EQ(
+      Digest(1, 54, [](std::int32_t number) { return ItemLabel(static_cast<ResultItem>(number)); }),
+      0x56705593U);
   for (const std::int32_t invalid : {0, 57, -1, INT32_MAX, INT32_MIN}) {
     EXPECT_EQ(StatusText(invalid), Text("B4EDCEF3B4FAC2EBCEDED0A7")) << invalid;
   }
-  for (const std::int32_t other : {0, 55, -1, INT32_MIN}) EXPECT_EQ(ItemLabel(other), "") << other;
 }
 
 }  // namespace
