@@ -7,44 +7,14 @@
 namespace readcard {
 namespace {
 
-struct Hint {
-  int firstCode;
-  int lastCode;
+struct Cure {
+  int code;
+  const char* cause;
   const char* text;
 };
 
-constexpr Hint kHints[] = {
-    {2, 2, "The system has no thread or memory left: close other programs and try again."},
-    {3, 3, "No network socket could be made: check the system's network set-up."},
-    {7, 20,
-     "The connection to the decode service broke or the service was silent: check network and "
-     "firewall, then read again."},
-    {22, 22,
-     "The service did not send the card's content: read again; if it stays so, ask the operator of "
-     "the service."},
-    {26, 26, "The system has no thread or memory left: close other programs and try again."},
-    {27, 27,
-     "Plug the reader in; check vid and pid in conf.yaml; on Linux check that you may read and "
-     "write its device node."},
-    {28, 28, "Close other programs that use the reader; on Linux check that you may use it."},
-    {29, 29,
-     "The decode service cannot be reached: check appid.dat and hostport.dat beside the library, "
-     "name resolution and firewall."},
-    {30, 31, "Read again; if it stays so, unplug the reader and plug it in again."},
-    {32, 39, "Lay one card flat on the reader, leave it there, and read again."},
-    {40, 40, "Lay a card on the reader, leave it there, and read again."},
-    {44, 45,
-     "The service refused the card's data: read again (an expired login is renewed then); if it "
-     "stays so, ask the operator of the service."},
-    {46, 46, "The service was too slow: read again."},
-    {47, 47, "Plug the reader in and read again."},
-    {48, 48, "Check comnum and comport in conf.yaml, and that the port is free."},
-    {49, 50,
-     "The login to the decode service failed: check network and firewall, then read again."},
-    {51, 51,
-     "The service refused the login: check appid.dat beside the library with the operator of the "
-     "service."},
-    {55, 55, "The content came damaged: read again."},
+constexpr Cure kCures[] = {
+#include "status_code_cures.inc"
 };
 
 constexpr int kFirstFailureCode = 2;
@@ -74,8 +44,8 @@ std::string_view WithoutRepetition(std::string_view lastError, std::string_view 
 }
 
 std::string HintFor(std::optional<int> code) {
-  for (const Hint& hint : kHints) {
-    if (code && *code >= hint.firstCode && *code <= hint.lastCode) return hint.text;
+  for (const Cure& cure : kCures) {
+    if (code == cure.code) return cure.text;
   }
   return "There is no status code for this: the card's record may lack its photo or be of an "
          "unknown "

@@ -286,39 +286,94 @@ IDCARDREADER_API void readCardStop(void);
  *   Engine   not created.
  *
  * Codes, causes and cures:
- *    1       no error.
- *    2       the client thread could not be created: the system is out of threads or memory.
- *    3       no socket could be made: the system's network is not set up.
- *    7, 8    the heartbeat that opens a read could not be sent / was not answered.
- *    9, 10   the card's DN: likewise.
- *   11, 12   the output key: likewise.
- *   13, 14   sector 11.   15, 16  sector 12.   17, 18  sector 13.   19, 20  sector 21.
- *            The connection broke or the service was silent for longer than the time-out. Check
- *            network and firewall, then read again; every read connects anew.
- *   22       the content did not come, or held no data: as above, or the service cannot decode the
- *            card.
- *   26       the read thread could not be created: see 2.
- *   27       no reader found. Plug it in; check vid and pid in conf.yaml (decimal numbers; one that
- *            is 0 finds nothing); on Windows check that hidapi.dll is there; on Linux check that
- *            the user may read and write the device node.
- *   28       the reader is there but cannot be opened: another program holds it, or the user may
- *            not use it.
- *   29       no service could be reached. Check that appid.dat and hostport.dat lie beside the
- *            library, name resolution, firewall.
- *   30       the reader's answer was missing or malformed. Read again; if it stays, replug it.
- *   31 - 39  the reader reports a trouble: 31 unknown status, 32 communication, 33 collision (more
- *            than one card), 34 time-out, 35 buffer too small, 36 internal, 37 invalid parameter (a
- *            wrong key among others), 38 checksum, 39 card locked. Lay the card down again.
- *   40       the card's DN could not be read in two attempts: no card, or it was taken away.
- *   44, 45   the service refused the card's DN / key, or its token has expired. Read again: after
- *            an expiry the next read logs in anew. If it stays, ask the operator of the service.
- *   46       the result did not come in time, or the fields were fetched too late (see the top).
- *   47       the reader was unplugged. Plug it in; the next read opens it again.
- *   48       the serial port could not be opened. Check comnum and comport (comname on Linux) in
- *            conf.yaml, and whether another program holds the port.
- *   49, 50   the login could not be sent / was not answered: as 7, 8.
- *   51       the service refused the login: appid.dat does not fit the service or this machine.
- *   55       the content could not be decompressed: it came damaged. Read again.
+ *     2   The thread for the decode service could not be created: the system is out of threads or
+ *         memory.
+ *         -> Close other programs, or restart the machine, and try again.
+ *     3   No network socket could be made: the system's network is not set up, or it is out of
+ *         resources.
+ *         -> Check the system's network set-up and close other programs, then read again.
+ *     7   The heartbeat that opens a read could not be sent to the decode service: the connection
+ *         broke.
+ *     8   The heartbeat that opens a read was not answered: the connection broke, or the service
+ *         was silent for longer than the time-out.
+ *     9   The card's DN could not be sent to the decode service: the connection broke.
+ *    10   The card's DN was not answered: the connection broke, or the service was silent for
+ *         longer than the time-out.
+ *    11   The output key could not be sent to the decode service: the connection broke.
+ *    12   The output key was not answered: the connection broke, or the service was silent for
+ *         longer than the time-out.
+ *    13   Sector 11 (the card's text) could not be sent to the decode service: the connection
+ *         broke.
+ *    14   Sector 11 (the card's text) was not answered: the connection broke, or the service was
+ *         silent for longer than the time-out.
+ *    15   Sector 12 (the photo's first part) could not be sent to the decode service: the
+ *         connection broke.
+ *    16   Sector 12 (the photo's first part) was not answered: the connection broke, or the service
+ *         was silent for longer than the time-out.
+ *    17   Sector 13 (the photo's second part) could not be sent to the decode service: the
+ *         connection broke.
+ *    18   Sector 13 (the photo's second part) was not answered: the connection broke, or the
+ *         service was silent for longer than the time-out.
+ *    19   Sector 21 (the fingerprints) could not be sent to the decode service: the connection
+ *         broke.
+ *    20   Sector 21 (the fingerprints) was not answered: the connection broke, or the service was
+ *         silent for longer than the time-out.
+ *         -> Check network and firewall, then read again; every read connects anew.
+ *    22   The card's content did not come, or it held no data: the connection broke, or the service
+ *         cannot decode the card.
+ *         -> Read again; if it stays so with this card, ask the operator of the decode service.
+ *    26   The thread for reading, or the one that speaks to the reader, could not be created: the
+ *         system is out of threads or memory.
+ *         -> Close other programs, or restart the machine, and try again.
+ *    27   No reader was found: none is plugged in, vid or pid in conf.yaml do not fit it (decimal
+ *         numbers; one that is 0 finds nothing), or hidapi.dll is missing on Windows.
+ *         -> Plug the reader in; check vid and pid in conf.yaml; on Windows check that hidapi.dll
+ *            lies beside the library; on Linux check that the user may read and write the device
+ *            node.
+ *    28   The reader is there but cannot be opened: another program holds it, or the user may not
+ *         use it.
+ *         -> Close other programs that use the reader; on Linux check that the user may read and
+ *            write its device node.
+ *    29   No decode service could be reached: appid.dat or hostport.dat is missing or empty, a host
+ *         name is not found, or nobody answers at the address.
+ *         -> Check that appid.dat and hostport.dat lie beside the library, then name resolution and
+ *            firewall.
+ *    30   The reader's answer was missing or malformed.
+ *    31   The reader reports an unknown status.
+ *         -> Read again; if it stays so, unplug the reader and plug it in again.
+ *    32   The reader reports a communication error with the card.
+ *    33   The reader reports a collision: more than one card lies on it.
+ *    34   The reader reports that the card did not answer in time.
+ *    35   The reader reports that a buffer is too small.
+ *    36   The reader reports an internal error.
+ *    37   The reader reports an invalid parameter, a wrong key among others.
+ *    38   The reader reports a checksum error: the card was moved.
+ *         -> Lay one card flat on the reader, leave it there, and read again.
+ *    39   The reader reports that the card is locked.
+ *         -> Try another card; if that one reads, the first is locked and its holder has to turn to
+ *            the authority that issued it.
+ *    40   The card's DN could not be read in two attempts: there is no card, or it was taken away.
+ *         -> Lay one card flat on the reader, leave it there, and read again.
+ *    44   The service refused the card's DN, its answer was malformed, or the login has expired.
+ *    45   The service refused the output key, its answer was malformed, or the login has expired.
+ *         -> Read again: an expired login is renewed by the next read. If it stays so, ask the
+ *            operator of the decode service.
+ *    46   The result did not come within two seconds of the last upload, or the fields were fetched
+ *         later than two seconds behind the read.
+ *         -> Read again, and fetch the fields at once.
+ *    47   The reader was unplugged.
+ *         -> Plug the reader in; the next read opens it again.
+ *    48   The serial port could not be opened: there is no such port, another program holds it, or
+ *         the user may not use it.
+ *         -> Check comnum and comport (on Linux comname) in conf.yaml, and that the port is free.
+ *    49   The login could not be sent to the decode service: the connection broke.
+ *    50   The login was not answered: the connection broke, or the service was silent for longer
+ *         than the time-out.
+ *         -> Check network and firewall, then read again; every read connects anew.
+ *    51   The service refused the login: appid.dat does not fit the service or this machine.
+ *         -> Check appid.dat beside the library with the operator of the decode service.
+ *    55   The card's content could not be decompressed: it came damaged.
+ *         -> Read again; if it stays so, ask the operator of the decode service.
  * The other codes have a text but are not raised.
  */
 IDCARDREADER_API const char* readCardErrorInfo(int32_t code);
