@@ -135,7 +135,7 @@ TEST_F(ReadcardTest, TellsOfAFailureWithItsCodeAndWhatToDo) {
   const ChildResult text = Run("");
   EXPECT_EQ(text.status, 1);
   EXPECT_EQ(text.output, "");
-  EXPECT_TRUE(text.errors.starts_with("The card was not read (code 40): 读取DN码\nLay a card on"))
+  EXPECT_TRUE(text.errors.starts_with("The card was not read (code 40): 读取DN码\nLay one card "))
       << text.errors;
   const ChildResult asJson = Run("--json");
   EXPECT_EQ(asJson.status, 1);
