@@ -5,7 +5,7 @@
 
 #include "base/expect.h"
 #include "base/script.h"
-#include "support/field_reader.h"
+#include "support/message_fields.h"
 #include "support/throwing_hard_stop.h"
 
 using namespace idcardreader;

@@ -1,7 +1,6 @@
 #include "base/expect.h"
 #include "base/script.h"
 #include "content/identity_content.h"
-#include "content/image_area.h"
 #include "support/result_items.h"
 #include "support/throwing_hard_stop.h"
 

@@ -10,8 +10,8 @@
 #include "decode_service/content.h"
 #include "pieces/piece.h"
 #include "platform/code_page.h"
-#include "support/hex_text.h"
 #include "support/result_items.h"
+#include "support/text.h"
 
 // The peers only take our field reader's place: what becomes of the fields is our code for everybody,
 // so that the results can be compared to the last byte.
@@ -113,8 +113,7 @@ void AddContentPieces() {
   const auto parser = std::make_shared<simdjson::ondemand::parser>();
   const auto padded = std::make_shared<simdjson::padded_string>(content);
   Piece<Entries>("content, " + std::to_string(content.size()) + " bytes")
-      .By(kOurs,
-          [content] { return idcardreader::ParseIdentityContent(content, true, false).entries; })
+      .By(kOurs, [content] { return idcardreader::ParseIdentityContent(content).entries; })
       .By("nlohmann-json", [content] { return ParseWithNlohmann(content); })
       .By("simdjson", [parser, padded] { return ParseWithSimdjson(*parser, *padded); });
 }

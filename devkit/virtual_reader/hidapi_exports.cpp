@@ -9,7 +9,7 @@
 
 #include "base/json_file.h"
 #include "platform/files.h"
-#include "platform/module.h"
+#include "platform/process.h"
 #include "virtual_reader/hidapi_abi.h"
 #include "virtual_reader/virtual_reader.h"
 

@@ -5,9 +5,7 @@
 #include <vector>
 
 #include "base/expect.h"
-#include "platform/event.h"
-#include "platform/lone_thread.h"
-#include "platform/thread.h"
+#include "platform/threads.h"
 #include "reader/reader_thread.h"
 #include "support/throwing_hard_stop.h"
 

@@ -7,7 +7,7 @@
 
 #include "idcardreader/idcardreader.h"
 #include "platform/mutex.h"
-#include "support/process_wide.h"
+#include "platform/process_wide.h"
 #include "support/result_items.h"
 
 namespace idcardreader {
@@ -30,7 +30,7 @@ struct BlockBuffers {
   BlockBuffer& operator[](CardBlock block) { return buffers[static_cast<std::size_t>(block)]; }
 };
 
-ProcessWide<BlockBuffers> blockBuffers;
+platform::ProcessWide<BlockBuffers> blockBuffers;
 
 void Drop(BlockBuffer& buffer) {
   buffer.held = false;

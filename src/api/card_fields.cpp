@@ -9,7 +9,7 @@
 #include "api/result_text.h"
 #include "idcardreader/idcardreader.h"
 #include "support/result_items.h"
-#include "support/text_cut.h"
+#include "support/text.h"
 
 // The field exports: the same record as texts and into buffers.
 

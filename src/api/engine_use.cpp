@@ -7,12 +7,12 @@
 #include <new>
 
 #include "platform/files.h"
-#include "platform/module.h"
 #include "platform/mutex.h"
+#include "platform/process.h"
+#include "platform/process_wide.h"
 #include "platform/socket.h"
 #include "platform/standard_output.h"
 #include "reader/system_door.h"
-#include "support/process_wide.h"
 
 namespace idcardreader {
 namespace {
@@ -29,7 +29,7 @@ struct EngineHolder {
   std::uint64_t stops = 0;  // that came while there was no engine to be told
 };
 
-ProcessWide<EngineHolder> holder;
+platform::ProcessWide<EngineHolder> holder;
 
 // Keeps the library in memory as long as the engine's threads may run in it.
 std::unique_ptr<ReaderEngine> MakeEngine() {

@@ -3,7 +3,8 @@
 #include <cstdint>
 
 #include "platform/process.h"
-#include "platform/thread.h"
+#include "platform/threads.h"
+#include "platform/wiping.h"
 
 namespace idcardreader {
 

@@ -2,10 +2,9 @@
 #include "api/engine_use.h"
 #include "api/photo_decoders.h"
 #include "api/result_text.h"
-#include "platform/module.h"
 #include "platform/process.h"
 #include "reader/system_door.h"
-#include "support/text_log.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "platform/dynamic_library.h"
 #include "platform/mutex.h"
-#include "support/process_wide.h"
+#include "platform/process_wide.h"
 
 namespace idcardreader {
 namespace {
@@ -43,8 +43,8 @@ class OutsideFunction {
   void* function = nullptr;
 };
 
-ProcessWide<OutsideFunction> getBmp("WltRS", "GetBmp");
-ProcessWide<OutsideFunction> dewltFunction("Dewlt", "dewlt");
+platform::ProcessWide<OutsideFunction> getBmp("WltRS", "GetBmp");
+platform::ProcessWide<OutsideFunction> dewltFunction("Dewlt", "dewlt");
 
 }  // namespace
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/mutex.h"
-#include "support/process_wide.h"
+#include "platform/process_wide.h"
 
 namespace idcardreader {
 namespace {
@@ -17,7 +17,7 @@ struct ResultText {
   std::string text;
 };
 
-ProcessWide<ResultText> result;
+platform::ProcessWide<ResultText> result;
 
 }  // namespace
 

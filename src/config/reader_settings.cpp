@@ -1,6 +1,6 @@
 #include "config/reader_settings.h"
 
-#include "support/split_text.h"
+#include "support/text.h"
 
 namespace idcardreader {
 

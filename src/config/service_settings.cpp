@@ -3,7 +3,7 @@
 #include <charconv>
 #include <optional>
 
-#include "support/split_text.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

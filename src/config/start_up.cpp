@@ -10,9 +10,8 @@
 
 #include "config/data_files.h"
 #include "platform/files.h"
-#include "support/console.h"
-#include "support/gbk_text.h"
-#include "support/text_log.h"
+#include "support/logs.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

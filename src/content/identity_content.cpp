@@ -1,14 +1,10 @@
 #include "content/identity_content.h"
 
-#include <algorithm>
 #include <array>
 
-#include "content/image_area.h"
 #include "content/text_block.h"
-#include "platform/code_page.h"
-#include "support/field_reader.h"
-#include "support/hex_text.h"
-#include "support/result_items.h"
+#include "support/message_fields.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {
@@ -20,14 +16,14 @@ struct TypeWord {
 };
 
 // In the order of the search: the first word that the type text contains wins.
-constexpr std::array<TypeWord, 4> kTypeWords = {{
+constexpr TypeWord kTypeWords[] = {
     {"iden", "idCard", CardType::resident},
     {"gat", "gatCard", CardType::residence_permit},
     {"yjzold", "yjzOldCard", CardType::permanent_residence_old},
     {"yjznew", "yjzNewCard", CardType::permanent_residence_new},
-}};
+};
 
-constexpr std::size_t kShortestTypeText = 2;
+constexpr std::size_t kPhotoBlockSize = 1024;
 
 struct CardTexts : ResidentTexts {
   std::string nameEnglish;
@@ -36,63 +32,36 @@ struct CardTexts : ResidentTexts {
   std::string passCheckId;
 };
 
-const TypeWord* FindTypeWord(std::string_view text) {
-  const auto typeText = ReadValue(text, "type");
-  if (!typeText || typeText->size() < kShortestTypeText) {
-    return nullptr;
-  }
-  const auto found =
-      std::find_if(kTypeWords.begin(), kTypeWords.end(), [&typeText](const TypeWord& candidate) {
-        return typeText->find(candidate.word) != std::string_view::npos;
-      });
-  return found == kTypeWords.end() ? nullptr : &*found;
-}
-
-std::string TextOf(std::string_view text, std::string_view key) {
-  return std::string(ReadValue(text, key).value_or(std::string_view()));
-}
-
 CardTexts ReadTexts(std::string_view text, CardType type) {
+  const auto textOf = [text](std::string_view key) {
+    return std::string(ReadValue(text, key).value_or(std::string_view()));
+  };
   CardTexts card;
-  card.sex = TextOf(text, "sex");
-  card.birthday = TextOf(text, "birthday");
-  card.idNumber = TextOf(text, "id");
-  card.startDate = TextOf(text, "startDate");
-  card.endDate = TextOf(text, "endDate");
-  card.issuingAuthority = TextOf(text, "issue");
+  card.sex = textOf("sex");
+  card.birthday = textOf("birthday");
+  card.idNumber = textOf("id");
+  card.startDate = textOf("startDate");
+  card.endDate = textOf("endDate");
+  card.issuingAuthority = textOf("issue");
   if (type == CardType::resident || type == CardType::residence_permit) {
-    card.address = TextOf(text, "address");
-    card.name = TextOf(text, "name");
+    card.address = textOf("address");
+    card.name = textOf("name");
+  } else {
+    card.nationality = textOf("nationlity");  // spelled so on the wire
+    card.name = textOf("nameChinese");
+    card.nameEnglish = textOf("nameEnglish");
   }
   if (type == CardType::resident) {
-    card.nation = TextOf(text, "nation");
+    card.nation = textOf("nation");
   }
   if (type == CardType::residence_permit) {
-    card.passCheckId = TextOf(text, "passCheckId");
-  }
-  if (type == CardType::permanent_residence_old || type == CardType::permanent_residence_new) {
-    card.nationality = TextOf(text, "nationlity");  // spelled so on the wire
-    card.name = TextOf(text, "nameChinese");
-    card.nameEnglish = TextOf(text, "nameEnglish");
+    card.passCheckId = textOf("passCheckId");
   }
   if (type == CardType::permanent_residence_new) {
-    card.nameEnglishAdd = TextOf(text, "nameEnglishAdd");
+    card.nameEnglishAdd = textOf("nameEnglishAdd");
   }
   return card;
 }
-
-CardBlocks ReadResidentBlocks(std::string_view text, const CardTexts& card, bool frameFlag) {
-  if (!frameFlag) {
-    return ReadRawFrame(text);
-  }
-  const TextBlock textBlock = BuildTextBlock(card);
-  CardBlocks blocks;
-  blocks.text.assign(textBlock.begin(), textBlock.end());
-  blocks.photo = ReadPhotoBlock(text);
-  return blocks;
-}
-
-std::string Gbk(std::string_view utf8) { return platform::Utf16ToGbk(platform::Utf8ToUtf16(utf8)); }
 
 std::string WithoutSpaces(std::string text) {
   std::erase(text, ' ');
@@ -105,20 +74,14 @@ class EntryList {
 
   void Add(ResultItem item, std::string value) { entries.emplace_back(item, std::move(value)); }
 
-  void AddBlock(ResultItem item, const std::vector<std::uint8_t>& block) {
-    if (!block.empty()) {
-      Add(item, HexText(block));
-    }
-  }
-
   void AddConvertedTexts(const CardTexts& card) {
     Add(ResultItem::id_number, card.idNumber);
-    Add(ResultItem::address, WithoutSpaces(Gbk(card.address)));
-    Add(ResultItem::issuing_authority, WithoutSpaces(Gbk(card.issuingAuthority)));
-    Add(ResultItem::name, WithoutSpaces(Gbk(card.name)));
-    Add(ResultItem::nation, Gbk(card.nation));
-    Add(ResultItem::sex, Gbk(card.sex));
-    Add(ResultItem::end_date, Gbk(card.endDate));
+    Add(ResultItem::address, WithoutSpaces(GbkOf(card.address)));
+    Add(ResultItem::issuing_authority, WithoutSpaces(GbkOf(card.issuingAuthority)));
+    Add(ResultItem::name, WithoutSpaces(GbkOf(card.name)));
+    Add(ResultItem::nation, GbkOf(card.nation));
+    Add(ResultItem::sex, GbkOf(card.sex));
+    Add(ResultItem::end_date, GbkOf(card.endDate));
   }
 
   void AddNationality(const std::string& gbk) {
@@ -129,60 +92,66 @@ class EntryList {
     }
   }
 
+  void AddDates(const CardTexts& card) {
+    Add(ResultItem::start_date, card.startDate);
+    Add(ResultItem::birthday, card.birthday);
+  }
+
+  // The photo is the first 1024 bytes of the "image", if that has more than so many; false otherwise.
+  bool AddPhoto(std::string_view text) {
+    std::array<std::uint8_t, kPhotoBlockSize> photo{};
+    const std::uint32_t count = ReadByteArray(text, "image", photo.data(), photo.size());
+    if (count == kArrayNotFound || count <= photo.size()) {
+      return false;
+    }
+    Add(ResultItem::photo_block, HexText(photo));
+    return true;
+  }
+
  private:
   std::vector<std::pair<ResultItem, std::string>>& entries;
 };
 
-void AddResidentEntries(EntryList entries, const CardTexts& card, const CardBlocks& blocks) {
+void AddResidentEntries(EntryList entries, const CardTexts& card, std::string_view text) {
   entries.Add(ResultItem::card_type, "1");
   entries.AddConvertedTexts(card);
-  entries.Add(ResultItem::start_date, card.startDate);
-  entries.Add(ResultItem::birthday, card.birthday);
-  entries.AddBlock(ResultItem::text_block, blocks.text);
-  entries.AddBlock(ResultItem::photo_block, blocks.photo);
-  entries.AddBlock(ResultItem::fingerprint_block, blocks.fingerprint);
-  if (!blocks.text.empty() && !blocks.photo.empty()) {
+  entries.AddDates(card);
+  entries.Add(ResultItem::text_block, HexText(BuildTextBlock(card)));
+  if (entries.AddPhoto(text)) {
     entries.Add(ResultItem::success, "Success");
   }
 }
 
 void AddOtherEntries(EntryList entries, CardType type, const CardTexts& card,
-                     const std::vector<std::uint8_t>& photo) {
+                     std::string_view text) {
   entries.AddConvertedTexts(card);
-  entries.AddNationality(Gbk(card.nationality));
-  entries.Add(ResultItem::start_date, card.startDate);
-  entries.Add(ResultItem::birthday, card.birthday);
+  entries.AddNationality(GbkOf(card.nationality));
+  entries.AddDates(card);
   entries.Add(ResultItem::pass_check_id, card.passCheckId);
   entries.Add(ResultItem::name_english, WithoutSpaces(card.nameEnglish + card.nameEnglishAdd));
   entries.Add(ResultItem::success, "Success");
-  if (type != CardType::none) {
-    entries.Add(ResultItem::card_type, std::to_string(static_cast<int>(type)));
-  }
-  entries.AddBlock(ResultItem::photo_block, photo);
+  entries.Add(ResultItem::card_type, std::to_string(static_cast<int>(type)));
+  entries.AddPhoto(text);
 }
 
 }  // namespace
 
-IdentityContent ParseIdentityContent(std::string_view text, bool contentPresent, bool frameFlag) {
+IdentityContent ParseIdentityContent(std::string_view text) {
   IdentityContent content;
-  std::string cardObject;
-  if (contentPresent) {
-    frameFlag = true;
-    const TypeWord* typeWord = FindTypeWord(text);
-    if (typeWord == nullptr) {
-      content.typeKnown = false;
-      return content;
+  const std::string_view typeText = ReadValue(text, "type").value_or(std::string_view());
+  for (const TypeWord& row : kTypeWords) {
+    if (typeText.find(row.word) != std::string_view::npos) {
+      content.type = row.type;
+      // Only the card's own object is searched; without one there is nothing to read.
+      const std::string_view object = ReadObject(text, row.objectKey);
+      const CardTexts card = ReadTexts(object, row.type);
+      if (row.type == CardType::resident) {
+        AddResidentEntries(EntryList(content), card, object);
+      } else {
+        AddOtherEntries(EntryList(content), row.type, card, object);
+      }
+      break;
     }
-    content.type = typeWord->type;
-    // Only the card's own object is searched from here on; without one there is nothing to read.
-    ReadObject(text, typeWord->objectKey, cardObject);
-    text = cardObject;
-  }
-  const CardTexts card = ReadTexts(text, content.type);
-  if (content.type == CardType::resident) {
-    AddResidentEntries(EntryList(content), card, ReadResidentBlocks(text, card, frameFlag));
-  } else {
-    AddOtherEntries(EntryList(content), content.type, card, ReadPhotoBlock(text));
   }
   return content;
 }

@@ -1,6 +1,6 @@
 #include "engine/auto_search.h"
 
-#include "support/gbk_text.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "platform/clock.h"
 #include "reader/card_reader.h"
-#include "support/activity_log.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "support/hex_text.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

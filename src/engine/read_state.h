@@ -10,10 +10,9 @@
 #include <vector>
 
 #include "platform/clock.h"
-#include "platform/event.h"
 #include "platform/mutex.h"
-#include "support/card_block.h"
-#include "support/read_generation.h"
+#include "platform/threads.h"
+#include "support/card_read.h"
 #include "support/result_items.h"
 
 namespace idcardreader {

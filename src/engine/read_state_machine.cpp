@@ -4,9 +4,8 @@
 #include <optional>
 #include <utility>
 
-#include "support/gbk_text.h"
-#include "support/hex_text.h"
 #include "support/status_codes.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

@@ -9,8 +9,8 @@
 #include "engine/read_state.h"
 #include "engine/status_sink.h"
 #include "reader/card_reader.h"
-#include "support/activity_log.h"
-#include "support/card_block.h"
+#include "support/card_read.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 

@@ -3,12 +3,11 @@
 #include <mutex>
 #include <utility>
 
-#include "support/console.h"
-#include "support/gbk_text.h"
-#include "support/hex_text.h"
+#include "platform/wiping.h"
 #include "support/host_identity.h"
+#include "support/logs.h"
 #include "support/status_codes.h"
-#include "support/text_log.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

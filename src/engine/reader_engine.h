@@ -17,10 +17,10 @@
 #include "platform/clock.h"
 #include "platform/mutex.h"
 #include "platform/socket.h"
-#include "platform/thread.h"
+#include "platform/threads.h"
 #include "reader/card_reader.h"
 #include "reader/reader_device.h"
-#include "support/activity_log.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "support/read_generation.h"
+#include "support/card_read.h"
 
 namespace idcardreader {
 

@@ -8,7 +8,7 @@ struct LocalTime {
   int year, month, day, hour, minute, second, millisecond;
 };
 
-// The door to time. The product uses SystemClock(); a test or a simulation hands in its own.
+// The product uses SystemClock(); a test or a simulation hands in its own.
 class Clock {
  public:
   virtual ~Clock() = default;

@@ -18,9 +18,9 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 std::filesystem::path LibraryFolder();
 std::filesystem::path ExecutableFolder();
 
-// Opens a regular file with the modes of fopen ("rt" and "at" are text modes where the platform has
-// them); what else bears the name, and might never yield a byte, cannot be opened. Null then;
-// LastSystemError() tells why. Not inherited by child processes.
+// Opens a regular file in the way that fopen calls "rt", "rb", "at", "wb" or "wb+" (those with a "t"
+// are text modes where the platform has them); what else bears the name, and might never yield a
+// byte, cannot be opened. Null then; LastSystemError() tells why. Not inherited by child processes.
 File OpenFile(const std::filesystem::path& path, const char* mode);
 
 // The same for a name that a host application handed over: zero-terminated, in the system's ANSI
@@ -37,9 +37,9 @@ bool AnsiFileExists(const char* name);
 // Removes a file; one that is not there, or no file, stays as it is.
 void RemoveAnsiFile(const char* name);
 
-// Creates one folder, readable by its owner only where the platform has that notion. An existing
-// folder is no error.
-bool CreateFolder(const std::filesystem::path& folder);
+// Creates one folder, readable by its owner only where the platform has that notion, unless it is
+// there already.
+void CreateFolder(const std::filesystem::path& folder);
 
 // GetLastError, errno: of the last failed call of this header on this thread.
 unsigned long LastSystemError();

@@ -33,8 +33,7 @@ class Condition {
   Condition& operator=(const Condition&) = delete;
 
   void Wait(CSMutex& mutex);
-  // False when the time ran out.
-  bool WaitFor(CSMutex& mutex, std::chrono::milliseconds limit);
+  void WaitFor(CSMutex& mutex, std::chrono::milliseconds limit);
   void NotifyAll();
 
  private:

@@ -6,7 +6,7 @@
 
 namespace idcardreader::platform {
 
-// The door to a serial line. One operation at a time.
+// A serial line. One operation at a time.
 class CPort {
  public:
   // The bytes that have arrived, at most maximum of them; waits for the first one no longer than
@@ -35,8 +35,9 @@ class ComAccess : public CPort {
                         std::uint32_t timeoutMs) override;
   std::int32_t WriteData(const std::uint8_t* buffer, std::uint32_t count) override;
 
-  // What the last failure was, at most 255 bytes: the operation, the system's error code and the
-  // system's words for it. Empty when nothing has failed yet.
+  // Why Open failed, at most 255 bytes: the operation, the system's error code and the system's words
+  // for it. The operations have the names that service people know from Windows, on every platform.
+  // Empty when nothing has failed yet.
   std::string LastErrorText() const;
 
  private:

@@ -3,13 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace idcardreader::platform {
 
 using SocketHandle = std::intptr_t;
 inline constexpr SocketHandle kInvalidSocket = -1;  // what a failed creation yields
 
-// The door to the network: blocking IPv4 TCP. Every call is one system call or a bounded few; none
+// The network: blocking IPv4 TCP. Every call is one system call or a bounded few; none
 // raises SIGPIPE, and calls that a signal interrupts are taken up again. A stand-in can take its
 // place in tests.
 class SocketApi {
@@ -40,14 +41,18 @@ class SocketApi {
   virtual void Shutdown(SocketHandle socket) = 0;
   virtual void Close(SocketHandle socket) = 0;
   // The first IPv4 address of a host name in dotted form (gethostbyname), empty on failure. Starts
-  // and stops the sockets by itself. Names under ".invalid" fail without asking anybody: they exist
-  // nowhere by definition, and a machine without a network would wait many seconds for that answer.
+  // and stops the sockets by itself. Reserved names fail without asking anybody: they exist nowhere
+  // by definition, and a machine without a network would wait many seconds for that answer.
   virtual std::string ResolveHostName(const std::string& name) = 0;
 };
 
 SocketApi& SystemSockets();
 
 // True for four decimal numbers from 0 to 255 with dots between them, and nothing else.
-bool IsDottedAddress(const std::string& text);
+bool IsDottedAddress(std::string_view text);
+
+// True for names that no resolver is to be asked: those under ".invalid", empty ones, and ones with
+// a zero byte in them, of which the system would see the first part only.
+bool IsReservedHostName(std::string_view name);
 
 }  // namespace idcardreader::platform

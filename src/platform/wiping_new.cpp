@@ -6,7 +6,8 @@
 #include <cstdlib>
 #include <new>
 
-#include "platform/heap_block.h"
+#include "platform/process.h"
+#include "platform/wiping.h"
 
 namespace {
 
@@ -29,7 +30,8 @@ void* TryToAllocate(std::size_t size) noexcept {
 
 void Release(void* block) noexcept {
   if (block == nullptr) return;
-  idcardreader::platform::WipeHeapBlock(block);
+  using namespace idcardreader::platform;
+  Wipe(block, HeapBlockSize(block));
   std::free(block);
 }
 

@@ -8,9 +8,8 @@
 
 #include "platform/serial_port.h"
 #include "reader/card_notification.h"
-#include "support/console.h"
-#include "support/hex_text.h"
-#include "support/text_log.h"
+#include "support/logs.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

@@ -12,8 +12,8 @@
 #include "reader/reader_report.h"
 #include "reader/reader_thread.h"
 #include "reader/serial_line.h"
-#include "support/activity_log.h"
-#include "support/card_block.h"
+#include "support/card_read.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "support/hex_text.h"
-#include "support/text_log.h"
+#include "support/logs.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

@@ -5,7 +5,7 @@
 #include "platform/clock.h"
 #include "reader/reader_device.h"
 #include "reader/reader_line.h"
-#include "support/activity_log.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 

@@ -4,7 +4,7 @@
 
 #include "reader/reader_outcome.h"
 #include "reader/reader_report.h"
-#include "support/card_block.h"
+#include "support/card_read.h"
 
 namespace idcardreader {
 

@@ -2,6 +2,8 @@
 
 #include <mutex>
 
+#include "platform/wiping.h"
+
 namespace idcardreader {
 
 bool ReaderThread::Take(Turn& turn) {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "platform/mutex.h"
-#include "platform/thread.h"
+#include "platform/threads.h"
 
 namespace idcardreader {
 

@@ -7,7 +7,7 @@
 #include "platform/clock.h"
 #include "platform/serial_port.h"
 #include "reader/reader_line.h"
-#include "support/activity_log.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 

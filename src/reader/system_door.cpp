@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "platform/hidapi.h"
-#include "support/process_wide.h"
-#include "support/text_log.h"
+#include "platform/process_wide.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 namespace {
@@ -72,7 +72,7 @@ class SystemDoor : public ReaderDoor {
   std::optional<HidApi> hid;  // since the first use
 };
 
-ProcessWide<SystemDoor> systemDoor;
+platform::ProcessWide<SystemDoor> systemDoor;
 
 }  // namespace
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <initializer_list>
 
-#include "support/field_reader.h"
 #include "support/message_cipher.h"
+#include "support/message_fields.h"
 
 namespace idcardreader {
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "support/card_block.h"
+#include "support/card_read.h"
 
 namespace idcardreader {
 

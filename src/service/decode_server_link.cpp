@@ -6,9 +6,10 @@
 #include <utility>
 
 #include "platform/code_page.h"
+#include "platform/wiping.h"
+#include "support/logs.h"
 #include "support/status_codes.h"
-#include "support/text_log.h"
-#include "support/utf8.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

@@ -11,15 +11,14 @@
 #include "config/service_settings.h"
 #include "platform/clock.h"
 #include "platform/dynamic_library.h"
-#include "platform/event.h"
 #include "platform/mutex.h"
 #include "platform/socket.h"
-#include "platform/thread.h"
+#include "platform/threads.h"
 #include "service/exchange.h"
 #include "service/host_names.h"
 #include "service/socket_transport.h"
-#include "support/activity_log.h"
-#include "support/read_generation.h"
+#include "support/card_read.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 

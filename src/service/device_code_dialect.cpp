@@ -1,9 +1,8 @@
-#include "platform/never_destroyed.h"
+#include "platform/process_wide.h"
 #include "service/dialect.h"
-#include "support/field_reader.h"
-#include "support/gbk_text.h"
-#include "support/message_writer.h"
+#include "support/message_fields.h"
 #include "support/status_codes.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {
@@ -27,7 +26,6 @@ class DeviceCode final : public Dialect {
  public:
   bool NeedsLogin() const override { return false; }
   bool UploadsEverySector21() const override { return true; }
-  bool FrameFlag() const override { return true; }
 
   std::string UploadMessage(const ServiceSession& session, Upload upload,
                             BlockView plainBlock) const override {
@@ -82,7 +80,7 @@ class DeviceCode final : public Dialect {
 }  // namespace
 
 const Dialect& DeviceCodeDialect() {
-  static const platform::NeverDestroyed<DeviceCode> dialect;
+  static platform::ProcessWide<DeviceCode> dialect;
   return *dialect;
 }
 

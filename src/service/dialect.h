@@ -50,8 +50,6 @@ class Dialect {
   virtual bool NeedsLogin() const = 0;
   // Sector 21 goes out with its data also when the card has no fingerprint.
   virtual bool UploadsEverySector21() const = 0;
-  // The last argument of ParseIdentityContent.
-  virtual bool FrameFlag() const = 0;
 
   // For one send. A plain block goes out enciphered.
   virtual std::string UploadMessage(const ServiceSession& session, Upload upload,

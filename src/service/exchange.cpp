@@ -5,8 +5,8 @@
 
 #include "content/identity_content.h"
 #include "service/service_messages.h"
+#include "support/logs.h"
 #include "support/status_codes.h"
-#include "support/text_log.h"
 
 namespace idcardreader {
 namespace {
@@ -166,8 +166,8 @@ void Exchange::ReadContent() {
     return;
   }
   Write("ParseIDContent");
-  IdentityContent parsed = ParseIdentityContent(content.text, true, dialect.FrameFlag());
-  if (parsed.typeKnown) {
+  IdentityContent parsed = ParseIdentityContent(content.text);
+  if (parsed.type != CardType::unknown) {
     result.entries = std::move(parsed.entries);
     Write(parsed.type == CardType::resident ? "ParseIDContent End" : "ParseIDContent NEW End");
   } else {

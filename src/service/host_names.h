@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/clock.h"
-#include "platform/lone_thread.h"
 #include "platform/socket.h"
+#include "platform/threads.h"
 
 namespace idcardreader {
 

@@ -1,7 +1,6 @@
 #include "service/service_messages.h"
 
-#include "support/field_reader.h"
-#include "support/message_writer.h"
+#include "support/message_fields.h"
 
 namespace idcardreader {
 namespace {

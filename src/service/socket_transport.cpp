@@ -4,9 +4,8 @@
 #include <mutex>
 #include <utility>
 
-#include "support/console.h"
-#include "support/gbk_text.h"
-#include "support/text_log.h"
+#include "support/logs.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

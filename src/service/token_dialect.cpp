@@ -1,12 +1,11 @@
-#include "platform/never_destroyed.h"
+#include "platform/process_wide.h"
 #include "service/base64.h"
 #include "service/dialect.h"
 #include "service/inflate.h"
-#include "support/console.h"
-#include "support/field_reader.h"
-#include "support/gbk_text.h"
-#include "support/message_writer.h"
+#include "support/logs.h"
+#include "support/message_fields.h"
 #include "support/status_codes.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {
@@ -64,7 +63,6 @@ class Token final : public Dialect {
  public:
   bool NeedsLogin() const override { return true; }
   bool UploadsEverySector21() const override { return false; }
-  bool FrameFlag() const override { return false; }
 
   std::string UploadMessage(const ServiceSession& session, Upload upload,
                             BlockView plainBlock) const override {
@@ -123,7 +121,7 @@ class Token final : public Dialect {
 }  // namespace
 
 const Dialect& TokenDialect() {
-  static const platform::NeverDestroyed<Token> dialect;
+  static platform::ProcessWide<Token> dialect;
   return *dialect;
 }
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <string_view>
 
-#include "support/hex_text.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

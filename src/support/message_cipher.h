@@ -12,11 +12,6 @@ namespace idcardreader {
 // The one key of the service; keys are 16 bytes, used as they stand.
 inline constexpr std::string_view kMessageKey = "T5#qLm8!zWx&Rv2~";
 
-inline constexpr std::size_t kCipherBlockSize = 8;
-
-void EncipherBlock(std::string_view key, const std::uint8_t* plain, std::uint8_t* cipher);
-void DecipherBlock(std::string_view key, const std::uint8_t* cipher, std::uint8_t* plain);
-
 // The pad adds 1 to 8 bytes.
 constexpr std::int32_t EncipheredLength(std::int32_t plainLength) {
   return (plainLength / 8 + 1) * 8;

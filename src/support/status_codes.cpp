@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "support/gbk_text.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

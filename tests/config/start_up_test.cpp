@@ -15,8 +15,8 @@
 #include "platform/code_page.h"
 #include "platform/files.h"
 #include "support/captured_output.h"
-#include "support/console.h"
 #include "support/logged_lines.h"
+#include "support/logs.h"
 #include "support/temporary_folder.h"
 
 namespace idcardreader {

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "content/image_area.h"
+#include "support/bytes.h"
 
 namespace idcardreader {
 namespace {
@@ -21,17 +21,9 @@ std::string Array(const std::string& key, int count) {
   return text + "]";
 }
 
-std::vector<std::uint8_t> ArrayBytes(int first, int count) {
-  std::vector<std::uint8_t> bytes;
-  for (int index = first; index < first + count; ++index) {
-    bytes.push_back(static_cast<std::uint8_t>(index % 100));
-  }
-  return bytes;
-}
-
 const std::string kImage = Array("image", 1025);
 
-IdentityContent Parse(const std::string& text) { return ParseIdentityContent(text, true, false); }
+IdentityContent Parse(const std::string& text) { return ParseIdentityContent(text); }
 
 IdentityContent ParseCard(const std::string& type, const std::string& object,
                           const std::string& fields) {
@@ -53,16 +45,16 @@ TEST(IdentityContent, TakesTheFirstTypeWordOfTheListThatIsThere) {
                                               {R"({"type":"yjznewgat"})", 2},
                                               {R"({"type":"yjznewyjzold"})", 3},
                                               {R"({"type":"yjznew"})", 4},
-                                              {R"({"type":"ide"})", -1},
-                                              {R"({"type":"IDEN"})", -1},
-                                              {R"({"type":""})", -1},
-                                              {R"({"type":"iden)", -1},
-                                              {R"({"kind":"iden"})", -1},
-                                              {"x", -1}};
+                                              {R"({"type":"ide"})", 0},
+                                              {R"({"type":"IDEN"})", 0},
+                                              {R"({"type":""})", 0},
+                                              {R"({"type":"iden)", 0},
+                                              {R"({"kind":"iden"})", 0},
+                                              {"x", 0}};
   for (const auto& [text, type] : rows) {
     const IdentityContent content = Parse(text);
-    EXPECT_EQ(content.typeKnown ? static_cast<int>(content.type) : -1, type) << text;
-    EXPECT_EQ(content.entries.empty(), !content.typeKnown) << text;
+    EXPECT_EQ(static_cast<int>(content.type), type) << text;
+    EXPECT_EQ(content.entries.empty(), type == 0) << text;
   }
 }
 
@@ -80,14 +72,27 @@ TEST(IdentityContent, SearchesTheCardsObjectAloneUpToItsFirstBrace) {
   EXPECT_EQ(fields.count(29) + fields.count(50), 0U);
 }
 
-TEST(IdentityContent, WithoutAnAnswerHasNoType) {
-  const IdentityContent content =
-      ParseIdentityContent(R"({"type":"iden","id":"7",)" + kImage + "}", false, true);
-  const auto fields = Fields(content);
-  EXPECT_TRUE(content.typeKnown);
-  EXPECT_EQ(fields.at(32) + fields.at(50), "7Success");
-  EXPECT_EQ(fields.count(29), 1U);
-  EXPECT_EQ(fields.count(41) + fields.count(28), 0U);
+// Items, and the same without its spaces where they go.
+TEST(IdentityContent, KeepsOrDropsTheSpacesOfAText) {
+  const std::string numbers =
+      R"("id":"3 1","startDate":"20 20","endDate":" 20 30","birthday":"1 9",)";
+  const std::string others = R"("sex":" 男","issue":"公安 部 局 ","address":" 上 海",)";
+  std::map<int, std::string> expected = {{32, "3 1"},      {39, "20 20"},    {40, " 20 30"},
+                                         {38, "1 9"},      {37, Gbk(" 男")}, {34, Gbk("公安部局")},
+                                         {33, Gbk("上海")}};
+  const auto expect = [&](const std::string& type, const std::string& object,
+                          const std::string& own, const std::map<int, std::string>& ownItems) {
+    auto fields = Fields(ParseCard(type, object, own + numbers + others + R"("end":"")"));
+    for (const auto& [item, text] : ownItems) expected[item] = text;
+    for (const auto& [item, text] : expected) EXPECT_EQ(fields[item], text) << type << item;
+  };
+  expect("iden", "idCard", R"("name":"李 四","nation":" 汉",)",
+         {{35, Gbk("李四")}, {36, Gbk(" 汉")}});
+  expect("gat", "gatCard", R"("name":"李 四","nation":"x","passCheckId":"H 1",)",
+         {{36, ""}, {42, "H 1"}});
+  expect("yjznew", "yjzNewCard",
+         R"("nameChinese":"李 明","nameEnglish":"A B","nameEnglishAdd":" C D",)",
+         {{33, ""}, {35, Gbk("李明")}, {42, ""}, {43, "ABCD"}});
 }
 
 TEST(IdentityContent, SplitsTheNationalityAtItsFirstSlash) {
@@ -102,32 +107,17 @@ TEST(IdentityContent, SplitsTheNationalityAtItsFirstSlash) {
   EXPECT_EQ(split("USA"), "none");
 }
 
-TEST(ImageArea, HoldsAPhotoFrom1025ElementsOn) {
-  for (const int count : {0, 1023, 1024, 1025, 2330, 5000}) {
-    EXPECT_EQ(ReadPhotoBlock("{" + Array("image", count) + "}"),
-              ArrayBytes(0, count > 1024 ? 1024 : 0))
-        << count;
+TEST(IdentityContent, HasAPhotoFrom1025ElementsOn) {
+  for (const int count : {0, 1023, 1024, 1025, 5000}) {
+    const auto fields = Fields(ParseCard("iden", "idCard", Array("image", count)));
+    EXPECT_EQ(fields.count(29), count > 1024 ? 1U : 0U) << count;
+    EXPECT_EQ(fields.count(50), count > 1024 ? 1U : 0U) << count;
+    if (count > 1024) {
+      const std::string photo = fields.at(29);
+      EXPECT_EQ(photo.size(), 2048U);
+      EXPECT_EQ(photo.substr(0, 8) + photo.substr(2040), "0001020314151617");
+    }
   }
-  EXPECT_TRUE(ReadPhotoBlock("{}").empty());
-  EXPECT_EQ(Fields(ParseCard("iden", "idCard", Array("image", 1024))).count(50), 0U);
-}
-
-TEST(ImageArea, TakesARawFrameApart) {
-  for (const int count :
-       {0, 269, 270, 1293, 1294, 1295, 1806, 1807, 1808, 2318, 2319, 2320, 4000}) {
-    const CardBlocks blocks = ReadRawFrame("{" + Array("data", count) + "}");
-    const int fingerprint = count == 1807 ? 512 : (count == 2319 ? 1024 : 0);
-    EXPECT_EQ(blocks.text, ArrayBytes(14, count >= 270 ? 256 : 0)) << count;
-    EXPECT_EQ(blocks.photo, ArrayBytes(270, count >= 1294 ? 1024 : 0)) << count;
-    EXPECT_EQ(blocks.fingerprint, ArrayBytes(1294, fingerprint)) << count;
-  }
-  // Without a photo in it there is the image.
-  EXPECT_EQ(ReadRawFrame("{" + Array("data", 300) + "," + kImage + "}").photo, ArrayBytes(0, 1024));
-  // A missing frame counts as one of zeros.
-  const CardBlocks missing = ReadRawFrame("{" + kImage + "}");
-  EXPECT_EQ(missing.text, std::vector<std::uint8_t>(256));
-  EXPECT_EQ(missing.photo, std::vector<std::uint8_t>(1024));
-  EXPECT_TRUE(missing.fingerprint.empty());
 }
 
 }  // namespace

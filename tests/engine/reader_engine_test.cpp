@@ -11,10 +11,10 @@
 #include "reader/scripted_reader.h"
 #include "service/scripted_service.h"
 #include "support/eventually.h"
+#include "support/logs.h"
 #include "support/status_codes.h"
 #include "support/temporary_folder.h"
 #include "support/test_clock.h"
-#include "support/text_log.h"
 
 namespace idcardreader {
 namespace {

@@ -3,11 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #ifdef _WIN32
 #include <windows.h>
 
 #include <cstring>
-#include <utility>
 #else
 #include <fcntl.h>
 #include <pty.h>
@@ -32,58 +33,35 @@ constexpr const char* kMissingPort = "\\\\.\\COM250";
 constexpr const char* kMissingPort = "/dev/no-such-port";
 #endif
 
-TEST(SerialPortName, NamesThePortOfANumber) {
-  struct {
-    int number;
-    const char* configuredName;
-    const char* windows;
-    const char* elsewhere;
-  } const cases[] = {
-      {1, "", "\\\\.\\COM1", "/dev/ttyS0"},
-      {12, "", "\\\\.\\COM12", "/dev/ttyS11"},
-      {999, "COM3", "\\\\.\\COM999", "/dev/ttyS998"},
-      {2, "/dev/ttyUSB0", "\\\\.\\COM2", "/dev/ttyUSB0"},
-  };
-  for (const auto& [number, configuredName, windows, elsewhere] : cases) {
+TEST(SerialPortName, IsThatOfANumberOrTheConfiguredPath) {
 #ifdef _WIN32
-    const bool onWindows = true;
+  EXPECT_EQ(SerialPortName(12, "/dev/ttyUSB0"), "\\\\.\\COM12");
 #else
-    const bool onWindows = false;
+  EXPECT_EQ(SerialPortName(12, "COM3"), "/dev/ttyS11");
+  EXPECT_EQ(SerialPortName(2, "/dev/ttyUSB0"), "/dev/ttyUSB0");
 #endif
-    EXPECT_EQ(SerialPortName(number, configuredName), onWindows ? windows : elsewhere);
-  }
 }
 
-TEST(ComAccess, TellsWhyAPortFails) {
+TEST(ComAccess, TellsWhyAPortDoesNotOpen) {
   ComAccess port;
-  std::uint8_t byte = 0;
   EXPECT_EQ(port.LastErrorText(), "");
   EXPECT_FALSE(port.Open(kMissingPort, 115200));
   EXPECT_THAT(port.LastErrorText(),
               StartsWith("\nOpen(): CreateFile() failed, invalid handle value: (2) "));
   EXPECT_EQ(port.LastErrorText().back(), '\n');
-  EXPECT_EQ(port.ReadData(&byte, 0, 1000), 0);
-  EXPECT_EQ(port.WriteData(&byte, 0), 0);
-  EXPECT_EQ(port.ReadData(&byte, 1, 1000), -1);
-  EXPECT_THAT(port.LastErrorText(), StartsWith("\nReadData(): SetCommMask() failed: ("));
-  EXPECT_EQ(port.WriteData(&byte, 1), -1);
-  EXPECT_THAT(port.LastErrorText(), StartsWith("\nWriteData(): WriteFile() failed: ("));
 }
 
 #ifdef _WIN32
 
-// A driver of the test's own behind the system's functions, for the port with this name.
+// A driver of the test's own in place of the system's functions, which knows the port with this name.
 constexpr char kScriptedPort[] = "\\\\.\\scripted port";
 
 struct ScriptedDriver {
-  HANDLE port = INVALID_HANDLE_VALUE;  // any handle once it is open
-  int keptEvents = 0;                  // of bytes that were taken before
-  std::string arriving;                // by the next wait behind these
-  bool endsNoWait = false;
+  int keptEvents = 0;    // of bytes that were taken before
+  std::string arriving;  // by the next wait behind these
   std::string queue;
   OVERLAPPED* waiting = nullptr;
   DWORD* waitingFor = nullptr;
-  int calls = 0;  // that begin or end something
 
   void EndWait() {
     *waitingFor = EV_RXCHAR;
@@ -94,39 +72,20 @@ struct ScriptedDriver {
 };
 ScriptedDriver driver;
 
-template <typename Function>
-Function* OfTheSystem(const char* name) {
-  return reinterpret_cast<Function*>(
-      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32"), name)));
-}
-#define SYSTEM(name) OfTheSystem<decltype(name)>(#name)
-
-HANDLE WINAPI Create(const char* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
-                     DWORD creation, DWORD flags, HANDLE pattern) {
-  if (std::strcmp(name, kScriptedPort) != 0) {
-    return SYSTEM(CreateFileA)(name, access, share, security, creation, flags, pattern);
-  }
-  return driver.port = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+HANDLE WINAPI Create(const char* name, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD, HANDLE) {
+  SetLastError(ERROR_FILE_NOT_FOUND);
+  return std::strcmp(name, kScriptedPort) == 0 ? CreateEventA(nullptr, TRUE, FALSE, nullptr)
+                                               : INVALID_HANDLE_VALUE;
 }
 
-BOOL WINAPI GetState(HANDLE port, DCB* line) {
-  return port == driver.port ? TRUE : SYSTEM(GetCommState)(port, line);
-}
+BOOL WINAPI TakeState(HANDLE, DCB*) { return TRUE; }
 
-BOOL WINAPI SetState(HANDLE port, DCB* line) {
-  return port == driver.port ? TRUE : SYSTEM(SetCommState)(port, line);
-}
-
-BOOL WINAPI SetMask(HANDLE port, DWORD mask) {
-  if (port != driver.port) return SYSTEM(SetCommMask)(port, mask);
-  ++driver.calls;
-  if (mask == 0 && driver.waiting != nullptr && !driver.endsNoWait) driver.EndWait();
+BOOL WINAPI SetMask(HANDLE, DWORD mask) {
+  if (mask == 0 && driver.waiting != nullptr) driver.EndWait();
   return TRUE;
 }
 
-BOOL WINAPI WaitForEvent(HANDLE port, DWORD* mask, OVERLAPPED* record) {
-  if (port != driver.port) return SYSTEM(WaitCommEvent)(port, mask, record);
-  ++driver.calls;
+BOOL WINAPI WaitForEvent(HANDLE, DWORD* mask, OVERLAPPED* record) {
   driver.waiting = record;
   driver.waitingFor = mask;
   const bool kept = driver.keptEvents-- > 0;
@@ -140,15 +99,12 @@ BOOL WINAPI WaitForEvent(HANDLE port, DWORD* mask, OVERLAPPED* record) {
   return FALSE;
 }
 
-BOOL WINAPI ClearError(HANDLE port, DWORD* errors, COMSTAT* status) {
-  if (port != driver.port) return SYSTEM(ClearCommError)(port, errors, status);
+BOOL WINAPI ClearError(HANDLE, DWORD*, COMSTAT* status) {
   status->cbInQue = static_cast<DWORD>(driver.queue.size());
   return TRUE;
 }
 
-BOOL WINAPI ReadPort(HANDLE port, void* buffer, DWORD room, DWORD* count, OVERLAPPED* record) {
-  if (port != driver.port) return SYSTEM(ReadFile)(port, buffer, room, count, record);
-  ++driver.calls;
+BOOL WINAPI ReadPort(HANDLE, void* buffer, DWORD room, DWORD*, OVERLAPPED* record) {
   record->Internal = 0;
   record->InternalHigh = driver.queue.copy(static_cast<char*>(buffer), room);
   driver.queue.erase(0, record->InternalHigh);
@@ -164,8 +120,8 @@ extern "C" {
   extern decltype(&name) __imp_##name; \
   decltype(&name) __imp_##name = &idcardreader::platform::own;
 IN_PLACE_OF(CreateFileA, Create)
-IN_PLACE_OF(GetCommState, GetState)
-IN_PLACE_OF(SetCommState, SetState)
+IN_PLACE_OF(GetCommState, TakeState)
+IN_PLACE_OF(SetCommState, TakeState)
 IN_PLACE_OF(SetCommMask, SetMask)
 IN_PLACE_OF(WaitCommEvent, WaitForEvent)
 IN_PLACE_OF(ClearCommError, ClearError)
@@ -176,47 +132,16 @@ IN_PLACE_OF(ReadFile, ReadPort)
 namespace idcardreader::platform {
 namespace {
 
-class ScriptedPortTest : public testing::Test {
- protected:
-  void SetUp() override {
-    driver = {};
-    ASSERT_TRUE(port.Open(kScriptedPort, 57600)) << port.LastErrorText();
-  }
-
-  std::string Read(std::uint32_t timeoutMs) {
-    std::uint8_t buffer[64];
-    const std::int32_t count = port.ReadData(buffer, sizeof buffer, timeoutMs);
-    return count < 0 ? "failed" : std::string(buffer, buffer + count);
-  }
-
+TEST(ScriptedPort, TheEventOfBytesThatWereTakenEndsNoRead) {
   ComAccess port;
-};
-
-TEST_F(ScriptedPortTest, TheEventOfBytesThatWereTakenEndsNoRead) {
+  ASSERT_TRUE(port.Open(kScriptedPort, 57600)) << port.LastErrorText();
   driver.keptEvents = 2;
   driver.arriving = "answer";
-  EXPECT_EQ(Read(60'000), "answer");
+  std::uint8_t buffer[64];
+  ASSERT_EQ(port.ReadData(buffer, sizeof buffer, 60'000), 6);
+  EXPECT_EQ(std::string(buffer, buffer + 6), "answer");
   driver.keptEvents = 1;
-  EXPECT_EQ(Read(50), "failed");
-  EXPECT_EQ(port.LastErrorText(), "\nError ReadData(): No EV_RXCHAR occured");
-}
-
-TEST_F(ScriptedPortTest, AWaitThatCannotBeEndedKeepsItsRecordAndTheLineFails) {
-  driver.endsNoWait = true;
-  EXPECT_EQ(Read(10), "failed");
-  ASSERT_NE(driver.waiting, nullptr);
-  const OVERLAPPED record = *driver.waiting;
-  const int calls = driver.calls;
-  const std::uint8_t byte = 0;
-  EXPECT_EQ(Read(10), "failed");
-  EXPECT_EQ(std::memcmp(driver.waiting, &record, sizeof record), 0);
-  EXPECT_EQ(port.WriteData(&byte, 1), -1);
-  EXPECT_EQ(std::memcmp(driver.waiting, &record, sizeof record), 0);
-  EXPECT_EQ(driver.calls, calls);
-  ASSERT_TRUE(port.Open(kScriptedPort, 57600));
-  driver.EndWait();
-  driver.arriving = "answer";
-  EXPECT_EQ(Read(60'000), "answer");
+  EXPECT_EQ(port.ReadData(buffer, sizeof buffer, 50), -1);
 }
 
 #else
@@ -237,28 +162,12 @@ class SerialTerminalTest : public testing::Test {
   }
   ~SerialTerminalTest() override {
     close(keeper);
-    if (device >= 0) close(device);
+    close(device);
   }
 
  protected:
   void DeviceSends(const std::string& bytes) const {
     ASSERT_EQ(write(device, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-  }
-
-  std::string DeviceReceives(std::size_t count) const {
-    std::string bytes;
-    std::array<char, 256> buffer{};
-    while (bytes.size() < count) {
-      const ssize_t taken = read(device, buffer.data(), buffer.size());
-      if (taken <= 0) break;
-      bytes.append(buffer.data(), static_cast<std::size_t>(taken));
-    }
-    return bytes;
-  }
-
-  void DeviceIsUnplugged() {
-    close(device);
-    device = -1;
   }
 
   std::string Read(std::uint32_t maximum, std::uint32_t timeoutMs) {
@@ -279,9 +188,14 @@ class SerialTerminalTest : public testing::Test {
 };
 
 TEST_F(SerialTerminalTest, SetsTheLineToEightBitsAndChangesNoByte) {
+  termios line{};
   for (const auto& [baud, code] : {std::pair(57600u, B57600), std::pair(115200u, B115200)}) {
+    // As somebody else may have left it.
+    ASSERT_EQ(tcgetattr(keeper, &line), 0);
+    line.c_cflag = (line.c_cflag & ~static_cast<tcflag_t>(CSIZE)) | CS7 | CSTOPB | PARENB;
+    line.c_iflag |= ISTRIP | ICRNL | IXON;
+    ASSERT_EQ(tcsetattr(keeper, TCSANOW, &line), 0);
     ASSERT_TRUE(port.Open(name, baud)) << port.LastErrorText();
-    termios line{};
     EXPECT_EQ(tcgetattr(keeper, &line), 0);
     EXPECT_EQ(cfgetispeed(&line), static_cast<speed_t>(code));
     EXPECT_EQ(cfgetospeed(&line), static_cast<speed_t>(code));
@@ -291,13 +205,16 @@ TEST_F(SerialTerminalTest, SetsTheLineToEightBitsAndChangesNoByte) {
   std::string all;
   for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
   EXPECT_EQ(Write(all), 256);
-  EXPECT_EQ(DeviceReceives(256), all);
+  std::array<char, 256> taken{};
+  ssize_t count = 0;
+  for (std::string left = all; !left.empty(); left.erase(0, static_cast<std::size_t>(count))) {
+    count = read(device, taken.data(), taken.size());
+    ASSERT_TRUE(count > 0 && left.starts_with(std::string(taken.data(), taken.data() + count)));
+  }
   DeviceSends(all);
   std::string received;
-  while (received.size() < all.size()) {
-    const std::string piece = Read(1024, 1000);
-    ASSERT_NE(piece, "failed");
-    received += piece;
+  for (std::string piece; received.size() < all.size() && piece != "failed"; received += piece) {
+    piece = Read(1024, 10'000);
   }
   EXPECT_EQ(received, all);
 }
@@ -327,28 +244,17 @@ TEST_F(SerialTerminalTest, HasOneOwnerAtATimeAndNoHeirs) {
   EXPECT_EQ(Read(64, 0), "failed") << "what came before is dropped";
 }
 
-TEST_F(SerialTerminalTest, ASilentLineEndsAReadAfterItsTimeOut) {
-  for (const std::uint32_t baud : {57600u, 115200u}) {
-    ASSERT_TRUE(port.Open(name, baud));
-    const auto start = steady_clock::now();
-    EXPECT_EQ(Read(64, 100), "failed");
-    const auto taken = steady_clock::now() - start;
-    EXPECT_GE(taken, milliseconds(99));
-    EXPECT_LT(taken, milliseconds(1000));
-    EXPECT_EQ(port.LastErrorText(), "\nError ReadData(): No EV_RXCHAR occured");
-  }
-}
-
 TEST_F(SerialTerminalTest, AReadTakesWhatIsThereButNoMoreThanItsRoom) {
   for (const std::uint32_t baud : {57600u, 115200u}) {
     ASSERT_TRUE(port.Open(name, baud));
     const auto start = steady_clock::now();
-    std::thread sender([&] { DeviceSends("abcdef"); });
+    EXPECT_EQ(Read(64, 100), "failed") << "a silent line";
+    EXPECT_GE(steady_clock::now() - start, milliseconds(99));
+    DeviceSends("abcdef");
     EXPECT_EQ(Read(4, 60'000), "abcd");
     // Even at the rate at which reads gather, they end when nothing follows at once.
     EXPECT_EQ(Read(1024, 60'000), "ef");
-    EXPECT_LT(steady_clock::now() - start, milliseconds(5000));
-    sender.join();
+    EXPECT_LT(steady_clock::now() - start, milliseconds(30'000));
   }
   // What comes while a read gathers may be more than is left of its room.
   std::thread sender([&] {
@@ -375,23 +281,16 @@ TEST_F(SerialTerminalTest, AnUnpluggedLineEndsAWaitingReadAndFailsAtOnce) {
   });
   while (!first) std::this_thread::yield();
   const auto start = steady_clock::now();
-  DeviceIsUnplugged();
+  close(std::exchange(device, -1));
   reader.join();
   EXPECT_EQ(second, "failed");
   EXPECT_EQ(Read(64, 60'000), "failed");
-  constexpr char kGone[] = "\nWriteData(): GetOverlappedResult() failed: (5) ";
-  EXPECT_THAT(port.LastErrorText(), StartsWith(kGone));
   EXPECT_EQ(Write("x"), -1);
-  EXPECT_THAT(port.LastErrorText(), StartsWith(kGone));
-  EXPECT_LT(steady_clock::now() - start, milliseconds(5000));
+  EXPECT_LT(steady_clock::now() - start, milliseconds(30'000));
 }
 
 TEST_F(SerialTerminalTest, AWriteToALineThatTakesNothingEnds) {
-  struct {
-    std::uint32_t baud;
-    bool failsAsAWhole;
-  } const cases[] = {{115200, true}, {57600, false}};
-  for (const auto& [baud, failsAsAWhole] : cases) {
+  for (const auto& [baud, result] : {std::pair(115200u, -1), std::pair(57600u, 0)}) {
     ASSERT_TRUE(port.Open(name, baud));
     std::int32_t written = 1;
     auto start = steady_clock::now();
@@ -399,12 +298,8 @@ TEST_F(SerialTerminalTest, AWriteToALineThatTakesNothingEnds) {
       start = steady_clock::now();
       written = Write("x");
     }
-    EXPECT_LT(steady_clock::now() - start, milliseconds(4000));
-    EXPECT_EQ(written, failsAsAWhole ? -1 : 0);
-    if (failsAsAWhole) {
-      EXPECT_THAT(port.LastErrorText(),
-                  StartsWith("\nWriteData(): GetOverlappedResult() failed: (110) "));
-    }
+    EXPECT_LT(steady_clock::now() - start, milliseconds(20'000));
+    EXPECT_EQ(written, result);
   }
 }
 

@@ -10,7 +10,10 @@
 #include <thread>
 #include <vector>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #endif
@@ -40,11 +43,6 @@ class SocketTest : public testing::Test {
     return handle;
   }
 
-  void CloseNow(SocketHandle handle) {
-    std::erase(created, handle);
-    api.Close(handle);
-  }
-
   bool ConnectWithLimit(SocketHandle handle, std::uint16_t port,
                         const char* address = "127.0.0.1") {
     EXPECT_TRUE(api.SetNonBlocking(handle, true));
@@ -61,23 +59,10 @@ class SocketTest : public testing::Test {
     return handle;
   }
 
-  std::string ReceiveOnce(SocketHandle handle) {
-    char buffer[256];
-    const int count = api.Receive(handle, buffer, sizeof buffer);
-    return count > 0 ? std::string(buffer, static_cast<std::size_t>(count)) : std::string();
-  }
-
   SocketApi& api = SystemSockets();
   LoopbackPeer peer;
   std::vector<SocketHandle> created;
 };
-
-TEST_F(SocketTest, ABlockingConnectTellsTheResultItself) {
-  const SocketHandle handle = Create();
-  EXPECT_TRUE(api.Connect(handle, "127.0.0.1", peer.Port()));
-  EXPECT_EQ(api.WaitWritable(handle, 1000), 1);
-  EXPECT_EQ(api.PendingError(handle), 0);
-}
 
 TEST_F(SocketTest, NothingButAConnectionIsTakenForOne) {
   const std::uint16_t port = peer.Port();
@@ -88,69 +73,6 @@ TEST_F(SocketTest, NothingButAConnectionIsTakenForOne) {
   EXPECT_FALSE(ConnectWithLimit(Create(), port, "255.255.255.255"));
   peer.StopListening();
   EXPECT_FALSE(ConnectWithLimit(Create(), port));
-  EXPECT_FALSE(api.Connect(Create(), "127.0.0.1", port));
-}
-
-TEST_F(SocketTest, AReceiveEndsWithItsTimeOutItsRoomOrItsPeer) {
-  const SocketHandle handle = Connected();
-  api.SetTimeouts(handle, 120);
-  char buffer[4] = {};
-  const auto start = steady_clock::now();
-  EXPECT_LT(api.Receive(handle, buffer, 3), 0);
-  const auto taken = steady_clock::now() - start;
-  EXPECT_GE(taken, milliseconds(100));
-  EXPECT_LT(taken, milliseconds(5000));
-  peer.Send("abcdef");
-  EXPECT_EQ(api.Receive(handle, buffer, 3), 3);
-  EXPECT_EQ(std::string(buffer), "abc");
-  EXPECT_EQ(ReceiveOnce(handle), "def");
-  peer.Close();
-  EXPECT_EQ(api.Receive(handle, buffer, 3), 0);
-}
-
-TEST_F(SocketTest, SendingToAPeerThatIsGoneFailsAndEndsNothing) {
-  const SocketHandle handle = Connected();
-  peer.Close();
-  const std::string block(1000, 'x');
-  int sent = 1;
-  for (int i = 0; i < 1000 && sent > 0; ++i) sent = api.Send(handle, block.data(), block.size());
-  EXPECT_LT(sent, 0);
-}
-
-TEST_F(SocketTest, ASendTakesAllOfALongMessage) {
-  const SocketHandle handle = Connected();
-  const std::string message(4'000'000, 'm');
-  std::string received;
-  std::thread reader([&] { received = peer.Receive(message.size()); });
-  EXPECT_EQ(api.Send(handle, message.data(), message.size()), static_cast<int>(message.size()));
-  reader.join();
-  EXPECT_EQ(received, message);
-}
-
-TEST_F(SocketTest, ShutdownEndsATransferOfAnotherThread) {
-  SocketHandle handle = Connected();
-  std::string second = "not yet";
-  std::thread receiver([&] {
-    if (ReceiveOnce(handle) == "1") api.Send(handle, "1", 1);
-    second = ReceiveOnce(handle);
-  });
-  peer.Send("1");
-  EXPECT_EQ(peer.Receive(1), "1");
-  // The receiver is in its second receive now, or about to enter it; either has to end.
-  api.Shutdown(handle);
-  receiver.join();
-  EXPECT_EQ(second, "");
-  peer.Close();
-
-  handle = Connected();
-  const std::string tooMuch(1'000'000, 'x');
-  std::thread sender([&] {
-    while (api.Send(handle, tooMuch.data(), tooMuch.size()) > 0) {
-    }
-  });
-  peer.Receive(1'000'000);  // it is under way
-  api.Shutdown(handle);
-  sender.join();
 }
 
 TEST_F(SocketTest, WithoutLingeringACloseGivesUpWhatThePeerHasNotTaken) {
@@ -161,7 +83,8 @@ TEST_F(SocketTest, WithoutLingeringACloseGivesUpWhatThePeerHasNotTaken) {
   while (api.Send(handle, block.data(), block.size()) > 0) {
   }
   const auto start = steady_clock::now();
-  CloseNow(handle);
+  created.pop_back();
+  api.Close(handle);
   EXPECT_LT(steady_clock::now() - start, milliseconds(1000));
   asio::error_code end;
   peer.ReceiveToEnd(end);
@@ -181,23 +104,32 @@ TEST_F(SocketTest, ManyOpenHandlesAreNoHindrance) {
 #endif
   while (created.size() < 1100) Create();
   const SocketHandle handle = Connected();
-  peer.Send("still here");
-  EXPECT_EQ(ReceiveOnce(handle), "still here");
+  peer.Send("here");
+  char received[4];
+  EXPECT_EQ(api.Receive(handle, received, sizeof received), 4);
 }
 
-TEST_F(SocketTest, AFreeStandardStreamIsNotTakenForASocket) {
-#ifndef _WIN32
-  constexpr SocketHandle kLastStream = STDERR_FILENO;
+bool IsInherited(SocketHandle handle) {
+#ifdef _WIN32
+  DWORD flags = HANDLE_FLAG_INHERIT;
+  GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags);
+  return (flags & HANDLE_FLAG_INHERIT) != 0;
+#else
+  return (fcntl(static_cast<int>(handle), F_GETFD) & FD_CLOEXEC) == 0;
+#endif
+}
+
+TEST_F(SocketTest, IsNoChildsAndNoFreeStandardStream) {
+  EXPECT_FALSE(IsInherited(Create()));
+#ifndef _WIN32  // where the streams have numbers of this kind
   const int saved = dup(STDIN_FILENO);
   close(STDIN_FILENO);
   const SocketHandle handle = Create();
   dup2(saved, STDIN_FILENO);
   close(saved);
-#else
-  constexpr SocketHandle kLastStream = 0;  // here the streams have no numbers of this kind
-  const SocketHandle handle = Create();
+  EXPECT_GT(handle, STDERR_FILENO);
+  EXPECT_FALSE(IsInherited(handle));
 #endif
-  EXPECT_GT(handle, kLastStream);
 }
 
 TEST(ResolveHostName, YieldsTheFirstAddressAndAsksNobodyForNamesThatCannotExist) {
@@ -212,13 +144,12 @@ TEST(ResolveHostName, YieldsTheFirstAddressAndAsksNobodyForNamesThatCannotExist)
 }
 
 TEST(IsDottedAddress, TakesFourNumbersUpTo255) {
-  for (const char* text : {"0.0.0.0", "127.0.0.1", "255.255.255.255", "10.20.30.40"}) {
+  for (const char* text : {"0.0.0.0", "255.255.255.255", "10.200.30.4"}) {
     EXPECT_TRUE(IsDottedAddress(text)) << text;
   }
   for (const std::string& text :
-       {""s, "1.2.3"s, "1.2.3.4.5"s, "1.2.3."s, ".1.2.3"s, "1..2.3"s, "256.1.1.1"s, "1.2.3.1000"s,
-        "1.2.3.4 "s, " 1.2.3.4"s, "1.2.3.4\0"s, "a.b.c.d"s, "1.2.3.4:80"s, "+1.2.3.4"s,
-        "010.2.3.4"s, "4294967295"s, "99999999999999999999.1.1.1"s}) {
+       {""s, "1.2.3"s, "1.2.3.4.5"s, "1.2.3."s, "1..2.3"s, "256.1.1.1"s, "1.2.3.1000"s, "1.2.3.4 "s,
+        "1.2.3.4\0"s, "+1.2.3.4"s, "010.2.3.4"s}) {
     EXPECT_FALSE(IsDottedAddress(text)) << text;
   }
 }

@@ -15,7 +15,7 @@
 #include "platform/mutex.h"
 #include "reader/reader_device.h"
 #include "support/bytes.h"
-#include "support/hex_text.h"
+#include "support/text.h"
 
 namespace idcardreader {
 

@@ -8,7 +8,7 @@
 #include "service/service_messages.h"
 #include "service/wire_samples.h"
 #include "support/bytes.h"
-#include "support/hex_text.h"
+#include "support/text.h"
 #include "support/throwing_hard_stop.h"
 
 namespace idcardreader {

@@ -13,9 +13,9 @@
 #include "service/wire_samples.h"
 #include "support/bytes.h"
 #include "support/eventually.h"
-#include "support/hex_text.h"
 #include "support/logged_lines.h"
 #include "support/test_clock.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

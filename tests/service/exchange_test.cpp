@@ -11,9 +11,9 @@
 #include "service/wire_samples.h"
 #include "support/bytes.h"
 #include "support/captured_output.h"
-#include "support/hex_text.h"
 #include "support/logged_lines.h"
 #include "support/test_clock.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/event.h"
 #include "platform/mutex.h"
 #include "platform/socket.h"
+#include "platform/threads.h"
 #include "support/eventually.h"
 
 namespace idcardreader {

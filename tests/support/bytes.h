@@ -11,15 +11,11 @@ namespace idcardreader {
 
 // Bytes written as hexadecimal digits, "bb A2".
 inline std::vector<std::uint8_t> Bytes(std::string_view hex) {
+  std::string digits(hex);
+  std::erase(digits, ' ');
   std::vector<std::uint8_t> bytes;
-  std::string pair;
-  for (const char digit : hex) {
-    if (digit == ' ') continue;
-    pair.push_back(digit);
-    if (pair.size() == 2) {
-      bytes.push_back(static_cast<std::uint8_t>(std::stoul(pair, nullptr, 16)));
-      pair.clear();
-    }
+  for (std::size_t index = 0; index < digits.size(); index += 2) {
+    bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(index, 2), nullptr, 16)));
   }
   return bytes;
 }

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "support/console.h"
+#include "support/logs.h"
 #include "support/redirected_output.h"
 
 namespace idcardreader {

@@ -40,13 +40,6 @@ class TemporaryFolder {
   void Write(const char* name, std::string_view bytes) const {
     std::ofstream(path / name, std::ios::binary) << bytes;
   }
-  std::vector<std::string> Names() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(path)) {
-      names.push_back(entry.path().filename().string());
-    }
-    return names;
-  }
 
   const std::filesystem::path path;
 };

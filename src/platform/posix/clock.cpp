@@ -1,22 +1,23 @@
 #include "platform/clock.h"
 
-#include <errno.h>
 #include <time.h>
 
-#include "platform/never_destroyed.h"
-#include "platform/posix/deadline.h"
+#include <chrono>
+#include <thread>
+
+#include "platform/process_wide.h"
 
 namespace idcardreader::platform {
 
 namespace {
 
+using std::chrono::milliseconds;
+
 class PosixClock : public Clock {
  public:
   std::uint32_t TickCount() override {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<std::uint32_t>(static_cast<std::uint64_t>(now.tv_sec) * 1000u +
-                                      static_cast<std::uint64_t>(now.tv_nsec) / 1'000'000u);
+    const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint32_t>(std::chrono::floor<milliseconds>(sinceStart).count());
   }
 
   LocalTime Now() override {
@@ -33,18 +34,16 @@ class PosixClock : public Clock {
             static_cast<int>(now.tv_nsec / 1'000'000)};
   }
 
-  void Sleep(std::uint32_t milliseconds) override {
-    const timespec end = DeadlineAfter(std::chrono::milliseconds(milliseconds));
-    // To a moment, not for a duration: signals that interrupt the sleep cannot stretch it.
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
-    }
+  // A signal does not cut it short.
+  void Sleep(std::uint32_t duration) override {
+    std::this_thread::sleep_for(milliseconds(duration));
   }
 };
 
 }  // namespace
 
 Clock& SystemClock() {
-  static const NeverDestroyed<PosixClock> clock;
+  static ProcessWide<PosixClock> clock;
   return *clock;
 }
 

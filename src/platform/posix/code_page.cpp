@@ -34,12 +34,6 @@ constexpr char16_t kChart[] =
     ;
 static_assert(sizeof(kChart) / sizeof(char16_t) == kCells + 1);
 
-constexpr bool IsLead(unsigned byte) { return byte >= kFirstLead && byte <= kLastLead; }
-
-constexpr bool IsTrail(unsigned byte) {
-  return byte >= kFirstTrail && byte <= kLastTrail && byte != kNoTrail;
-}
-
 constexpr std::size_t CellIndex(unsigned lead, unsigned trail) {
   return (lead - kFirstLead) * kCellsPerLead + trail - kFirstTrail - (trail > kNoTrail ? 1 : 0);
 }
@@ -94,28 +88,10 @@ constexpr Tables kTables = MakeTables();
 constexpr bool IsHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 constexpr bool IsLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
 
-// How many bytes are to follow a first byte of UTF-8; 0 for a byte that begins nothing.
-constexpr std::size_t ContinuationsAfter(unsigned char lead) {
-  if (lead < 0xC2 || lead > 0xF4) return 0;
-  return lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-}
-
-constexpr bool IsContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
-
 // Shuts out overlong forms, surrogates and what lies above U+10FFFF.
 constexpr bool SecondByteFits(unsigned char lead, unsigned char second) {
-  switch (lead) {
-    case 0xE0:
-      return second >= 0xA0;
-    case 0xED:
-      return second < 0xA0;
-    case 0xF0:
-      return second >= 0x90;
-    case 0xF4:
-      return second < 0x90;
-    default:
-      return true;
-  }
+  return (lead != 0xE0 || second >= 0xA0) && (lead != 0xED || second < 0xA0) &&
+         (lead != 0xF0 || second >= 0x90) && (lead != 0xF4 || second < 0x90);
 }
 
 struct Utf8Character {
@@ -129,62 +105,47 @@ struct Utf8Character {
 Utf8Character DecodeUtf8(std::string_view text) {
   const auto lead = static_cast<unsigned char>(text[0]);
   if (lead < 0x80) return {lead, 1};
-  const std::size_t continuations = ContinuationsAfter(lead);
-  if (continuations == 0) return {kReplacement, 1};
+  if (lead < 0xC2 || lead > 0xF4) return {kReplacement, 1};
+  const std::size_t continuations = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
   if (text.size() <= continuations) return {kReplacement, text.size()};
   char32_t point = lead & (0x3Fu >> continuations);
   for (std::size_t i = 1; i <= continuations; ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
-    if (!IsContinuation(byte)) return {kReplacement, i};
+    if ((byte & 0xC0) != 0x80) return {kReplacement, i};
     if (i == 1 && !SecondByteFits(lead, byte)) return {kReplacement, 2};
     point = point << 6 | (byte & 0x3Fu);
   }
   return {point, continuations + 1};
 }
 
-// Writes what one character needs and yields the place behind it.
-char16_t* PutUtf16(char16_t* to, char32_t point) {
-  if (point < 0x10000) {
-    *to++ = static_cast<char16_t>(point);
-  } else {
-    *to++ = static_cast<char16_t>(0xD7C0 + (point >> 10));
-    *to++ = static_cast<char16_t>(0xDC00 + (point & 0x3FF));
-  }
-  return to;
-}
-
 void AppendUtf8(std::string& text, char32_t point) {
-  const auto tail = [point](int shift) {
-    return static_cast<char>(0x80 | (point >> shift & 0x3F));
-  };
   if (point < 0x80) {
     text += static_cast<char>(point);
-  } else if (point < 0x800) {
-    text += static_cast<char>(0xC0 | point >> 6);
-    text += tail(0);
-  } else if (point < 0x10000) {
-    text += static_cast<char>(0xE0 | point >> 12);
-    text += tail(6);
-    text += tail(0);
-  } else {
-    text += static_cast<char>(0xF0 | point >> 18);
-    text += tail(12);
-    text += tail(6);
-    text += tail(0);
+    return;
+  }
+  // The first byte tells by its highest bits how many follow, each with six bits of the character.
+  const int following = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
+  text += static_cast<char>((0xFF00 >> (following + 1)) | point >> (6 * following));
+  for (int left = following - 1; left >= 0; --left) {
+    text += static_cast<char>(0x80 | (point >> (6 * left) & 0x3F));
   }
 }
 
 }  // namespace
 
 std::u16string Utf8ToUtf16(std::string_view utf8) {
-  std::u16string text(utf8.size(), u'\0');  // no byte yields more than one unit
-  char16_t* end = text.data();
+  std::u16string text;
+  text.reserve(utf8.size());  // no byte yields more than one unit
   while (!utf8.empty()) {
     const Utf8Character character = DecodeUtf8(utf8);
-    end = PutUtf16(end, character.point);
+    if (character.point < 0x10000) {
+      text += static_cast<char16_t>(character.point);
+    } else {
+      text += static_cast<char16_t>(0xD7C0 + (character.point >> 10));
+      text += static_cast<char16_t>(0xDC00 + (character.point & 0x3FF));
+    }
     utf8.remove_prefix(character.length);
   }
-  text.resize(static_cast<std::size_t>(end - text.data()));
   return text;
 }
 
@@ -206,37 +167,36 @@ std::string Utf16ToUtf8(std::u16string_view utf16) {
 }
 
 std::string Utf16ToGbk(std::u16string_view utf16) {
-  std::string text(utf16.size() * 2, '\0');
-  char* end = text.data();
+  std::string text;
+  text.reserve(utf16.size() * 2);
   for (const char16_t unit : utf16) {
     const std::uint16_t code = kTables.codes[unit];
-    if (code > 0xFF) *end++ = static_cast<char>(code >> 8);
-    *end++ = code == 0 && unit != 0 ? kUnknown : static_cast<char>(code & 0xFF);
+    if (code > 0xFF) text += static_cast<char>(code >> 8);
+    text += code == 0 && unit != 0 ? kUnknown : static_cast<char>(code & 0xFF);
   }
-  text.resize(static_cast<std::size_t>(end - text.data()));
   return text;
 }
 
 std::u16string GbkToUtf16(std::string_view gbk) {
-  std::u16string text(gbk.size(), u'\0');
-  char16_t* end = text.data();
+  std::u16string text;
+  text.reserve(gbk.size());
   for (std::size_t i = 0; i < gbk.size(); ++i) {
     const auto byte = static_cast<unsigned char>(gbk[i]);
     if (byte == kEuroByte) {
-      *end++ = kEuro;
+      text += kEuro;
     } else if (byte == kLastByte) {
-      *end++ = kLastByteCharacter;
-    } else if (!IsLead(byte)) {
-      *end++ = byte;
+      text += kLastByteCharacter;
+    } else if (byte < kFirstLead) {
+      text += byte;
     } else if (i + 1 < gbk.size() && gbk[i + 1] != '\0') {
       // A lead byte takes the byte behind it along, even one that makes no sense there.
       const auto trail = static_cast<unsigned char>(gbk[++i]);
-      *end++ = IsTrail(trail) ? kTables.characters[CellIndex(byte, trail)] : char16_t{kUnknown};
+      const bool exists = trail >= kFirstTrail && trail <= kLastTrail && trail != kNoTrail;
+      text += exists ? kTables.characters[CellIndex(byte, trail)] : char16_t{kUnknown};
     } else {
-      *end++ = kUnknown;
+      text += kUnknown;
     }
   }
-  text.resize(static_cast<std::size_t>(end - text.data()));
   return text;
 }
 

@@ -6,74 +6,32 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cinttypes>
-#include <cstdint>
+#include <climits>
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
 
-#include "platform/posix/above_standard_streams.h"
-#include "platform/posix/held_write_signals.h"
+#include "platform/posix/descriptors.h"
 
 namespace idcardreader::platform {
 
 namespace {
 
-// A file that was replaced or removed while it runs is reported with this addition.
-std::filesystem::path WithoutDeletedMark(std::string name) {
-  constexpr std::string_view kMark = " (deleted)";
-  struct stat status {};
-  if (name.ends_with(kMark) && stat(name.c_str(), &status) != 0) {
-    name.resize(name.size() - kMark.size());
-  }
-  return name;
-}
+const char kAnchor = 0;  // its address lies in this module
 
-// The file that the kernel has mapped at an address. Unlike the name that dlopen was given, it is
-// absolute, so that it stays true when the host changes its current directory.
-std::filesystem::path MappedFile(std::uintptr_t address) {
-  const File maps = OpenFile("/proc/self/maps", "r");
-  if (maps == nullptr) return {};
-  std::filesystem::path found;
-  char* line = nullptr;
-  std::size_t capacity = 0;
-  ssize_t length = 0;
-  while (found.empty() && (length = getline(&line, &capacity, maps.get())) > 0) {
-    std::uintptr_t begin = 0;
-    std::uintptr_t end = 0;
-    if (std::sscanf(line, "%" SCNxPTR "-%" SCNxPTR, &begin, &end) != 2) continue;
-    if (address < begin || address >= end) continue;
-    std::string_view text(line, static_cast<std::size_t>(length));
-    if (text.ends_with('\n')) text.remove_suffix(1);
-    const std::size_t start = text.find('/');
-    if (start == std::string_view::npos) break;
-    found = WithoutDeletedMark(std::string(text.substr(start)));
-  }
-  std::free(line);
-  return found;
-}
-
-std::filesystem::path LinkedFile(const void* address) {
+// Asked while the library is loaded: the loader's own name for it may be relative to the directory
+// that was current then.
+char libraryFile[PATH_MAX];
+const bool libraryFileKnown = [] {
   Dl_info info{};
-  if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) return {};
-  const std::unique_ptr<char, decltype(&std::free)> absolute(realpath(info.dli_fname, nullptr),
-                                                             &std::free);
-  return absolute == nullptr ? std::filesystem::path(info.dli_fname)
-                             : std::filesystem::path(absolute.get());
-}
+  return dladdr(&kAnchor, &info) != 0 && realpath(info.dli_fname, libraryFile) != nullptr;
+}();
 
-bool IsFolder(const char* name) {
-  struct stat status {};
-  return stat(name, &status) == 0 && S_ISDIR(status.st_mode);
-}
-
+// "rt", "rb", "at", "wb" and "wb+", as fopen takes them.
 int OpenFlags(std::string_view mode) {
-  const bool reads = mode.starts_with('r');
-  int flags = reads ? O_RDONLY : O_WRONLY | O_CREAT;
-  if (mode.find('+') != std::string_view::npos) flags = (flags & O_CREAT) | O_RDWR;
-  if (mode.starts_with('w')) flags |= O_TRUNC;
-  if (mode.starts_with('a')) flags |= O_APPEND;
-  return flags;
+  if (mode.starts_with('r')) return O_RDONLY;
+  if (mode.starts_with('a')) return O_WRONLY | O_CREAT | O_APPEND;
+  return O_CREAT | O_TRUNC | (mode.ends_with('+') ? O_RDWR : O_WRONLY);
 }
 
 // 0 for a regular file.
@@ -84,26 +42,16 @@ int WhyNotRegular(int descriptor) {
   return S_ISREG(status.st_mode) ? 0 : EINVAL;
 }
 
-const char kAnchor = 0;  // its address lies in this module
-
 }  // namespace
 
 std::filesystem::path LibraryFolder() {
-  const std::filesystem::path mapped = MappedFile(reinterpret_cast<std::uintptr_t>(&kAnchor));
-  return (mapped.empty() ? LinkedFile(&kAnchor) : mapped).parent_path();
+  return libraryFileKnown ? std::filesystem::path(libraryFile).parent_path()
+                          : std::filesystem::path();
 }
 
 std::filesystem::path ExecutableFolder() {
-  std::string target(256, '\0');
-  while (true) {
-    const ssize_t length = readlink("/proc/self/exe", target.data(), target.size());
-    if (length < 0) return {};
-    if (static_cast<std::size_t>(length) < target.size()) {
-      target.resize(static_cast<std::size_t>(length));
-      return WithoutDeletedMark(std::move(target)).parent_path();
-    }
-    target.resize(target.size() * 2);
-  }
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
 }
 
 File OpenFile(const std::filesystem::path& path, const char* mode) {
@@ -144,14 +92,7 @@ bool AnsiFileExists(const char* name) {
 
 void RemoveAnsiFile(const char* name) { unlink(name); }
 
-bool CreateFolder(const std::filesystem::path& folder) {
-  constexpr mode_t kOwnerOnly = S_IRWXU;
-  if (mkdir(folder.c_str(), kOwnerOnly) == 0) return true;
-  if (errno != EEXIST) return false;
-  if (IsFolder(folder.c_str())) return true;
-  errno = EEXIST;
-  return false;
-}
+void CreateFolder(const std::filesystem::path& folder) { mkdir(folder.c_str(), S_IRWXU); }
 
 unsigned long LastSystemError() { return static_cast<unsigned long>(errno); }
 

@@ -1,58 +1,36 @@
 #include "platform/mutex.h"
 
-#include <pthread.h>
-#include <time.h>
-
-#include <system_error>
-
-#include "platform/posix/deadline.h"
+#include <condition_variable>
+#include <mutex>
 
 namespace idcardreader::platform {
 
-namespace {
-
-void Require(int error, const char* what) {
-  if (error != 0) throw std::system_error(error, std::generic_category(), what);
-}
-
-}  // namespace
-
 struct CSMutex::State {
-  pthread_mutex_t mutex;
+  std::recursive_mutex mutex;
 };
 
-CSMutex::CSMutex() : state(std::make_unique<State>()) {
-  pthread_mutexattr_t attributes;
-  Require(pthread_mutexattr_init(&attributes), "pthread_mutexattr_init");
-  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  const int error = pthread_mutex_init(&state->mutex, &attributes);
-  pthread_mutexattr_destroy(&attributes);
-  Require(error, "pthread_mutex_init");
-}
+CSMutex::CSMutex() : state(std::make_unique<State>()) {}
 
-CSMutex::~CSMutex() { pthread_mutex_destroy(&state->mutex); }
+CSMutex::~CSMutex() = default;
 
-void CSMutex::lock() { pthread_mutex_lock(&state->mutex); }
+void CSMutex::lock() { state->mutex.lock(); }
 
-void CSMutex::unlock() { pthread_mutex_unlock(&state->mutex); }
+void CSMutex::unlock() { state->mutex.unlock(); }
 
 struct Condition::State {
-  pthread_cond_t condition;
+  std::condition_variable_any condition;
 };
 
-Condition::Condition() : state(std::make_unique<State>()) {
-  Require(InitMonotonicCondition(state->condition), "pthread_cond_init");
+Condition::Condition() : state(std::make_unique<State>()) {}
+
+Condition::~Condition() = default;
+
+void Condition::Wait(CSMutex& mutex) { state->condition.wait(mutex); }
+
+void Condition::WaitFor(CSMutex& mutex, std::chrono::milliseconds limit) {
+  state->condition.wait_for(mutex, limit);
 }
 
-Condition::~Condition() { pthread_cond_destroy(&state->condition); }
-
-void Condition::Wait(CSMutex& mutex) { pthread_cond_wait(&state->condition, &mutex.state->mutex); }
-
-bool Condition::WaitFor(CSMutex& mutex, std::chrono::milliseconds limit) {
-  const timespec deadline = DeadlineAfter(limit);
-  return pthread_cond_timedwait(&state->condition, &mutex.state->mutex, &deadline) == 0;
-}
-
-void Condition::NotifyAll() { pthread_cond_broadcast(&state->condition); }
+void Condition::NotifyAll() { state->condition.notify_all(); }
 
 }  // namespace idcardreader::platform

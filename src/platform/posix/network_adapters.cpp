@@ -3,38 +3,28 @@
 #include <net/if.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "platform/files.h"
-#include "platform/posix/network_adapters_sysfs.h"
+#include "platform/posix/network_adapters.h"
 
 namespace idcardreader::platform {
 
 namespace {
 
-struct Maker {
-  unsigned vendor;
-  std::string_view name;
-};
-
-// PCI and USB vendor ids alike.
-constexpr Maker kMakers[] = {
-    {0x10EC, "Realtek"}, {0x0BDA, "Realtek"}, {0x8086, "Intel"},   {0x8087, "Intel"},
-    {0x168C, "Atheros"}, {0x1969, "Atheros"}, {0x0CF3, "Atheros"},
-};
-
 std::string ReadLine(const std::filesystem::path& path) {
   const File file = OpenFile(path, "r");
   char text[256] = {};
   if (file == nullptr || std::fgets(text, sizeof text, file.get()) == nullptr) return {};
-  std::string line = text;
-  while (line.ends_with('\n')) line.pop_back();
-  return line;
+  const std::string line = text;
+  return line.substr(0, line.find('\n'));
 }
 
 // A PCI device has its vendor id itself; what a network card on USB is bound to is one interface of
@@ -50,31 +40,34 @@ std::string VendorId(const std::filesystem::path& device) {
   return {};
 }
 
+// PCI and USB vendor ids alike.
 std::string MakerName(const std::string& vendorId) {
-  const unsigned long vendor = std::strtoul(vendorId.c_str(), nullptr, 16);
-  for (const Maker& maker : kMakers) {
-    if (maker.vendor == vendor) return std::string(maker.name);
+  switch (std::strtoul(vendorId.c_str(), nullptr, 16)) {
+    case 0x10EC:
+    case 0x0BDA:
+      return "Realtek";
+    case 0x8086:
+    case 0x8087:
+      return "Intel";
+    case 0x168C:
+    case 0x1969:
+    case 0x0CF3:
+      return "Atheros";
+    default:
+      return {};
   }
-  return {};
-}
-
-int HexDigit(char letter) {
-  if (letter >= '0' && letter <= '9') return letter - '0';
-  if (letter >= 'a' && letter <= 'f') return letter - 'a' + 10;
-  if (letter >= 'A' && letter <= 'F') return letter - 'A' + 10;
-  return -1;
 }
 
 // "00:1a:2b:3c:4d:5e"; empty for anything else.
 std::vector<std::uint8_t> ParseAddress(const std::string& text) {
   std::vector<std::uint8_t> bytes;
-  for (std::size_t i = 0; i + 1 < text.size(); i += 3) {
-    const int high = HexDigit(text[i]);
-    const int low = HexDigit(text[i + 1]);
-    const bool last = i + 2 == text.size();
-    if (high < 0 || low < 0 || (!last && text[i + 2] != ':')) return {};
-    bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
-    if (last) return bytes;
+  for (std::size_t begin = 0; begin + 2 <= text.size(); begin += 3) {
+    const char* const end = text.data() + begin + 2;
+    std::uint8_t byte = 0;
+    if (std::from_chars(end - 2, end, byte, 16).ptr != end) return {};
+    bytes.push_back(byte);
+    if (begin + 2 == text.size()) return bytes;
+    if (*end != ':') return {};
   }
   return {};
 }
@@ -97,11 +90,10 @@ std::vector<NetworkAdapter> ListNetworkAdapters() {
   const std::unique_ptr<struct if_nameindex, decltype(&if_freenameindex)> interfaces(
       if_nameindex(), &if_freenameindex);
   if (interfaces == nullptr) return {};
-  std::vector<std::pair<unsigned, std::string>> names;
+  std::map<unsigned, std::string> names;
   for (const struct if_nameindex* entry = interfaces.get(); entry->if_index != 0; ++entry) {
-    names.emplace_back(entry->if_index, entry->if_name);
+    names[entry->if_index] = entry->if_name;
   }
-  std::sort(names.begin(), names.end());
   std::vector<NetworkAdapter> adapters;
   for (const auto& [index, name] : names) {
     if (auto adapter = ReadNetworkAdapter("/sys/class/net", name)) {

@@ -11,12 +11,11 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
-#include <optional>
-#include <string_view>
+#include <iterator>
 #include <system_error>
 
-#include "platform/posix/deadline.h"
-#include "platform/serial_line.h"
+#include "platform/posix/descriptors.h"
+#include "platform/serial_port_common.h"
 
 namespace idcardreader::platform {
 
@@ -35,22 +34,6 @@ constexpr Rate kRates[] = {
     {230400, B230400}, {460800, B460800}, {921600, B921600},
 };
 
-std::optional<speed_t> RateCode(std::uint32_t baud) {
-  for (const Rate& rate : kRates) {
-    if (rate.baud == baud) return rate.code;
-  }
-  return std::nullopt;
-}
-
-// 1 when the line has events or has failed, 0 when the deadline has passed, -1 on error.
-int WaitForLine(int descriptor, short events, const timespec& deadline) {
-  while (true) {
-    pollfd entry{descriptor, events, 0};
-    const int ready = poll(&entry, 1, MillisecondsUntil(deadline));
-    if (ready >= 0 || errno != EINTR) return ready;
-  }
-}
-
 using Milliseconds = std::chrono::milliseconds;
 
 }  // namespace
@@ -65,11 +48,6 @@ struct ComAccess::State {
     std::snprintf(errorText, sizeof errorText, "%s: (%d) %s\n", context, error.value(),
                   error.message().c_str());
     return false;
-  }
-
-  std::int32_t FailTransfer(const char* context) {
-    Fail(context);
-    return -1;
   }
 
   void Close() {
@@ -87,8 +65,9 @@ struct ComAccess::State {
   }
 
   bool SetLine(const termios& before) const {
-    const std::optional<speed_t> rate = RateCode(baud);
-    if (!rate) {
+    const auto* rate = std::find_if(std::begin(kRates), std::end(kRates),
+                                    [this](const Rate& known) { return known.baud == baud; });
+    if (rate == std::end(kRates)) {
       errno = EINVAL;
       return false;
     }
@@ -99,12 +78,12 @@ struct ComAccess::State {
     wanted.c_cc[VMIN] = 0;
     wanted.c_cc[VTIME] = 0;
     termios reached{};
-    if (cfsetspeed(&wanted, *rate) != 0 || tcsetattr(descriptor, TCSANOW, &wanted) != 0 ||
+    if (cfsetspeed(&wanted, rate->code) != 0 || tcsetattr(descriptor, TCSANOW, &wanted) != 0 ||
         tcgetattr(descriptor, &reached) != 0) {
       return false;
     }
     // The system calls it a success when it could make any of the changes.
-    if (cfgetospeed(&reached) == *rate) return true;
+    if (cfgetospeed(&reached) == rate->code) return true;
     errno = EINVAL;
     return false;
   }
@@ -118,9 +97,7 @@ struct ComAccess::State {
       if (count < 0) return errno == EAGAIN ? 0 : -1;
       // Nothing, and no reason to come back later: either poll was mistaken or the line hung up.
       pollfd entry{descriptor, POLLIN, 0};
-      if (poll(&entry, 1, 0) <= 0 || (entry.revents & (POLLHUP | POLLERR)) == 0) return 0;
-      errno = EIO;
-      return -1;
+      return poll(&entry, 1, 0) > 0 && (entry.revents & (POLLHUP | POLLERR)) != 0 ? -1 : 0;
     }
   }
 };
@@ -150,30 +127,20 @@ bool ComAccess::Open(const std::string& portName, std::uint32_t baud) {
 
 std::int32_t ComAccess::ReadData(std::uint8_t* buffer, std::uint32_t maximum,
                                  std::uint32_t timeoutMs) {
-  State& port = *state;
   if (maximum == 0) return 0;
-  if (port.descriptor < 0) {
-    errno = EBADF;
-    return port.FailTransfer(kReadNoMask);
-  }
   const std::size_t wanted = std::min<std::size_t>(maximum, INT_MAX);
-  const timespec deadline = DeadlineAfter(Milliseconds(timeoutMs));
+  const Deadline deadline = DeadlineAfter(Milliseconds(timeoutMs));
   std::size_t count = 0;
   while (count == 0) {
-    const int ready = WaitForLine(port.descriptor, POLLIN, deadline);
-    if (ready < 0) return port.FailTransfer(kReadWaitFailed);
-    if (ready == 0) {
-      std::snprintf(port.errorText, sizeof port.errorText, "%s", kNothingCame);
-      return -1;
-    }
-    const ssize_t taken = port.Take(buffer, wanted);
-    if (taken < 0) return port.FailTransfer(kReadBrokeOff);
+    if (WaitForDescriptor(state->descriptor, POLLIN, deadline) <= 0) return -1;
+    const ssize_t taken = state->Take(buffer, wanted);
+    if (taken < 0) return -1;
     count = static_cast<std::size_t>(taken);
   }
-  if (port.baud == kGatheringBaud) {
-    const timespec end = DeadlineAfter(Milliseconds(kGatherMs));
-    while (count < wanted && WaitForLine(port.descriptor, POLLIN, end) > 0) {
-      const ssize_t taken = port.Take(buffer + count, wanted - count);
+  if (state->baud == kGatheringBaud) {
+    const Deadline end = DeadlineAfter(Milliseconds(kGatherMs));
+    while (count < wanted && WaitForDescriptor(state->descriptor, POLLIN, end) > 0) {
+      const ssize_t taken = state->Take(buffer + count, wanted - count);
       if (taken <= 0) break;  // what has come is kept; the next call tells of a lost line
       count += static_cast<std::size_t>(taken);
     }
@@ -182,32 +149,26 @@ std::int32_t ComAccess::ReadData(std::uint8_t* buffer, std::uint32_t maximum,
 }
 
 std::int32_t ComAccess::WriteData(const std::uint8_t* buffer, std::uint32_t count) {
-  State& port = *state;
   if (count == 0) return 0;
-  if (port.descriptor < 0) {
-    errno = EBADF;
-    return port.FailTransfer(kWriteFailed);
-  }
-  const bool gathering = port.baud == kGatheringBaud;
+  const bool gathering = state->baud == kGatheringBaud;
   const std::size_t total = std::min<std::size_t>(count, INT_MAX);
   const auto driverLimit = Milliseconds(kWriteMs) + Milliseconds(kWriteMsPerByte) * count;
-  const timespec deadline = DeadlineAfter(gathering ? Milliseconds(kStuckWriteMs) : driverLimit);
+  const Deadline deadline = DeadlineAfter(gathering ? Milliseconds(kStuckWriteMs) : driverLimit);
   std::size_t written = 0;
   while (written < total) {
-    const ssize_t taken = write(port.descriptor, buffer + written, total - written);
+    const ssize_t taken = write(state->descriptor, buffer + written, total - written);
     if (taken > 0) {
       written += static_cast<std::size_t>(taken);
       continue;
     }
     if (taken < 0 && errno == EINTR) continue;
-    if (taken < 0 && errno != EAGAIN) return port.FailTransfer(kWriteBrokeOff);
-    const int ready = WaitForLine(port.descriptor, POLLOUT, deadline);
-    if (ready < 0) return port.FailTransfer(kWriteBrokeOff);
+    if (taken < 0 && errno != EAGAIN) return -1;
+    const int ready = WaitForDescriptor(state->descriptor, POLLOUT, deadline);
+    if (ready < 0) return -1;
     if (ready > 0) continue;
     if (!gathering) break;
-    tcflush(port.descriptor, TCOFLUSH);
-    errno = ETIMEDOUT;
-    return port.FailTransfer(kWriteBrokeOff);
+    tcflush(state->descriptor, TCOFLUSH);
+    return -1;
   }
   return static_cast<std::int32_t>(written);
 }

@@ -15,10 +15,8 @@
 #include <memory>
 #include <optional>
 
-#include "platform/never_destroyed.h"
-#include "platform/posix/above_standard_streams.h"
-#include "platform/posix/deadline.h"
-#include "platform/reserved_host_name.h"
+#include "platform/posix/descriptors.h"
+#include "platform/process_wide.h"
 
 namespace idcardreader::platform {
 
@@ -27,35 +25,22 @@ namespace {
 int Descriptor(SocketHandle socket) { return static_cast<int>(socket); }
 
 // When a call begun now has to end by the time-out of the socket; nothing when it has none.
-std::optional<timespec> SocketDeadline(int descriptor, int option) {
+std::optional<Deadline> SocketDeadline(int descriptor) {
   timeval limit{};
   socklen_t size = sizeof limit;
-  if (getsockopt(descriptor, SOL_SOCKET, option, &limit, &size) != 0) return std::nullopt;
-  const auto milliseconds =
-      std::chrono::seconds(limit.tv_sec) + std::chrono::duration_cast<std::chrono::milliseconds>(
-                                               std::chrono::microseconds(limit.tv_usec));
+  if (getsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, &size) != 0) return std::nullopt;
+  const std::chrono::milliseconds milliseconds(limit.tv_sec * 1000 + limit.tv_usec / 1000);
   if (milliseconds.count() == 0) return std::nullopt;
   return DeadlineAfter(milliseconds);
 }
 
-// 1 ready, 0 time-out, -1 error. poll takes descriptors of any number, where select would write
-// behind its sets.
-int WaitReady(int descriptor, short events, const std::optional<timespec>& deadline) {
-  while (true) {
-    pollfd entry{descriptor, events, 0};
-    const int ready = poll(&entry, 1, deadline ? MillisecondsUntil(*deadline) : -1);
-    if (ready > 0) return (entry.revents & POLLNVAL) != 0 ? -1 : 1;
-    if (ready == 0) return 0;
-    if (errno != EINTR) return -1;
-  }
+// After a transfer that has not waited: true when it is to be made once more. The system's own time-out
+// would begin anew with each call that a signal interrupts.
+bool ToBeRepeated(int descriptor, short events, const std::optional<Deadline>& deadline) {
+  if (errno == EINTR) return true;
+  return (errno == EAGAIN || errno == EWOULDBLOCK) &&
+         WaitForDescriptor(descriptor, events, deadline) == 1;
 }
-
-bool IsNonBlocking(int descriptor) {
-  const int flags = fcntl(descriptor, F_GETFL);
-  return flags >= 0 && (flags & O_NONBLOCK) != 0;
-}
-
-bool WouldBlock(int error) { return error == EAGAIN || error == EWOULDBLOCK; }
 
 class PosixSockets : public SocketApi {
  public:
@@ -92,19 +77,13 @@ class PosixSockets : public SocketApi {
     peer.sin_family = AF_INET;
     peer.sin_port = htons(port);
     if (inet_pton(AF_INET, address, &peer.sin_addr) != 1) return false;
-    const auto* generic = reinterpret_cast<const sockaddr*>(&peer);
-    if (::connect(Descriptor(socket), generic, sizeof peer) == 0) return true;
-    if (errno != EINTR) return false;
-    // The attempt goes on by itself; a second connect would only say so.
-    return !IsNonBlocking(Descriptor(socket)) &&
-           WaitReady(Descriptor(socket), POLLOUT,
-                     SocketDeadline(Descriptor(socket), SO_SNDTIMEO)) == 1 &&
-           PendingError(socket) == 0;
+    return ::connect(Descriptor(socket), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) ==
+           0;
   }
 
   int WaitWritable(SocketHandle socket, std::uint32_t milliseconds) override {
-    return WaitReady(Descriptor(socket), POLLOUT,
-                     DeadlineAfter(std::chrono::milliseconds(milliseconds)));
+    return WaitForDescriptor(Descriptor(socket), POLLOUT,
+                             DeadlineAfter(std::chrono::milliseconds(milliseconds)));
   }
 
   int PendingError(SocketHandle socket) override {
@@ -121,38 +100,29 @@ class PosixSockets : public SocketApi {
   }
 
   int Send(SocketHandle socket, const void* data, std::size_t length) override {
-    const int descriptor = Descriptor(socket);
     const auto* bytes = static_cast<const std::uint8_t*>(data);
     const std::size_t total = std::min<std::size_t>(length, INT_MAX);
-    const std::optional<timespec> deadline = SocketDeadline(descriptor, SO_SNDTIMEO);
+    const auto deadline = SocketDeadline(Descriptor(socket));
     std::size_t sent = 0;
-    int flags = MSG_NOSIGNAL;
-    while (true) {
-      const ssize_t count = ::send(descriptor, bytes + sent, total - sent, flags);
-      if (count >= 0) sent += static_cast<std::size_t>(count);
-      const bool blocked = count < 0 && (flags & MSG_DONTWAIT) != 0 && WouldBlock(errno);
-      const bool interrupted = count < 0 ? errno == EINTR : sent < total;
-      const int soFar = sent > 0 || count >= 0 ? static_cast<int>(sent) : -1;
-      if (!interrupted && !blocked) return soFar;
-      if (IsNonBlocking(descriptor)) return soFar;
-      // Only what is left of the time-out counts for the rest, so the system must not wait again.
-      flags |= MSG_DONTWAIT;
-      if (WaitReady(descriptor, POLLOUT, deadline) != 1) return soFar;
+    while (sent < total) {
+      const ssize_t count =
+          ::send(Descriptor(socket), bytes + sent, total - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+      if (count >= 0) {
+        sent += static_cast<std::size_t>(count);
+      } else if (!ToBeRepeated(Descriptor(socket), POLLOUT, deadline)) {
+        return sent > 0 ? static_cast<int>(sent) : -1;
+      }
     }
+    return static_cast<int>(sent);
   }
 
   int Receive(SocketHandle socket, void* data, std::size_t capacity) override {
-    const int descriptor = Descriptor(socket);
     const std::size_t wanted = std::min<std::size_t>(capacity, INT_MAX);
-    const std::optional<timespec> deadline = SocketDeadline(descriptor, SO_RCVTIMEO);
-    int flags = 0;
+    const auto deadline = SocketDeadline(Descriptor(socket));
     while (true) {
-      const ssize_t count = ::recv(descriptor, data, wanted, flags);
+      const ssize_t count = ::recv(Descriptor(socket), data, wanted, MSG_DONTWAIT);
       if (count >= 0) return static_cast<int>(count);
-      const bool blocked = (flags & MSG_DONTWAIT) != 0 && WouldBlock(errno);
-      if (errno != EINTR && !blocked) return -1;
-      flags |= MSG_DONTWAIT;
-      if (WaitReady(descriptor, POLLIN, deadline) != 1) return -1;
+      if (!ToBeRepeated(Descriptor(socket), POLLIN, deadline)) return -1;
     }
   }
 
@@ -179,7 +149,7 @@ class PosixSockets : public SocketApi {
 }  // namespace
 
 SocketApi& SystemSockets() {
-  static const NeverDestroyed<PosixSockets> sockets;
+  static ProcessWide<PosixSockets> sockets;
   return *sockets;
 }
 

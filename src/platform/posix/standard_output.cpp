@@ -10,7 +10,7 @@
 
 #include <algorithm>
 
-#include "platform/posix/held_write_signals.h"
+#include "platform/posix/descriptors.h"
 
 namespace idcardreader::platform {
 

@@ -2,8 +2,8 @@
 
 #include <windows.h>
 
-#include "platform/never_destroyed.h"
-#include "platform/windows/unique_handle.h"
+#include "platform/process_wide.h"
+#include "platform/windows/handles.h"
 
 namespace idcardreader::platform {
 
@@ -43,7 +43,7 @@ class WindowsClock : public Clock {
 }  // namespace
 
 Clock& SystemClock() {
-  static const NeverDestroyed<WindowsClock> clock;
+  static ProcessWide<WindowsClock> clock;
   return *clock;
 }
 

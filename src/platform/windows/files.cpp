@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "platform/windows/own_module.h"
+#include "platform/windows/handles.h"
 
 namespace idcardreader::platform {
 
@@ -73,10 +73,7 @@ File OnDisk(std::FILE* opened, char mode) {
 
 }  // namespace
 
-std::filesystem::path LibraryFolder() {
-  const HMODULE module = OwnModule(false);
-  return module == nullptr ? std::filesystem::path() : ModuleFolder(module);
-}
+std::filesystem::path LibraryFolder() { return ModuleFolder(OwnModule(false)); }
 
 std::filesystem::path ExecutableFolder() { return ModuleFolder(nullptr); }
 
@@ -112,16 +109,8 @@ bool AnsiFileExists(const char* name) {
 
 void RemoveAnsiFile(const char* name) { DeleteFileA(name); }
 
-bool CreateFolder(const std::filesystem::path& folder) {
-  const std::wstring name = SystemPath(folder);
-  bool stands = CreateDirectoryW(name.c_str(), nullptr) != 0;
-  if (!stands && GetLastError() == ERROR_ALREADY_EXISTS) {
-    const DWORD attributes = GetFileAttributesW(name.c_str());
-    stands = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    if (!stands) SetLastError(ERROR_ALREADY_EXISTS);
-  }
-  const KeepLastError keep;
-  return stands;
+void CreateFolder(const std::filesystem::path& folder) {
+  CreateDirectoryW(SystemPath(folder).c_str(), nullptr);
 }
 
 unsigned long LastSystemError() { return GetLastError(); }

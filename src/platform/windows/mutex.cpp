@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include "platform/windows/time_limit.h"
-
 namespace idcardreader::platform {
 
 struct CSMutex::State {
@@ -32,8 +30,9 @@ void Condition::Wait(CSMutex& mutex) {
   SleepConditionVariableCS(&state->variable, &mutex.state->section, INFINITE);
 }
 
-bool Condition::WaitFor(CSMutex& mutex, std::chrono::milliseconds limit) {
-  return SleepConditionVariableCS(&state->variable, &mutex.state->section, TimeLimit(limit)) != 0;
+void Condition::WaitFor(CSMutex& mutex, std::chrono::milliseconds limit) {
+  SleepConditionVariableCS(&state->variable, &mutex.state->section,
+                           static_cast<DWORD>(limit.count()));
 }
 
 void Condition::NotifyAll() { WakeAllConditionVariable(&state->variable); }

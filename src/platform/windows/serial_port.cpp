@@ -6,8 +6,8 @@
 #include <climits>
 #include <cstdio>
 
-#include "platform/serial_line.h"
-#include "platform/windows/unique_handle.h"
+#include "platform/serial_port_common.h"
+#include "platform/windows/handles.h"
 
 namespace idcardreader::platform {
 
@@ -60,11 +60,6 @@ struct ComAccess::State {
     return false;
   }
 
-  std::int32_t FailTransfer(const char* context) {
-    Fail(context);
-    return -1;
-  }
-
   void Close() {
     if (port != nullptr) CloseHandle(port);
     port = nullptr;
@@ -82,12 +77,8 @@ struct ComAccess::State {
   }
 
   // With a port that was given up nothing is begun: its record may be the system's.
-  bool Usable() const {
-    if (port == nullptr) SetLastError(ERROR_INVALID_HANDLE);
-    return port != nullptr;
-  }
-
   bool BeginOperation() {
+    if (port == nullptr) return false;
     operationEnded = UniqueHandle(CreateEventA(nullptr, FALSE, FALSE, nullptr));
     overlapped = {};
     overlapped.hEvent = operationEnded.Get();
@@ -112,10 +103,7 @@ struct ComAccess::State {
       PurgeComm(port, purge);
       CancelIoEx(port, &overlapped);
       Collect();
-      if (lost) {
-        SetLastError(ERROR_TIMEOUT);
-        return false;
-      }
+      if (lost) return false;
     }
     return GetOverlappedResult(port, &overlapped, &count, FALSE) != 0;
   }
@@ -126,78 +114,61 @@ struct ComAccess::State {
     return ClearCommError(port, &errors, &status) != 0 && status.cbInQue > 0;
   }
 
-  enum class Arrival { bytes, nothing, wait_failed };
-
   // Only the queue tells whether bytes are there: the system keeps the event of bytes that an earlier
   // read has taken, and then the wait goes on.
-  Arrival WaitForBytes(DWORD timeoutMs) {
+  bool WaitForBytes(DWORD timeoutMs) {
     const ULONGLONG start = GetTickCount64();
     while (!HasBytes()) {
       const ULONGLONG passed = GetTickCount64() - start;
-      if (passed >= timeoutMs) return Arrival::nothing;
+      if (passed >= timeoutMs || !BeginOperation()) return false;
       eventMask = 0;
       if (WaitCommEvent(port, &eventMask, &overlapped) == 0) {
-        if (GetLastError() != ERROR_IO_PENDING) return Arrival::nothing;
+        if (GetLastError() != ERROR_IO_PENDING) return false;
         // Bytes that came between the look at the queue and the wait may have left no event.
         const DWORD limit = HasBytes() ? 0 : static_cast<DWORD>(timeoutMs - passed);
-        const DWORD waited = WaitForSingleObject(operationEnded.Get(), limit);
-        const DWORD waitError = GetLastError();
-        if (waited != WAIT_OBJECT_0) {
+        if (WaitForSingleObject(operationEnded.Get(), limit) != WAIT_OBJECT_0) {
           // This ends the wait on every system; cancelling it does not under Wine.
           SetCommMask(port, 0);
           Collect();
-          SetLastError(waitError);
-          if (waited == WAIT_FAILED) return Arrival::wait_failed;
-          return !lost && HasBytes() ? Arrival::bytes : Arrival::nothing;
+          return !lost && HasBytes();
         }
       }
       // Any other end of the wait is one of the line.
-      if ((eventMask & EV_RXCHAR) == 0) return HasBytes() ? Arrival::bytes : Arrival::nothing;
-      if (!BeginOperation()) return Arrival::wait_failed;
+      if ((eventMask & EV_RXCHAR) == 0) return HasBytes();
     }
-    return Arrival::bytes;
+    return true;
   }
 
   std::int32_t Read(std::uint8_t* buffer, DWORD maximum, DWORD timeoutMs) {
-    if (!Usable()) return FailTransfer(kReadNoMask);
-    if (!BeginOperation()) return FailTransfer(kReadNoEvent);
-    if (SetCommMask(port, EV_RXCHAR) == 0) return FailTransfer(kReadNoMask);
-    const Arrival arrival = WaitForBytes(timeoutMs);
-    if (arrival == Arrival::wait_failed) return FailTransfer(kReadWaitFailed);
-    if (arrival == Arrival::nothing) {
-      std::snprintf(errorText, sizeof errorText, "%s", kNothingCame);
+    if (port == nullptr || SetCommMask(port, EV_RXCHAR) == 0 || !WaitForBytes(timeoutMs) ||
+        !BeginOperation()) {
       return -1;
     }
-    if (!BeginOperation()) return FailTransfer(kReadNoEvent);
     const DWORD wanted = std::min(maximum, kQueueSize);
-    if (ReadFile(port, received, wanted, nullptr, &overlapped) == 0 &&
-        GetLastError() != ERROR_IO_PENDING) {
-      return FailTransfer(kReadFailed);
-    }
     DWORD count = 0;
-    if (!Finish(kStuckWriteMs, PURGE_RXABORT, count)) return FailTransfer(kReadBrokeOff);
+    if ((ReadFile(port, received, wanted, nullptr, &overlapped) == 0 &&
+         GetLastError() != ERROR_IO_PENDING) ||
+        !Finish(kStuckWriteMs, PURGE_RXABORT, count)) {
+      return -1;
+    }
     std::copy_n(received, count, buffer);
     std::fill_n(received, count, std::uint8_t{0});  // they may be a card's
     return static_cast<std::int32_t>(count);
   }
 
   std::int32_t Write(const std::uint8_t* buffer, DWORD total) {
-    if (!Usable()) return FailTransfer(kWriteFailed);
-    if (!BeginOperation()) return FailTransfer(kWriteNoEvent);
-    if (WriteFile(port, buffer, total, nullptr, &overlapped) == 0 &&
-        GetLastError() != ERROR_IO_PENDING) {
-      return FailTransfer(kWriteFailed);
-    }
+    if (!BeginOperation()) return -1;
     // Below the gathering rate the driver ends the write; our limit is for drivers that do not.
     const std::uint64_t driverLimit = kWriteMs + std::uint64_t{kWriteMsPerByte} * total;
     const std::uint64_t limit =
         baud == kGatheringBaud ? kStuckWriteMs : driverLimit + kStuckWriteMs;
     DWORD count = 0;
-    if (!Finish(static_cast<DWORD>(std::min<std::uint64_t>(limit, INFINITE - 1)),
-                PURGE_TXABORT | PURGE_TXCLEAR, count)) {
-      return FailTransfer(kWriteBrokeOff);
-    }
-    return static_cast<std::int32_t>(count);
+    const bool begun = WriteFile(port, buffer, total, nullptr, &overlapped) != 0 ||
+                       GetLastError() == ERROR_IO_PENDING;
+    const bool done =
+        begun && Finish(static_cast<DWORD>(std::min<std::uint64_t>(limit, INFINITE - 1)),
+                        PURGE_TXABORT | PURGE_TXCLEAR, count);
+    return done ? static_cast<std::int32_t>(count) : -1;
   }
 
   void EndOperation() {

@@ -9,8 +9,7 @@
 #include <algorithm>
 #include <climits>
 
-#include "platform/never_destroyed.h"
-#include "platform/reserved_host_name.h"
+#include "platform/process_wide.h"
 
 #ifndef WSA_FLAG_NO_HANDLE_INHERIT
 #define WSA_FLAG_NO_HANDLE_INHERIT 0x80
@@ -144,7 +143,7 @@ class WindowsSockets : public SocketApi {
 }  // namespace
 
 SocketApi& SystemSockets() {
-  static const NeverDestroyed<WindowsSockets> sockets;
+  static ProcessWide<WindowsSockets> sockets;
   return *sockets;
 }
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <utility>
 
-#include "platform/lone_thread.h"
-#include "platform/never_destroyed.h"
+#include "platform/process_wide.h"
+#include "platform/threads.h"
 
 namespace idcardreader::platform {
 
@@ -116,7 +116,7 @@ class Writer {
 };
 
 Writer& ProcessWriter() {
-  static const NeverDestroyed<Writer> writer;
+  static ProcessWide<Writer> writer;
   return *writer;
 }
 
