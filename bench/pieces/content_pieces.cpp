@@ -1,5 +1,3 @@
-#include <simdjson.h>
-
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <vector>
@@ -9,12 +7,11 @@
 #include "content/text_block.h"
 #include "decode_service/content.h"
 #include "pieces/piece.h"
-#include "platform/code_page.h"
 #include "support/result_items.h"
 #include "support/text.h"
 
-// The peers only take our field reader's place: what becomes of the fields is our code for everybody,
-// so that the results can be compared to the last byte.
+// The peer only takes our field reader's place: what becomes of the fields is our code for both, so
+// that the results can be compared to the last byte.
 
 namespace bench {
 namespace {
@@ -28,11 +25,6 @@ struct Fields : idcardreader::ResidentTexts {
   std::vector<std::uint8_t> image;
 };
 
-std::string Gbk(std::string_view utf8) {
-  using namespace idcardreader::platform;
-  return Utf16ToGbk(Utf8ToUtf16(utf8));
-}
-
 std::string WithoutSpaces(std::string text) {
   std::erase(text, ' ');
   return text;
@@ -44,13 +36,15 @@ Entries EntriesOf(Fields&& fields) {
   Entries entries;
   entries.emplace_back(idcardreader::ResultItem::card_type, "1");
   entries.emplace_back(idcardreader::ResultItem::id_number, fields.idNumber);
-  entries.emplace_back(idcardreader::ResultItem::address, WithoutSpaces(Gbk(fields.address)));
+  entries.emplace_back(idcardreader::ResultItem::address,
+                       WithoutSpaces(idcardreader::GbkOf(fields.address)));
   entries.emplace_back(idcardreader::ResultItem::issuing_authority,
-                       WithoutSpaces(Gbk(fields.issuingAuthority)));
-  entries.emplace_back(idcardreader::ResultItem::name, WithoutSpaces(Gbk(fields.name)));
-  entries.emplace_back(idcardreader::ResultItem::nation, Gbk(fields.nation));
-  entries.emplace_back(idcardreader::ResultItem::sex, Gbk(fields.sex));
-  entries.emplace_back(idcardreader::ResultItem::end_date, Gbk(fields.endDate));
+                       WithoutSpaces(idcardreader::GbkOf(fields.issuingAuthority)));
+  entries.emplace_back(idcardreader::ResultItem::name,
+                       WithoutSpaces(idcardreader::GbkOf(fields.name)));
+  entries.emplace_back(idcardreader::ResultItem::nation, idcardreader::GbkOf(fields.nation));
+  entries.emplace_back(idcardreader::ResultItem::sex, idcardreader::GbkOf(fields.sex));
+  entries.emplace_back(idcardreader::ResultItem::end_date, idcardreader::GbkOf(fields.endDate));
   entries.emplace_back(idcardreader::ResultItem::start_date, fields.startDate);
   entries.emplace_back(idcardreader::ResultItem::birthday, fields.birthday);
   entries.emplace_back(idcardreader::ResultItem::text_block, HexText(block.data(), block.size()));
@@ -59,49 +53,25 @@ Entries EntriesOf(Fields&& fields) {
   return entries;
 }
 
-// Text(object, key) reads one field.
-template <typename Object, typename Text>
-void ReadTexts(Fields& fields, Object& object, const Text& text) {
-  text(object, "name", fields.name);
-  text(object, "sex", fields.sex);
-  text(object, "nation", fields.nation);
-  text(object, "birthday", fields.birthday);
-  text(object, "address", fields.address);
-  text(object, "id", fields.idNumber);
-  text(object, "issue", fields.issuingAuthority);
-  text(object, "startDate", fields.startDate);
-  text(object, "endDate", fields.endDate);
-}
-
 Entries ParseWithNlohmann(const std::string& content) {
   const nlohmann::json document = nlohmann::json::parse(content);
   if (document.at("type") != "iden") throw std::runtime_error("another type of card");
   const nlohmann::json& card = document.at("idCard");
+  const auto text = [&card](const char* key) -> const std::string& {
+    return card.at(key).get_ref<const std::string&>();
+  };
   Fields fields;
-  ReadTexts(fields, card, [](const nlohmann::json& object, const char* key, std::string& value) {
-    value = object.at(key).get_ref<const std::string&>();
-  });
+  fields.name = text("name");
+  fields.sex = text("sex");
+  fields.nation = text("nation");
+  fields.birthday = text("birthday");
+  fields.address = text("address");
+  fields.idNumber = text("id");
+  fields.issuingAuthority = text("issue");
+  fields.startDate = text("startDate");
+  fields.endDate = text("endDate");
   for (const nlohmann::json& element : card.at("image")) {
     fields.image.push_back(static_cast<std::uint8_t>(element.get<int>()));
-  }
-  return EntriesOf(std::move(fields));
-}
-
-// With its parser and the room behind the text that it asks for at hand already.
-Entries ParseWithSimdjson(simdjson::ondemand::parser& parser,
-                          const simdjson::padded_string& content) {
-  using simdjson::ondemand::object;
-  auto document = parser.iterate(content);
-  if (std::string_view(document["type"]) != "iden") {
-    throw std::runtime_error("another type of card");
-  }
-  object card = document["idCard"];
-  Fields fields;
-  ReadTexts(fields, card, [](object& from, const char* key, std::string& value) {
-    value = std::string_view(from[key]);
-  });
-  for (auto element : card["image"]) {
-    fields.image.push_back(static_cast<std::uint8_t>(std::int64_t(element)));
   }
   return EntriesOf(std::move(fields));
 }
@@ -110,12 +80,9 @@ Entries ParseWithSimdjson(simdjson::ondemand::parser& parser,
 
 void AddContentPieces() {
   const std::string content = devkit::ContentText(devkit::ReadCardFile(BENCH_CARD));
-  const auto parser = std::make_shared<simdjson::ondemand::parser>();
-  const auto padded = std::make_shared<simdjson::padded_string>(content);
   Piece<Entries>("content, " + std::to_string(content.size()) + " bytes")
       .By(kOurs, [content] { return idcardreader::ParseIdentityContent(content).entries; })
-      .By("nlohmann-json", [content] { return ParseWithNlohmann(content); })
-      .By("simdjson", [parser, padded] { return ParseWithSimdjson(*parser, *padded); });
+      .By("nlohmann-json", [content] { return ParseWithNlohmann(content); });
 }
 
 }  // namespace bench

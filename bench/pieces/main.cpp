@@ -12,7 +12,6 @@
 int main(int argc, char** argv) try {
   bench::AddCipherPieces();
   bench::AddContentPieces();
-  bench::AddBase64Pieces();
   bench::AddGbkPieces();
   if (argc == 2 && std::string_view(argv[1]) == "--check") {
     std::puts("The results of all contenders are the same.");

@@ -44,7 +44,6 @@ class Piece {
 // Each compares the results of its pieces and registers them.
 void AddCipherPieces();
 void AddContentPieces();
-void AddBase64Pieces();
 void AddGbkPieces();
 
 }  // namespace bench
