@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 
 #include "platform/clock.h"
 
@@ -12,6 +13,13 @@
 
 namespace idcardreader::platform {
 namespace {
+
+TEST(CSThread, AnExceptionEndsTheThreadOnly) {
+  CSThread thread;
+  ASSERT_TRUE(thread.Start([] { throw std::runtime_error("nobody catches this"); }));
+  thread.Join();
+  EXPECT_FALSE(thread.Running());
+}
 
 // Whether a wait goes on until another thread sets the event: one that does not finds that thread
 // still asleep.
