@@ -53,9 +53,13 @@ class OwnErrorLog : public testing::Environment {
 #endif
   }
 
-  static inline std::filesystem::path file;
+  std::filesystem::path file;
 };
-inline testing::Environment* const ownErrorLog = testing::AddGlobalTestEnvironment(new OwnErrorLog);
+inline OwnErrorLog* const ownErrorLog = [] {
+  auto* const log = new OwnErrorLog;  // the testing framework's from now on
+  testing::AddGlobalTestEnvironment(log);
+  return log;
+}();
 
 // What that log has been given since this was made, without the times.
 class LoggedLines {
@@ -63,7 +67,7 @@ class LoggedLines {
   LoggedLines() { ErrorLog().Log(mark); }
 
   std::vector<std::string> Get() const {
-    std::vector<std::string> lines = LinesOf(OwnErrorLog::file);
+    std::vector<std::string> lines = LinesOf(ownErrorLog->file);
     const auto marked = std::find_if(lines.begin(), lines.end(), [this](const std::string& line) {
       return line.ends_with(mark);
     });
