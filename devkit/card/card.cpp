@@ -177,12 +177,13 @@ std::string ObjectName(CardType type) { return std::string(RuleOf(type).objectNa
 
 Card ParseCard(const Json& json, const std::string& label, const std::string& where) {
   RequireMembers(json, where,
-                 {"description", "type", "fields", "photo", "fingerprint", "chip", "faults"});
+                 {"description", "type", "fields", "textBlock", "photo", "fingerprint", "chip", "faults"});
   Card card;
   card.label = label;
   const TypeRule& rule = ParseType(json, where);
   card.type = rule.type;
   if (json.contains("fields")) ParseFields(card, rule, json["fields"], where + ": fields");
+  card.textBlock = json.value("textBlock", "");
   if (json.contains("photo")) ParsePhoto(card, json["photo"], where + ": photo");
   if (json.contains("fingerprint")) {
     ParseFingerprint(card, json["fingerprint"], where + ": fingerprint");

@@ -30,6 +30,7 @@ struct Card {
   CardType type = CardType::iden;
   // Names as the service writes them, values in UTF-8, in the order of the file.
   std::vector<std::pair<std::string, std::string>> fields;
+  std::string textBlock;  // that a library makes of them, each empty place a "_"
   std::optional<Bytes> image;
   Bytes fingerprint;  // empty, or the bytes at the start of file 0x21
 

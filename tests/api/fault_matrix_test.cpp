@@ -6,7 +6,6 @@
 #include <map>
 #include <thread>
 
-#include "datafile/data_files.h"
 #include "host/host_test.h"
 #include "host/process_resources.h"
 
@@ -43,10 +42,7 @@ constexpr int kHandlesOfTheSystem = 0;
 class FaultMatrixTest : public HostTest {
  protected:
   static json Section(const char* step, const Fault& fault) {
-    json words = fault.parameters;
-    words["at"] = step;
-    words["fault"] = fault.name;
-    return {{"faults", json::array({words})}};
+    return FaultAt(step, fault.name, fault.parameters);
   }
 
   template <typename StepType>
@@ -87,7 +83,7 @@ class FaultMatrixTest : public HostTest {
       ExpectRecordOf(CardOf(kAnyCard), *library);
     } else {
       ExpectNoRecord(*library);
-      EXPECT_TRUE(LastError().starts_with(library->readCardErrorInfo(code))) << LastError();
+      ExpectCode(code);
     }
   }
 
@@ -256,12 +252,15 @@ INSTANTIATE_TEST_SUITE_P(
 // Where the connection leads: two endpoints, of which the first that answers is used.
 TEST_F(FaultMatrixTest, TheSecondServerServesWhenTheFirstDoesNot) {
   const std::string good = "127.0.0.1:" + std::to_string(servicePort);
+  const std::string beyond = "127.0.0.1:" + std::to_string(0x10000 + servicePort);
   const struct {
     const char* name;
     std::vector<std::string> endpoints;
     int code;
   } rows[] = {
       {"refused, then good", {"127.0.0.1:1", good}, 0},
+      {"good, then refused", {good, "127.0.0.1:1"}, 0},
+      {"no ports, but for their lower 16 bits", {beyond, beyond}, 29},
       {"a name without an address, then good", {"nowhere.invalid:80", good}, 0},
       {"refused twice", {"127.0.0.1:1", "127.0.0.1:1"}, 29},
       {"names without addresses", {"nowhere.invalid:80", "nowhere.invalid:81"}, 29},
@@ -270,7 +269,7 @@ TEST_F(FaultMatrixTest, TheSecondServerServesWhenTheFirstDoesNot) {
     SCOPED_TRACE(row.name);
     const auto prepare = [&] {
       library->CloseComm();
-      devkit::WriteDataFile(folder.Path() / "hostport.dat", devkit::HostPortLines(row.endpoints));
+      WriteDataFiles(row.endpoints);
       desk.Put(kAnyCard);
     };
     ExpectOutcome(prepare, row.code, milliseconds(1000));
@@ -292,6 +291,7 @@ class StopMatrixTest : public FaultMatrixTest, public testing::WithParamInterfac
 TEST_P(StopMatrixTest, EndsAtOnceAndTheNextCardIsRead) {
   const WaitingStep& step = GetParam();
   service->ForgetReceived();
+  const int connections = service->ConnectionsSoFar();
   desk.Put(kAnyCard);
   const json section = Section(step.name, {"delay", {{"ms", kStepDelay.count()}, {"times", 1}}});
   if (step.atReader) {
@@ -301,12 +301,37 @@ TEST_P(StopMatrixTest, EndsAtOnceAndTheNextCardIsRead) {
   }
   std::future<ReadResult> read = ReadInBackground();
   ASSERT_TRUE(service->WaitForReceived(step.messagesBefore, std::chrono::seconds(10)));
-  if (step.messagesBefore == 0) std::this_thread::sleep_for(milliseconds(50));
+  // The reader is asked for the DN once the service is connected to.
+  ASSERT_TRUE(Eventually([&] { return service->ConnectionsSoFar() > connections; }));
   library->readCardStop();
   EXPECT_EQ(read.wait_for(step.limit + kSlack), std::future_status::ready);
-  EXPECT_EQ(read.get().result, 0);
+  EXPECT_EQ(Await(read).result, 0);
   ExpectNoRecord(*library);
   ExpectRecovery();
+}
+
+// Nobody answers at either server. What the read does there ends with it, in the log too.
+TEST_F(FaultMatrixTest, AStopEndsTheConnectToTheFirstServerAndTheSecondIsNotTried) {
+  const auto attempts = [this] {
+    std::size_t count = 0;
+    for (const std::string& name : folder.Files("logdata")) {
+      const std::string log = folder.ReadFile(std::filesystem::path("logdata") / name);
+      for (std::size_t at = 0; (at = log.find("|InitSocket", at)) != std::string::npos; ++at)
+        ++count;
+    }
+    return count;
+  };
+  EXPECT_EQ(library->readCardLog(1), 1);
+  ServiceMisbehaves(FaultAt("connect", "unanswered"));
+  std::future<ReadResult> read = ReadInBackground();
+  EXPECT_TRUE(Eventually([&] { return attempts() == 1; }));
+  library->readCardStop();
+  EXPECT_EQ(read.wait_for(kSlack), std::future_status::ready);
+  EXPECT_EQ(Await(read).result, 0);
+  library->readCardLog(0);
+  ExpectRecovery();
+  library->CloseComm();
+  EXPECT_EQ(attempts(), 1u);
 }
 
 INSTANTIATE_TEST_SUITE_P(At, StopMatrixTest,

@@ -15,12 +15,10 @@ constexpr std::size_t kRoom = 8192;  // more than anything takes, to see what is
 
 }  // namespace
 
-OutputBuffer::OutputBuffer() : bytes(kRoom, kUntouched), length(kLengthUntouched) {}
-
-bool OutputBuffer::LengthUntouched() const { return length == kLengthUntouched; }
+OutputBuffer::OutputBuffer() : length(kLengthUntouched), bytes(kRoom, kUntouched) {}
 
 void OutputBuffer::ExpectUntouched(const std::string& what) const {
-  EXPECT_TRUE(LengthUntouched()) << what;
+  EXPECT_EQ(length, kLengthUntouched) << what;
   EXPECT_EQ(Written(), 0u) << what;
 }
 

@@ -11,9 +11,8 @@ namespace hosttest {
 struct OutputBuffer {
   OutputBuffer();
 
+  std::uint8_t* Data() { return bytes.data(); }
   char* Text() { return reinterpret_cast<char*>(bytes.data()); }
-  bool LengthUntouched() const;
-
   void ExpectUntouched(const std::string& what) const;
   // Exactly these bytes were written, and nothing behind them.
   void ExpectBytes(const devkit::Bytes& expected, const std::string& what) const;
@@ -21,11 +20,12 @@ struct OutputBuffer {
   // The same with their number as the length; untouched when there are none.
   void ExpectBlock(const devkit::Bytes& expected, const std::string& what) const;
 
-  devkit::Bytes bytes;
   std::uint32_t length;
 
  private:
   std::size_t Written() const;
+
+  devkit::Bytes bytes;
 };
 
 }  // namespace hosttest

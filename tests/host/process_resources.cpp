@@ -8,10 +8,10 @@
 
 #include <vector>
 #else
+#include <dlfcn.h>
 #include <malloc.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #endif
@@ -60,18 +60,7 @@ int Threads() {
   return threads;
 }
 
-#else
-
-int Entries(const char* folder) {
-  const std::filesystem::directory_iterator entries(folder);
-  return static_cast<int>(std::distance(begin(entries), end(entries)));
-}
-
-#endif
-
 }  // namespace
-
-#if defined(_WIN32)
 
 ProcessResources MeasureProcess() {
   PROCESS_MEMORY_COUNTERS memory{};
@@ -79,7 +68,18 @@ ProcessResources MeasureProcess() {
   return {AllocatedBytes(), static_cast<std::int64_t>(memory.WorkingSetSize), Handles(), Threads()};
 }
 
+bool IsLoaded(const std::filesystem::path& library) {
+  return GetModuleHandleW(library.c_str()) != nullptr;
+}
+
 #else
+
+int Entries(const char* folder) {
+  const std::filesystem::directory_iterator entries(folder);
+  return static_cast<int>(std::distance(begin(entries), end(entries)));
+}
+
+}  // namespace
 
 ProcessResources MeasureProcess() {
   const struct mallinfo2 heap = mallinfo2();
@@ -88,6 +88,13 @@ ProcessResources MeasureProcess() {
   statm >> pages >> pages;  // the second number: resident
   return {static_cast<std::int64_t>(heap.uordblks + heap.hblkhd), pages * sysconf(_SC_PAGESIZE),
           Entries("/proc/self/fd"), Entries("/proc/self/task")};
+}
+
+bool IsLoaded(const std::filesystem::path& library) {
+  void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (handle == nullptr) return false;
+  dlclose(handle);
+  return true;
 }
 
 #endif

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 
 namespace hosttest {
 
@@ -13,5 +14,8 @@ struct ProcessResources {
 };
 
 ProcessResources MeasureProcess();
+
+// True while the process has this library in memory.
+bool IsLoaded(const std::filesystem::path& library);
 
 }  // namespace hosttest

@@ -1,28 +1,46 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
+#include "base/bytes.h"
 #include "card/card.h"
 #include "host/shipped_library.h"
 
 namespace hosttest {
+
+// One field of the card-holder record: the functions that hand it out, and the names under which the
+// service sends what they yield.
+struct FieldRow {
+  const char* name;
+  decltype(&::GetPeopleName) ShippedLibrary::*pointer;  // null: there is no such function
+  decltype(&::GetNewPeopleName) ShippedLibrary::*copy;
+  std::vector<std::string> keys;
+  enum { whole, without_spaces, before_slash, behind_slash } part = whole;
+
+  std::string Expected(const devkit::Card& card) const;
+};
+const std::vector<FieldRow>& FieldRows();
+
+// The blocks; empty when the card yields none.
+devkit::Bytes ExpectedTextBlock(const devkit::Card& card);
+devkit::Bytes ExpectedPhoto(const devkit::Card& card);
+// A resident card without a photo is no success.
+bool ExpectedToSucceed(const devkit::Card& card);
+
+std::string Gbk(const std::string& utf8);
 
 // Calls every function that hands out a read and compares all that it writes, and what it must
 // leave alone, with the card. To be called at once after the read.
 void ExpectRecordOf(const devkit::Card& card, const ShippedLibrary& library);
 // The fields alone.
 void ExpectFieldsOf(const devkit::Card& card, const ShippedLibrary& library);
+// The blocks alone.
+void ExpectBlocksOf(const devkit::Card& card, const ShippedLibrary& library);
 
 // No function hands out anything: neither fields nor blocks.
 void ExpectNoRecord(const ShippedLibrary& library);
 void ExpectNoFields(const ShippedLibrary& library);
 void ExpectNoBlocks(const ShippedLibrary& library);
-
-// The blocks that SDT_ReadBaseFPMsg yields; a length of 0 for those that it leaves alone.
-struct Blocks {
-  int result = 0;
-  devkit::Bytes text;
-  devkit::Bytes photo;
-  devkit::Bytes fingerprint;
-};
-Blocks FetchBlocks(const ShippedLibrary& library);
 
 }  // namespace hosttest

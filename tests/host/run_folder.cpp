@@ -95,6 +95,11 @@ std::string RunFolder::ReadFile(const fs::path& relative) const {
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
+std::vector<std::uint8_t> RunFolder::ReadBytes(const fs::path& relative) const {
+  const std::string content = ReadFile(relative);
+  return {content.begin(), content.end()};
+}
+
 std::vector<std::string> RunFolder::Files(const std::string& subfolder) const {
   std::vector<std::string> names;
   std::error_code error;

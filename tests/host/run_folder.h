@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -20,6 +21,7 @@ class RunFolder {
   void WriteFile(const std::string& name, const std::string& content) const;
   void RemoveFile(const std::string& name) const;
   std::string ReadFile(const std::filesystem::path& relative) const;
+  std::vector<std::uint8_t> ReadBytes(const std::filesystem::path& relative) const;
   // Names of the files in a folder of it, sorted; none when there is no such folder.
   std::vector<std::string> Files(const std::string& subfolder) const;
   // Removes the log folders as far as no logger holds them open.

@@ -10,7 +10,7 @@
 #include <set>
 
 #include "decode_service/content.h"
-#include "host/expected_record.h"
+#include "host/record_checks.h"
 #include "platform/code_page.h"
 
 namespace memorytest {
