@@ -60,7 +60,9 @@ TEST_P(ScenarioTest, EndsInTimeWithItsTextAndSpoilsNothing) {
     EXPECT_TRUE(read.lastError.starts_with(text)) << "wanted " << code << ", got " << LastError();
     // The caller wakes when the log has been written: what failures of the reader put there is their
     // text once more.
-    if (!scenario.contains("service")) EXPECT_EQ(read.lastError, text + text);
+    if (!scenario.contains("service")) {
+      EXPECT_EQ(read.lastError, text + text);
+    }
     ExpectNoRecord(*library);
     desk.Behave();
     ServiceBehaves();

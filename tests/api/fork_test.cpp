@@ -72,7 +72,7 @@ int FirstWrongFunction(const ShippedLibrary& library) {
   if (Call(library.name) != Nothing(#name)) return number;
   IDCARDREADER_FUNCTIONS(IDCARDREADER_CALL)
 #undef IDCARDREADER_CALL
-  return number == 78 ? 0 : 99;
+  return 0;
 }
 
 TEST_F(ForkTest, TheChildHasNothingAndWaitsForNothing) {

@@ -121,17 +121,6 @@ TEST_F(LifecycleTest, BystandersDoNotDisturbAReadUntilItsCallerHasLeft) {
   bystander.join();
 }
 
-TEST_F(LifecycleTest, InitAndDestoryAtOnceComeToAnEnd) {
-  desk.Put(kAnyCard);
-  library->readCardSetDeviceType(0);
-  std::thread initialising([this] {
-    for (int round = 0; round < 100; ++round) library->readCardInit();
-  });
-  for (int round = 0; round < 100; ++round) library->readCardDestory();
-  initialising.join();
-  ExpectGoodRead("gat");
-}
-
 TEST_F(LifecycleTest, UnloadedItLeavesNoHandleAndNoMemory) {
   const auto readAndUnload = [this] {
     StartService();

@@ -1,6 +1,7 @@
 // Which log files a read leaves, and what they must not hold.
 
-#include <algorithm>
+#include <gmock/gmock.h>
+
 #include <regex>
 #include <sstream>
 
@@ -9,71 +10,63 @@
 namespace hosttest {
 namespace {
 
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr char kReaderLog[] = R"(\d{8}-\d{9}-Reader\.txt)";
+constexpr char kServerLog[] = R"(\d{8}-\d{9}-Server\.txt)";
+constexpr char kErrorLog[] = R"(\d{8}-\d{9}-Error\.txt)";
+constexpr char kDataFileLog[] = R"(\d{8}-\d{6}Error\.txt)";
+
 class LogsTest : public HostTest {
  protected:
-  std::vector<std::string> FilesLike(const std::string& subfolder, const char* pattern) const {
-    std::vector<std::string> matching;
-    for (const std::string& name : folder.Files(subfolder)) {
-      if (std::regex_match(name, std::regex(pattern))) matching.push_back(name);
+  // Whether this folder holds one such file and no other, or two.
+  void ExpectFiles(const char* subfolder, const std::vector<const char*>& patterns) const {
+    const std::vector<std::string> names = folder.Files(subfolder);
+    ASSERT_EQ(names.size(), patterns.size()) << subfolder;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      EXPECT_TRUE(std::regex_match(names[i], std::regex(patterns[i]))) << names[i];
     }
-    return matching;
   }
 
-  // Everything that any of the log folders holds.
-  std::string AllLogs() const {
-    std::string all;
-    for (const char* subfolder : {"logdata", "LogData", "errordata"}) {
-      for (const std::string& name : folder.Files(subfolder)) all += ContentOf(subfolder, name);
-    }
-    return all;
-  }
-
-  // The error log's messages without their time, but for the one that tells of a missing conf.yaml:
-  // the test program has none.
-  std::vector<std::string> ErrorMessages() const {
+  // The messages of the logs in a folder without their time, but for the one that tells of a missing
+  // conf.yaml: the test program has none.
+  std::vector<std::string> Messages(const char* subfolder = "errordata") const {
     std::vector<std::string> messages;
-    for (const std::string& name : FilesLike("errordata", kErrorLog)) {
-      std::istringstream lines(ContentOf("errordata", name));
-      for (std::string line; std::getline(lines, line);) {
-        std::string message = line.substr(std::min(line.size(), kTimeLength));
-        if (!message.empty() && message.back() == '\r') message.pop_back();
-        if (!message.starts_with(Gbk("打开配置文件失败，路径："))) messages.push_back(message);
-      }
+    std::istringstream lines(folder.AllOf(subfolder));
+    for (std::string line; std::getline(lines, line);) {
+      EXPECT_TRUE(std::regex_search(line, std::regex(R"(^\d{4}:\d\d:\d\d\|\d\d:\d\d:\d\d\|)")));
+      std::string message = line.substr(std::min(line.size(), kTimeLength));
+      if (message.ends_with('\r')) message.pop_back();
+      if (!message.starts_with(Gbk("打开配置文件失败，路径："))) messages.push_back(message);
     }
     return messages;
   }
 
-  std::string ContentOf(const std::string& subfolder, const std::string& name) const {
-    return folder.ReadFile(std::filesystem::path(subfolder) / name);
-  }
-
   static constexpr std::size_t kTimeLength = sizeof("2024:01:02|03:04:05|006|") - 1;
-  static constexpr char kReaderLog[] = R"(\d{8}-\d{9}-Reader\.txt)";
-  static constexpr char kServerLog[] = R"(\d{8}-\d{9}-Server\.txt)";
-  static constexpr char kErrorLog[] = R"(\d{8}-\d{9}-Error\.txt)";
-  static constexpr char kDataFileLog[] = R"(\d{8}-\d{6}Error\.txt)";
 };
 
 TEST_F(LogsTest, SwitchedOnReaderAndServerWriteOneFileEach) {
   EXPECT_EQ(library->readCardLog(1), 1);
   ExpectGoodRead(kAnyCard);
   // Entries are written by a thread of the log's own, the last of a read a little later.
-  const auto readerLogIsWhole = [this] {
-    const auto files = FilesLike("logdata", kReaderLog);
-    return files.size() == 1 &&
-           ContentOf("logdata", files[0]).find("read_sfz   END   Sucess") != std::string::npos;
-  };
-  EXPECT_TRUE(Eventually(readerLogIsWhole, std::chrono::seconds(5)));
-  EXPECT_EQ(FilesLike("logdata", kServerLog).size(), 1u);
-  EXPECT_EQ(ErrorMessages(), std::vector<std::string>());
-
-  library->CloseComm();
-  const std::regex line(R"(\d{4}:\d\d:\d\d\|\d\d:\d\d:\d\d\|\d{3}\|[^]*)");
-  for (const std::string& name : FilesLike("logdata", ".*-(Reader|Server)\\.txt")) {
-    std::istringstream lines(ContentOf("logdata", name));
-    std::string first;
-    ASSERT_TRUE(std::getline(lines, first)) << name;
-    EXPECT_TRUE(std::regex_match(first, line)) << name << ": " << first;
+  EXPECT_TRUE(Eventually([this] {
+    return folder.AllOf("logdata").find("read_sfz   END   Sucess") != std::string::npos;
+  }));
+  ExpectFiles("logdata", {kReaderLog, kServerLog});
+  EXPECT_THAT(Messages(), IsEmpty());
+  // What the reader's status bytes mean.
+  const char* const texts[] = {"通信错误", "冲突检测信号", "通信超时", "缓冲区太小", "内部错误",
+                               "参数非法", "CRC_A 不匹配", "卡被锁死", "未知错误"};
+  for (int status = 1; status <= 9; ++status) {
+    desk.Misbehave(FaultAt("uid", "status", {{"status", status}}));
+    char uid[IDCARDREADER_UID_BYTES];
+    EXPECT_EQ(library->readCardGetUID(1, uid), 0);
+    library->readCardDestory();  // which writes the log to its end and begins another
+    EXPECT_THAT(folder.AllOf("logdata"), HasSubstr("|" + Gbk(texts[status - 1]) + "\n"));
+    folder.RemoveLogs();
   }
 }
 
@@ -82,47 +75,35 @@ TEST_F(LogsTest, SwitchedOffNothingOfACardIsWritten) {
   EXPECT_EQ(library->readCardLog(0), 1);
   ExpectGoodRead(kAnyCard);
   library->CloseComm();
-  EXPECT_EQ(ErrorMessages(), std::vector<std::string>());
-  EXPECT_TRUE(FilesLike("logdata", kReaderLog).empty());
-  EXPECT_TRUE(FilesLike("logdata", kServerLog).empty());
-  const std::string logs = AllLogs();
-  EXPECT_EQ(logs.find(card.Field("id")), std::string::npos);
-  EXPECT_EQ(logs.find(Gbk(card.Field("name"))), std::string::npos);
-  EXPECT_EQ(logs.find(devkit::ToHex(card.dn)), std::string::npos);
+  EXPECT_THAT(Messages(), IsEmpty());
+  ExpectFiles("logdata", {});
+  const std::string logs = folder.AllOf("LogData") + folder.AllOf("errordata");
+  for (const std::string& part :
+       {card.Field("id"), Gbk(card.Field("name")), devkit::ToHex(card.dn)}) {
+    EXPECT_THAT(logs, Not(HasSubstr(part)));
+  }
 }
 
 TEST_F(LogsTest, AFailureIsInTheErrorLogAlsoWhenLoggingIsOff) {
   desk.TakeCardAway();
   EXPECT_EQ(Read().result, 0);
-  EXPECT_EQ(FilesLike("errordata", kErrorLog).size(), 1u);
-  const std::vector<std::string> messages = ErrorMessages();
-  ASSERT_FALSE(messages.empty());
-  EXPECT_NE(std::find(messages.begin(), messages.end(), Gbk("第二次重试DN")), messages.end());
-  EXPECT_EQ(messages.back(), Gbk("读取DN码"));
-  EXPECT_TRUE(FilesLike("logdata", kReaderLog).empty());
+  ExpectFiles("errordata", {kErrorLog});
+  ExpectFiles("logdata", {});
+  EXPECT_THAT(Messages(), Contains(Gbk("第二次重试DN")));
+  EXPECT_EQ(Messages().back(), Gbk("读取DN码"));
+  // A success empties the last error, also what the log's last line was.
+  ExpectGoodRead(kAnyCard);
+  library->readCardStop();
+  EXPECT_EQ(LastError(), "");
 }
 
 TEST_F(LogsTest, AMissingDataFileIsToldInBothLogs) {
   folder.RemoveFile("appid.dat");
   library->readCardLog(0);
-  const std::vector<std::string> messages = ErrorMessages();
-  EXPECT_NE(std::find(messages.begin(), messages.end(), Gbk("打开appid文件失败")), messages.end());
-  ASSERT_FALSE(messages.empty());
-  EXPECT_EQ(messages.back(), "Read Appid File Fail!");
-  const auto dataFileLogs = FilesLike("LogData", kDataFileLog);
-  ASSERT_EQ(dataFileLogs.size(), 1u);
-  EXPECT_NE(ContentOf("LogData", dataFileLogs[0]).find(Gbk("打开appid文件失败")),
-            std::string::npos);
-}
-
-TEST_F(LogsTest, LastErrorIsTheTextOfTheCodeAndTheLastLineOfTheErrorLog) {
-  desk.TakeCardAway();
-  EXPECT_EQ(Read().result, 0);
-  EXPECT_EQ(LastError(), Gbk("读取DN码读取DN码"));
-  // A success empties it, also what the log's last line was.
-  ExpectGoodRead(kAnyCard);
-  library->readCardStop();
-  EXPECT_EQ(LastError(), "");
+  EXPECT_THAT(Messages(), Contains(Gbk("打开appid文件失败")));
+  EXPECT_EQ(Messages().back(), "Read Appid File Fail!");
+  ExpectFiles("LogData", {kDataFileLog});
+  EXPECT_THAT(folder.AllOf("LogData"), HasSubstr(Gbk("打开appid文件失败")));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// A process that has no memory left, which only Linux can be made.
+// A process that has no memory left, and a thread that is held inside a call where it asks for some:
+// only Linux lets a program take the place of the system's allocator.
 
 #if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
@@ -25,6 +26,17 @@ std::atomic<long> left = LONG_MAX;
 // The library's threads are those that are born while it is watched, and its callers.
 thread_local int watched = -1;
 
+// The next allocation of a thread that asks for it waits until it is let go.
+thread_local bool heldNext = false;
+std::atomic<bool> held = false;
+
+void Hold() {
+  heldNext = false;
+  held = true;
+  held.notify_all();
+  held.wait(true);
+}
+
 bool Refused() {
   if (watched < 0) watched = watching ? 1 : 0;
   return watched == 1 && watching && (--left == 0 || (left < 0 && forGood));
@@ -35,6 +47,7 @@ bool Refused() {
 extern "C" {
 
 void* malloc(std::size_t size) {
+  if (heldNext) Hold();
   if (!Refused()) return __libc_malloc(size);
   errno = ENOMEM;
   return nullptr;
@@ -75,6 +88,32 @@ class Failing {
 
   bool Reached() const { return left <= 0; }
 };
+
+class EngineUseTest : public HostTest {};
+
+// The engine's end waits for its last user, and is woken by him; meanwhile nobody gets the engine.
+TEST_F(EngineUseTest, CloseWaitsForACallThatIsInsideAndIsWokenByItsEnd) {
+  ExpectGoodRead(kAnyCard);
+  const std::future<std::string> inside = std::async(std::launch::async, [this] {
+    heldNext = true;
+    return std::string(library->readCardErrorInfo(40));  // is copied while the engine is in use
+  });
+  held.wait(false);
+  const std::future<std::int32_t> closed =
+      std::async(std::launch::async, [this] { return library->CloseComm(); });
+  EXPECT_TRUE(Eventually([this] { return library->readCardErrorInfo(1)[0] == '\0'; }))
+      << "an engine that ends was handed out";
+  EXPECT_EQ(closed.wait_for(milliseconds(200)), std::future_status::timeout)
+      << "the engine ended while it was in use";
+  held = false;
+  held.notify_all();
+  if (closed.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+    ADD_FAILURE() << "nobody has woken the engine's end";
+    std::fflush(nullptr);
+    std::_Exit(1);
+  }
+  ExpectGoodRead(kAnyCard);
+}
 
 class OutOfMemoryTest : public HostTest {
  protected:

@@ -74,11 +74,11 @@ TEST_F(StandardInterfaceTest, FixedValuesAreWrittenToTheByte) {
 TEST_F(StandardInterfaceTest, FindsSelectsAndReadsACard) {
   desk.Put(kAnyCard);
   OutputBuffer found, selected;
-  EXPECT_EQ(library->SDT_StartFindIDCard(kPort, found.bytes.data()), IDCARDREADER_SDT_CARD_FOUND);
+  EXPECT_EQ(library->SDT_StartFindIDCard(kPort, found.Data()), IDCARDREADER_SDT_CARD_FOUND);
   found.ExpectText(kWord, "SDT_StartFindIDCard");
   EXPECT_EQ(library->readCardGetCardType(), 16);
   ExpectNoRecord(*library);  // finding is not reading
-  EXPECT_EQ(library->SDT_SelectIDCard(kPort, selected.bytes.data()), IDCARDREADER_SDT_SUCCESS)
+  EXPECT_EQ(library->SDT_SelectIDCard(kPort, selected.Data()), IDCARDREADER_SDT_SUCCESS)
       << LastError();
   selected.ExpectText(kWord, "SDT_SelectIDCard");
   ExpectRecordOf(CardOf(kAnyCard), *library);
@@ -88,10 +88,10 @@ TEST_F(StandardInterfaceTest, WithoutACardNothingIsFoundOrSelected) {
   ExpectGoodRead(kAnyCard);
   desk.TakeCardAway();
   OutputBuffer found, selected;
-  EXPECT_EQ(library->SDT_StartFindIDCard(kPort, found.bytes.data()), IDCARDREADER_SDT_NO_CARD);
+  EXPECT_EQ(library->SDT_StartFindIDCard(kPort, found.Data()), IDCARDREADER_SDT_NO_CARD);
   found.ExpectText(kWord, "SDT_StartFindIDCard");
   EXPECT_EQ(library->SDT_StartFindIDCard(kPort, nullptr), IDCARDREADER_SDT_NO_CARD);
-  EXPECT_EQ(library->SDT_SelectIDCard(kPort, selected.bytes.data()), IDCARDREADER_SDT_NOT_SELECTED);
+  EXPECT_EQ(library->SDT_SelectIDCard(kPort, selected.Data()), IDCARDREADER_SDT_NOT_SELECTED);
   selected.ExpectText(kWord, "SDT_SelectIDCard");
   ExpectNoRecord(*library);
 }

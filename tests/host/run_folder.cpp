@@ -110,6 +110,12 @@ std::vector<std::string> RunFolder::Files(const std::string& subfolder) const {
   return names;
 }
 
+std::string RunFolder::AllOf(const std::string& subfolder) const {
+  std::string all;
+  for (const std::string& name : Files(subfolder)) all += ReadFile(fs::path(subfolder) / name);
+  return all;
+}
+
 void RunFolder::RemoveLogs() const {
   std::error_code ignored;
   for (const char* logs : {"errordata", "LogData", "logdata"}) {

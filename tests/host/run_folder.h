@@ -24,6 +24,8 @@ class RunFolder {
   std::vector<std::uint8_t> ReadBytes(const std::filesystem::path& relative) const;
   // Names of the files in a folder of it, sorted; none when there is no such folder.
   std::vector<std::string> Files(const std::string& subfolder) const;
+  // What all of them hold.
+  std::string AllOf(const std::string& subfolder) const;
   // Removes the log folders as far as no logger holds them open.
   void RemoveLogs() const;
 
