@@ -157,11 +157,11 @@ TEST_F(FailureTest, NuisancesDoNotSpoilTheRead) {
 // Reports of one card that are still there when the next is read must not be taken for its own.
 TEST_F(FailureTest, NoAnswerOfTheCardBeforeIsTakenForTheNextOnes) {
   // The first of them is taken for the answer; what the reader has said besides stays.
+  const std::string answer = "0600" + devkit::ToHex(CardOf("yjznew").dn);
   desk.Put(kAnyCard);
-  desk.Misbehave(FaultAt(
-      "dn", "stale",
-      {{"report", "0600" + devkit::ToHex(CardOf("yjznew").dn)}, {"count", 3}, {"times", 1}}));
+  desk.Misbehave(FaultAt("dn", "stale", {{"report", answer}, {"count", 3}}));
   EXPECT_EQ(Read().result, 0);
+  desk.Behave();
   ExpectGoodRead("gat");
   // The first answer comes when the read, which has asked again, is over.
   constexpr milliseconds kLate(5000);
@@ -169,6 +169,7 @@ TEST_F(FailureTest, NoAnswerOfTheCardBeforeIsTakenForTheNextOnes) {
   desk.Misbehave(FaultAt("dn", "late", {{"ms", kLate.count()}, {"times", 1}}));
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(Read().result, 1) << LastError();
+  desk.Behave();
   std::this_thread::sleep_until(begin + kLate + milliseconds(500));
   ExpectGoodRead("gat");
 }

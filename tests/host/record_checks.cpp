@@ -41,7 +41,7 @@ std::string Gbk(const std::string& utf8) {
 // A card has one of the names, or all of them in pieces.
 std::string FieldRow::Expected(const Card& card) const {
   std::string text;
-  for (const std::string& key : keys) text += Gbk(card.Field(key));
+  for (const std::string& key : keys) text += inGbk ? Gbk(card.Field(key)) : card.Field(key);
   const std::size_t slash = text.find('/');
   switch (part) {
     case without_spaces:
@@ -63,18 +63,19 @@ const std::vector<FieldRow>& FieldRows() {
       {"name", &L::GetPeopleName, &L::GetNewPeopleName, {"name", "nameChinese"}, R::without_spaces},
       {"sex", &L::GetPeopleSex, &L::GetNewPeopleSex, {"sex"}},
       {"nation", &L::GetPeopleNation, &L::GetNewPeopleNation, {"nation"}},
-      {"birthday", &L::GetPeopleBirthday, &L::GetNewPeopleBirthday, {"birthday"}},
+      {"birthday", &L::GetPeopleBirthday, &L::GetNewPeopleBirthday, {"birthday"}, R::whole, false},
       {"address", &L::GetPeopleAddress, &L::GetNewPeopleAddress, {"address"}, R::without_spaces},
-      {"number", &L::GetPeopleIDCode, &L::GetNewPeopleIDCode, {"id"}},
-      {"valid from", &L::GetStartDate, &L::GetNewStartDate, {"startDate"}},
+      {"number", &L::GetPeopleIDCode, &L::GetNewPeopleIDCode, {"id"}, R::whole, false},
+      {"valid from", &L::GetStartDate, &L::GetNewStartDate, {"startDate"}, R::whole, false},
       {"valid until", &L::GetEndDate, &L::GetNewEndDate, {"endDate"}},
       {"authority", &L::GetDepartment, &L::GetNewDepartment, {"issue"}, R::without_spaces},
-      {"pass number", nullptr, &L::GetNewPassNum, {"passCheckId"}},
+      {"pass number", nullptr, &L::GetNewPassNum, {"passCheckId"}, R::whole, false},
       {"English name",
        nullptr,
        &L::GetNewPeopleNameEn,
        {"nameEnglish", "nameEnglishAdd"},
-       R::without_spaces},
+       R::without_spaces,
+       false},
       {"country", nullptr, &L::GetNewPeopleCountry, {"nationlity"}, R::before_slash},
       {"country code", nullptr, &L::GetNewPeopleCountryCode, {"nationlity"}, R::behind_slash}};
   return rows;

@@ -16,7 +16,9 @@ struct FieldRow {
   decltype(&::GetPeopleName) ShippedLibrary::*pointer;  // null: there is no such function
   decltype(&::GetNewPeopleName) ShippedLibrary::*copy;
   std::vector<std::string> keys;
-  enum { whole, without_spaces, before_slash, behind_slash } part = whole;
+  enum Part { whole, without_spaces, before_slash, behind_slash } part = whole;
+  // Those that hold digits and Latin letters only are handed out as they come.
+  bool inGbk = true;
 
   std::string Expected(const devkit::Card& card) const;
 };

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fstream>
 #include <set>
+#include <unordered_map>
 
 #include "decode_service/content.h"
 #include "host/record_checks.h"
@@ -36,72 +37,95 @@ std::size_t FilterPlace(std::uint64_t key) {
 
 Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
-std::string Dump(const std::string& part, std::size_t offset) {
-  std::string text;
-  const std::size_t begin = offset - std::min<std::size_t>(offset, 32);
-  for (std::size_t i = begin; i < std::min(part.size(), offset + 64); ++i) {
-    char digits[8];
-    std::snprintf(digits, sizeof digits, "%s%02X", i == offset ? " > " : " ",
-                  static_cast<unsigned char>(part[i]));
-    text += digits;
+class Needles {
+ public:
+  explicit Needles(const devkit::Card& card) {
+    for (const char* field : {"name", "id", "address", "issue"}) {
+      const std::string text = card.Field(field);
+      AddSpellings(std::string(field) + " in UTF-8", BytesOf(text));
+      AddSpellings(std::string(field) + " in GBK", BytesOf(hosttest::Gbk(text)));
+      Bytes wide;
+      for (const char16_t unit : idcardreader::platform::Utf8ToUtf16(text)) {
+        wide.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+        wide.push_back(static_cast<std::uint8_t>(unit >> 8));
+      }
+      // A piece has as many characters.
+      AddSpellings(std::string(field) + " in UTF-16", wide, kLongPiece);
+    }
+    AddSpellings("DN", card.dn);
+    AddSpellings("input key", card.inputKey);
+    AddSpellings("output key", card.outputKey);
+    AddSpellings("answer to the input key", card.keyAnswer);
+    for (const auto& [id, bytes] : card.files) AddSpellings("file " + std::to_string(id), bytes);
+    if (card.image) {
+      AddSpellings("photo", *card.image);
+      Add("photo as numbers", BytesOf(devkit::ByteArrayText(*card.image)), kLongPiece);
+    }
+    Add("content in base64", BytesOf(devkit::Base64(devkit::Deflate(devkit::ContentText(card)))),
+        kLongPiece);
   }
-  return text;
-}
+
+  void FindIn(const Bytes& part, std::uintptr_t address, const std::string& mapping,
+              std::vector<Find>& finds) const {
+    for (std::size_t offset = 0; offset + kKeyBytes <= part.size(); ++offset) {
+      const std::uint64_t key = KeyAt(part.data() + offset);
+      if (!filter[FilterPlace(key)]) continue;
+      const auto [first, last] = needles.equal_range(key);
+      for (auto needle = first; needle != last; ++needle) {
+        const auto& [what, bytes] = needle->second;
+        if (part.size() - offset < bytes.size() ||
+            std::memcmp(part.data() + offset, bytes.data(), bytes.size()) != 0) {
+          continue;
+        }
+        const std::uintptr_t begin = address + offset;
+        const auto same = std::find_if(finds.rbegin(), finds.rend(), [&, name = what](auto& find) {
+          return find.what == names[name] && begin <= find.end;
+        });
+        if (same != finds.rend()) {
+          same->end = std::max(same->end, begin + bytes.size());
+        } else {
+          const std::size_t around = std::min<std::size_t>(part.size() - offset, 64);
+          finds.push_back({begin, begin + bytes.size(), names[what],
+                           mapping + "\n" + devkit::ToHex({part.data() + offset, around})});
+        }
+      }
+    }
+  }
+
+ private:
+  // As they are, and in hexadecimal digits of either kind.
+  void AddSpellings(const std::string& what, const Bytes& bytes, std::size_t pieceSize = kPiece) {
+    Add(what, bytes, pieceSize);
+    Bytes digits = BytesOf(devkit::ToHex(bytes));
+    Add(what + " in hexadecimal", digits, 2 * pieceSize);
+    for (std::uint8_t& digit : digits) digit |= digit >= 'A' ? 0x20 : 0;
+    Add(what + " in small hexadecimal", digits, 2 * pieceSize);
+  }
+
+  // Every piece, but those that anything may hold.
+  void Add(const std::string& what, const Bytes& bytes, std::size_t pieceSize) {
+    const std::size_t size = std::min(bytes.size(), pieceSize);
+    for (std::size_t begin = 0; size >= kKeyBytes && begin + size <= bytes.size(); ++begin) {
+      const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(begin);
+      const Bytes piece(first, first + static_cast<std::ptrdiff_t>(size));
+      if (std::set<std::uint8_t>(piece.begin(), piece.end()).size() < 5) continue;
+      const std::uint64_t key = KeyAt(piece.data());
+      filter[FilterPlace(key)] = true;
+      needles.emplace(key, std::pair(names.size(), piece));
+    }
+    names.push_back(what);
+  }
+
+  std::vector<std::string> names;
+  // By their first bytes: the place of the name, and all bytes.
+  std::unordered_multimap<std::uint64_t, std::pair<std::size_t, Bytes>> needles;
+  std::vector<bool> filter = std::vector<bool>(std::size_t{1} << kFilterBits);
+};
 
 }  // namespace
 
-MemorySearch::MemorySearch(const devkit::Card& card) : filter(std::size_t{1} << kFilterBits) {
-  for (const char* field : {"name", "id", "address", "issue"}) AddText(field, card.Field(field));
-  AddWithHexText("DN", card.dn, kPiece);
-  AddWithHexText("input key", card.inputKey, kPiece);
-  AddWithHexText("output key", card.outputKey, kPiece);
-  AddWithHexText("answer to the input key", card.keyAnswer, kPiece);
-  for (const auto& [id, bytes] : card.files) {
-    AddWithHexText("file " + devkit::ToHex({&id, 1}), bytes, kPiece);
-  }
-  if (card.image) {
-    AddWithHexText("photo", *card.image, kPiece);
-    Add("photo as numbers", BytesOf(devkit::ByteArrayText(*card.image)), kLongPiece);
-  }
-  Add("content in base64", BytesOf(devkit::Base64(devkit::Deflate(devkit::ContentText(card)))),
-      kLongPiece);
-}
-
-void MemorySearch::AddText(const std::string& what, const std::string& utf8) {
-  AddWithHexText(what + " in UTF-8", BytesOf(utf8), kPiece);
-  AddWithHexText(what + " in GBK", BytesOf(hosttest::Gbk(utf8)), kPiece);
-  Bytes wide;
-  for (const char16_t unit : idcardreader::platform::Utf8ToUtf16(utf8)) {
-    wide.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-    wide.push_back(static_cast<std::uint8_t>(unit >> 8));
-  }
-  AddWithHexText(what + " in UTF-16", wide, kLongPiece);  // a piece has as many characters
-}
-
-void MemorySearch::AddWithHexText(const std::string& what, const Bytes& bytes,
-                                  std::size_t pieceSize) {
-  Add(what, bytes, pieceSize);
-  std::string hex = devkit::ToHex(bytes);
-  Add(what + " in hexadecimal", BytesOf(hex), 2 * pieceSize);
-  for (char& digit : hex) digit = digit >= 'A' ? static_cast<char>(digit - 'A' + 'a') : digit;
-  Add(what + " in small hexadecimal", BytesOf(hex), 2 * pieceSize);
-}
-
-// Every piece, but those that anything may hold.
-void MemorySearch::Add(const std::string& what, const Bytes& bytes, std::size_t pieceSize) {
-  const std::size_t size = std::min(bytes.size(), pieceSize);
-  for (std::size_t begin = 0; size >= kKeyBytes && begin + size <= bytes.size(); ++begin) {
-    const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(begin);
-    const Bytes piece(first, first + static_cast<std::ptrdiff_t>(size));
-    if (std::set<std::uint8_t>(piece.begin(), piece.end()).size() < 5) continue;
-    const std::uint64_t key = KeyAt(piece.data());
-    filter[FilterPlace(key)] = true;
-    needles.emplace(key, Needle{names.size(), piece});
-  }
-  names.push_back(what);
-}
-
-std::vector<Find> MemorySearch::In(pid_t process) const {
+std::vector<Find> FindCard(const devkit::Card& card, pid_t process) {
+  const Needles needles(card);
   const std::string folder = "/proc/" + std::to_string(process);
   const int memory = open((folder + "/mem").c_str(), O_RDONLY | O_CLOEXEC);
   std::vector<Find> finds;
@@ -115,40 +139,14 @@ std::vector<Find> MemorySearch::In(pid_t process) const {
     if (writable != 'w') continue;
     // Chunks share as many bytes as the longest piece may have in the chunk before.
     for (std::uint64_t address = begin; address < end; address += kChunk) {
-      std::string part(std::min<std::uint64_t>(kChunk + 2 * kLongPiece, end - address), '\0');
+      Bytes part(std::min<std::uint64_t>(kChunk + 2 * kLongPiece, end - address));
       const ssize_t got = pread(memory, part.data(), part.size(), static_cast<off_t>(address));
       part.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-      SearchPart(part, address, mapping, finds);
+      needles.FindIn(part, address, mapping, finds);
     }
   }
   close(memory);
   return finds;
-}
-
-void MemorySearch::SearchPart(const std::string& part, std::uintptr_t address,
-                              const std::string& mapping, std::vector<Find>& finds) const {
-  for (std::size_t offset = 0; offset + kKeyBytes <= part.size(); ++offset) {
-    const std::uint64_t key = KeyAt(part.data() + offset);
-    if (!filter[FilterPlace(key)]) continue;
-    const auto [first, last] = needles.equal_range(key);
-    for (auto needle = first; needle != last; ++needle) {
-      const Bytes& bytes = needle->second.bytes;
-      if (part.size() - offset < bytes.size() ||
-          std::memcmp(part.data() + offset, bytes.data(), bytes.size()) != 0) {
-        continue;
-      }
-      const std::uintptr_t begin = address + offset;
-      const std::string& what = names[needle->second.what];
-      const auto same = std::find_if(finds.rbegin(), finds.rend(), [&](const Find& find) {
-        return find.what == what && begin <= find.end;
-      });
-      if (same != finds.rend()) {
-        same->end = std::max(same->end, begin + bytes.size());
-      } else {
-        finds.push_back({begin, begin + bytes.size(), what, mapping + "\n" + Dump(part, offset)});
-      }
-    }
-  }
 }
 
 }  // namespace memorytest

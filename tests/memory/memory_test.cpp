@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
-#include <utility>
 
 #include "host/host_test.h"
 #include "memory/memory_search.h"
@@ -12,11 +10,9 @@
 namespace memorytest {
 namespace {
 
+using hosttest::FaultAt;
 using hosttest::kAnyCard;
 using nlohmann::json;
-using std::chrono::milliseconds;
-
-constexpr std::intptr_t kGone = 0;
 
 class MemoryTest : public hosttest::HostTest, public testing::WithParamInterface<const char*> {
  protected:
@@ -34,7 +30,7 @@ class MemoryTest : public hosttest::HostTest, public testing::WithParamInterface
 
   void TearDown() override {
     host.reset();
-    if (serialReader > 0) EndProgram(serialReader);
+    serialReader.reset();
     folder.RemoveFile("conf.yaml");
     HostTest::TearDown();
   }
@@ -44,18 +40,17 @@ class MemoryTest : public hosttest::HostTest, public testing::WithParamInterface
   void StartSerialReader() {
     const std::filesystem::path portFile = folder.Path() / "port";
     std::filesystem::remove(portFile);
-    serialReader = StartProgram(
-        {SERIAL_READER, "--desk", folder.DeskFile().string(), "--port-file", portFile.string()},
-        {});
-    ASSERT_TRUE(hosttest::Eventually([&] { return std::filesystem::exists(portFile); },
-                                     milliseconds(10000)));
+    const std::vector<std::string> command = {SERIAL_READER, "--desk", folder.DeskFile().string(),
+                                              "--port-file", portFile.string()};
+    serialReader = std::make_unique<RunningProgram>(command, std::vector<int>());
+    ASSERT_TRUE(hosttest::Eventually([&] { return std::filesystem::exists(portFile); }));
     std::string port;
     std::getline(std::ifstream(portFile), port);
     folder.WriteFile("conf.yaml", "comport: 115200\ncomname: " + port + "\n");
   }
 
   // Everything behaves, a card is there, and a host that has read nothing yet.
-  void Begin(const char* card = kAnyCard) {
+  void Start(const char* card = kAnyCard) {
     host.reset();
     ServiceBehaves();
     service->ForgetReceived();
@@ -63,87 +58,85 @@ class MemoryTest : public hosttest::HostTest, public testing::WithParamInterface
     desk.Put(card);
     host = std::make_unique<SearchedHost>(folder.Path() / "memory-host", folder.Library(),
                                           folder.DeskFile());
-    if (Is("Serial")) host->Do('s');
+    if (Is("Serial")) host->Call("readCardSetDeviceType", 1);
+  }
+
+  bool Does(const char* function) { return (host->Call(function) & 0xFFFFFFFF) == 1; }
+
+  std::uintptr_t Text(const char* function) {
+    return static_cast<std::uintptr_t>(host->Call(function));
   }
 
   std::vector<Find> Search(const char* card = kAnyCard) const {
-    return MemorySearch(CardOf(card)).In(host->Process());
+    return FindCard(CardOf(card), host->Process());
   }
 
   static void ExpectNothing(const std::vector<Find>& finds) {
     EXPECT_TRUE(finds.empty()) << finds.size() << " finds";
     for (std::size_t i = 0; i < std::min<std::size_t>(finds.size(), 20); ++i) {
-      const Find& find = finds[i];
-      ADD_FAILURE() << find.what << ", " << find.end - find.begin << " bytes at 0x" << std::hex
-                    << find.begin << " in\n"
-                    << find.place;
+      ADD_FAILURE() << finds[i].what << ", " << finds[i].end - finds[i].begin << " bytes at 0x"
+                    << std::hex << finds[i].begin << " in\n"
+                    << finds[i].place;
     }
   }
 
   std::unique_ptr<SearchedHost> host;
-  pid_t serialReader = -1;
+  std::unique_ptr<RunningProgram> serialReader;
 };
 
 TEST_P(MemoryTest, NothingIsLeftBehindAFailedReadAndClosing) {
   const struct {
-    const char* what;
-    json readerFault;
-    json serviceFault;
+    json reader;
+    json service;
     const char* card = kAnyCard;
     bool goodReadFirst = false;
   } rows[] = {
-      {"output key refused", {}, {{"at", "output-key"}, {"fault", "refuse"}}},
-      {"content damaged", {}, {{"at", "content"}, {"fault", "corrupt"}}},
-      {"content cut off", {}, {{"at", "content"}, {"fault", "cut-zlib"}}},
-      {"content refused", {}, {{"at", "content"}, {"fault", "refuse"}}},
-      {"content of no known type", {}, {{"at", "content"}, {"fault", "unknown-type"}}},
-      {"content without a photo", {}, {}, "resident-no-photo"},
-      {"DN not read, behind another read",
-       {{"at", "dn"}, {"fault", "status"}, {"status", 3}},
-       {},
-       kAnyCard,
-       true},
+      {json::object(), FaultAt("output-key", "refuse")},
+      {json::object(), FaultAt("content", "corrupt")},
+      {json::object(), FaultAt("content", "cut-zlib")},
+      {json::object(), FaultAt("content", "refuse")},
+      {json::object(), FaultAt("content", "unknown-type")},
+      {json::object(), json::object(), "resident-no-photo"},
+      {FaultAt("dn", "status", {{"status", 3}}), json::object(), kAnyCard, true},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
-    Begin(row.card);
+    SCOPED_TRACE(row.card + row.reader.dump() + row.service.dump());
+    Start(row.card);
     if (row.goodReadFirst) {
-      ASSERT_EQ(host->Do('r'), 1);
-      host->Do('t');
+      ASSERT_TRUE(Does("readCardStart"));
+      Text("GetPeopleAddress");
     }
-    const auto section = [](const json& fault) {
-      return fault.empty() ? json::object() : json{{"faults", json::array({fault})}};
-    };
-    desk.Misbehave(section(row.readerFault));
-    ServiceMisbehaves(section(row.serviceFault));
-    EXPECT_EQ(host->Do('r'), 0);
-    EXPECT_EQ(host->Do('c'), 1);
+    desk.Misbehave(row.reader);
+    ServiceMisbehaves(row.service);
+    EXPECT_FALSE(Does("readCardStart"));
+    EXPECT_TRUE(Does("CloseComm"));
     ExpectNothing(Search(row.card));
   }
 }
 
 TEST_P(MemoryTest, NothingIsLeftBehindAStopInTheLastFileAndClosing) {
-  Begin();
-  ServiceMisbehaves({{"faults", json::array({{{"at", "sector-21"}, {"fault", "drop"}}})}});
-  host->Do('b');
+  Start();
+  ServiceMisbehaves(FaultAt("sector-21", "drop"));
+  host->Call("readCardStart", 0, true);
   // Login, DN, key and four files.
-  EXPECT_TRUE(service->WaitForReceived(7, milliseconds(20000)));
-  EXPECT_EQ(host->Do('e'), 0);
-  EXPECT_EQ(host->Do('c'), 1);
+  EXPECT_TRUE(service->WaitForReceived(7, std::chrono::seconds(20)));
+  host->Call("readCardStop");
+  EXPECT_TRUE(Does("CloseComm"));
   ExpectNothing(Search());
 }
 
 // What the host was given stays its own: the blocks and the last text.
 TEST_P(MemoryTest, BehindAGoodReadWhoseFieldsHaveGoneOnlyWhatTheHostHoldsIsLeft) {
-  Begin();
-  ASSERT_EQ(host->Do('r'), 1);
-  const auto text = static_cast<std::uintptr_t>(host->Do('t'));
+  Start();
+  ASSERT_TRUE(Does("readCardStart"));
+  Text("GetPeopleAddress");
+  const std::uintptr_t text = Text("GetPeopleName");
   const auto fields = Search();
   EXPECT_TRUE(std::any_of(fields.begin(), fields.end(), [text](const Find& find) {
     return find.what == "name in GBK" && find.begin != text;
   })) << "the search finds nothing where something is";
 
-  EXPECT_TRUE(hosttest::Eventually([this] { return host->Do('k') == kGone; }, milliseconds(20000)));
+  EXPECT_TRUE(hosttest::Eventually([this] { return !Does("GetNewCardType"); }));
   const auto left = Search();
   const auto found = [&left](const char* what) {
     return std::find_if(left.begin(), left.end(),
@@ -163,7 +156,7 @@ TEST_P(MemoryTest, BehindAGoodReadWhoseFieldsHaveGoneOnlyWhatTheHostHoldsIsLeft)
     });
   });
   ExpectNothing(surplus);
-  EXPECT_EQ(host->Do('c'), 1);
+  EXPECT_TRUE(Does("CloseComm"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Reader, MemoryTest, testing::Values("Usb", "UsbWithLogs", "Serial"),

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
@@ -11,7 +10,7 @@
 #include <array>
 #include <stdexcept>
 
-#include "memory/host/descriptors.h"
+#include "memory/host/protocol.h"
 #include "virtual_reader/virtual_reader.h"
 
 namespace memorytest {
@@ -27,61 +26,61 @@ std::array<int, 2> SocketPair(int type) {
 
 }  // namespace
 
-pid_t StartProgram(const std::vector<std::string>& command, const std::vector<int>& descriptors) {
+RunningProgram::RunningProgram(const std::vector<std::string>& command,
+                               const std::vector<int>& descriptors) {
   std::vector<char*> arguments;
   arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }
   arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  process = fork();
+  if (process != 0) return;
   // By way of high numbers, as one may lie where another belongs.
   constexpr int kHigh = 200;
-  for (std::size_t i = 0; i < descriptors.size(); ++i) {
-    posix_spawn_file_actions_adddup2(&actions, descriptors[i], kHigh + static_cast<int>(i));
+  int number = 0;
+  for (const int descriptor : descriptors) dup2(descriptor, kHigh + number++);
+  while (number-- > 0) {
+    dup2(kHigh + number, kReader + number);
+    close(kHigh + number);
   }
-  for (int i = 0; i < static_cast<int>(descriptors.size()); ++i) {
-    posix_spawn_file_actions_adddup2(&actions, kHigh + i, kReader + i);
-    posix_spawn_file_actions_addclose(&actions, kHigh + i);
-  }
-  pid_t process = -1;
-  const int error =
-      posix_spawn(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) throw std::runtime_error(command[0] + " cannot be started");
-  return process;
+  dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+  execv(arguments[0], arguments.data());
+  _exit(127);
 }
 
-void EndProgram(pid_t process) {
+RunningProgram::~RunningProgram() {
   kill(process, SIGTERM);
   waitpid(process, nullptr, 0);
 }
 
-SearchedHost::SearchedHost(const std::filesystem::path& program,
+SearchedHost::SearchedHost(const std::filesystem::path& programFile,
                            const std::filesystem::path& library,
                            const std::filesystem::path& deskFile) {
-  const auto [ourReaderEnd, theirReaderEnd] = SocketPair(SOCK_SEQPACKET);
+  const auto [ourReader, theirReader] = SocketPair(SOCK_SEQPACKET);
   const auto [ourControl, theirControl] = SocketPair(SOCK_STREAM);
-  process = StartProgram({program.string(), library.string()}, {theirReaderEnd, theirControl});
-  close(theirReaderEnd);
+  program.reset(
+      new RunningProgram({programFile.string(), library.string()}, {theirReader, theirControl}));
+  close(theirReader);
   close(theirControl);
   control = ourControl;
-  readerSocket = ourReaderEnd;
+  readerSocket = ourReader;
   reader = std::thread([this, deskFile] { ServeReader(deskFile); });
 }
 
 SearchedHost::~SearchedHost() {
-  EndProgram(process);  // which ends the reader's thread too
+  program.reset();  // which ends the reader's thread too
   reader.join();
   close(control);
   close(readerSocket);
 }
 
-std::intptr_t SearchedHost::Do(char command) {
+std::intptr_t SearchedHost::Call(const std::string& function, int argument, bool inBackground) {
+  memorytest::Call call{{}, argument, inBackground};
+  function.copy(call.function, sizeof call.function - 1);
   std::intptr_t result = -1;
-  if (write(control, &command, 1) != 1 || read(control, &result, sizeof result) != sizeof result) {
+  if (write(control, &call, sizeof call) != sizeof call ||
+      read(control, &result, sizeof result) != sizeof result) {
     throw std::runtime_error("the host has ended");
   }
   return result;

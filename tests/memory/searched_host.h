@@ -4,15 +4,26 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace memorytest {
 
-// Starts a program; descriptors become its numbers from 3 on.
-pid_t StartProgram(const std::vector<std::string>& command, const std::vector<int>& descriptors);
-void EndProgram(pid_t process);
+// A program that runs while this lives; descriptors become its numbers from 3 on.
+class RunningProgram {
+ public:
+  RunningProgram(const std::vector<std::string>& command, const std::vector<int>& descriptors);
+  ~RunningProgram();
+  RunningProgram(const RunningProgram&) = delete;
+  RunningProgram& operator=(const RunningProgram&) = delete;
+
+  pid_t Process() const { return process; }
+
+ private:
+  pid_t process = -1;
+};
 
 // A host in a process of its own, with the shipped library and, over a socket, the reader of a desk:
 // cards and service stay in this process, which is not searched.
@@ -21,18 +32,17 @@ class SearchedHost {
   SearchedHost(const std::filesystem::path& program, const std::filesystem::path& library,
                const std::filesystem::path& deskFile);
   ~SearchedHost();
-  SearchedHost(const SearchedHost&) = delete;
-  SearchedHost& operator=(const SearchedHost&) = delete;
 
-  std::intptr_t Do(char command);
-  pid_t Process() const { return process; }
+  // Calls an export; of a 32-bit result only the lower half counts.
+  std::intptr_t Call(const std::string& function, int argument = 0, bool inBackground = false);
+  pid_t Process() const { return program->Process(); }
 
  private:
   void ServeReader(const std::filesystem::path& deskFile) const;
 
   int control = -1;
   int readerSocket = -1;
-  pid_t process = -1;
+  std::unique_ptr<RunningProgram> program;
   std::thread reader;
 };
 

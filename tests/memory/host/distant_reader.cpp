@@ -5,7 +5,7 @@
 
 #include <mutex>
 
-#include "memory/host/descriptors.h"
+#include "memory/host/protocol.h"
 #include "virtual_reader/hidapi_abi.h"
 
 namespace {
