@@ -2,18 +2,22 @@
 // costs while nothing is read; how long loading it takes. Writes Markdown.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
+#include <fstream>
+#include <stdexcept>
 #include <vector>
 
-#include "host/run_folder.h"
+#include "host/host.h"
+#include "host/process_resources.h"
 #include "platform/clock.h"
-#include "whole_read/figures.h"
-#include "whole_read/floor.h"
-#include "whole_read/host.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <sys/resource.h>
+#endif
 
 namespace bench {
 namespace {
@@ -41,6 +45,147 @@ constexpr int kPausesAGroup = 40;
 constexpr int kGroup = 20;
 constexpr int kLoads = 21;
 
+// Of this process, by the system's own account.
+#if defined(_WIN32)
+double ProcessorSeconds() {
+  FILETIME begin{};
+  FILETIME end{};
+  FILETIME kernel{};
+  FILETIME user{};
+  GetProcessTimes(GetCurrentProcess(), &begin, &end, &kernel, &user);
+  const auto seconds = [](const FILETIME& time) {
+    return (static_cast<double>(time.dwHighDateTime) * 4294967296.0 + time.dwLowDateTime) * 1e-7;
+  };
+  return seconds(kernel) + seconds(user);
+}
+#else
+double ProcessorSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+#endif
+
+// Sixty bytes of a file a report.
+constexpr int ReportsOf(int fileLength) { return (fileLength + 59) / 60; }
+
+// The connection: one exchange after the other, in the order in which the read thread posts them.
+class Service {
+ public:
+  explicit Service(double exchange) : exchange(exchange) {}
+  void Post(double now) { answered = std::max(answered, now) + exchange; }
+  double Answered() const { return answered; }
+
+ private:
+  double exchange;
+  double answered = 0;
+};
+
+// In milliseconds.
+struct Pace {
+  double pause = 0;     // the read thread's, between two passes
+  double report = 0;    // from the reader; each answer is one, a file as many as it needs
+  double exchange = 0;  // from a message's way out to its answer's
+};
+
+// The shortest time that a read can take when reads follow each other, in milliseconds: the longest
+// chain of what has to wait for each other, with nothing that takes longer than it must. Computed
+// from the order of the tasks alone.
+double Floor(const Pace& pace) {
+  Service service(pace.exchange);
+  // The caller reads the DN meanwhile: the pass that has woken it (53 of the read before) is followed
+  // by its pause.
+  double now = std::max(pace.pause, pace.report);
+  service.Post(now);  // 3, heartbeat
+  now += pace.pause;
+  service.Post(now);  // 5, DN
+  // 12: the input key has come, the reader answers it.
+  now = std::max(now + pace.pause, service.Answered()) + pace.report;
+  now += pace.pause;
+  service.Post(now);  // 6, the reader's answer
+  // 13: the output key has come, the reader answers it.
+  now = std::max(now + pace.pause, service.Answered()) + pace.report;
+  // 7 to 11: each posts the file that the one before has read, and reads the next.
+  now += pace.pause;
+  for (const int fileLength : {214, 256, 1024, 1024}) {
+    now += ReportsOf(fileLength) * pace.report + pace.pause;
+    service.Post(now);
+  }
+  // 53: the content has come.
+  return std::max(now + pace.pause, service.Answered());
+}
+
+double Since(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin)
+      .count();
+}
+
+struct Figures {
+  explicit Figures(std::vector<double> samples) {
+    std::sort(samples.begin(), samples.end());
+    median = samples[samples.size() / 2];
+    p95 = samples[samples.size() * 95 / 100];
+    maximum = samples.back();
+  }
+  double median;
+  double p95;
+  double maximum;
+};
+
+// A host that reads one card, with a service of its own or with one that runs already and looks at a
+// scenario file of ours.
+class Host : public hosttest::Host {
+ public:
+  Host(std::uint16_t port, const std::string& scenario) : scenarioFile(scenario) {
+    servicePort = port;
+    serviceOptions.rememberedMessages = 0;
+    if (port == 0) StartService();
+    WriteDataFiles();
+    desk.Put(kCard);
+  }
+  ~Host() { End(); }
+
+  // Milliseconds that each report of the reader and each exchange with the service take.
+  void SetLatencies(int report, int exchange) {
+    desk.Misbehave({{"latency", {{"report", report}}}});
+    const nlohmann::json section = {{"latency", {{"exchange", exchange}}}};
+    if (service) {
+      ServiceMisbehaves(section);
+    } else {  // read when the next read connects
+      std::ofstream(scenarioFile) << nlohmann::json({{"service", section}});
+    }
+  }
+
+  // One whole read: milliseconds until the export returned. Throws when it fails or somebody else's
+  // card comes out.
+  double ReadCard() const {
+    const hosttest::ReadResult read = ReadHere();
+    if (read.result != 1) throw std::runtime_error("a read failed: " + LastError());
+    if (library->GetPeopleIDCode() != CardOf(kCard).Field("id")) {
+      throw std::runtime_error("another card was read");
+    }
+    return static_cast<double>(read.duration.count()) / 1000;
+  }
+
+  // Loading the library until its first export has returned, in milliseconds. The library in use is
+  // closed and unloaded before it.
+  double LoadAnew() {
+    if (library != nullptr) library->CloseComm();
+    Unload();
+    const auto begin = std::chrono::steady_clock::now();
+    Load();
+    library->readCardGetSdkVersion();
+    return Since(begin);
+  }
+
+ private:
+  static constexpr char kCard[] = "sample";
+  std::string scenarioFile;
+};
+
 class Report {
  public:
   explicit Report(const std::string& file) : stream(std::fopen(file.c_str(), "w")) {
@@ -62,11 +207,6 @@ class Report {
   std::FILE* stream;
   bool failed = false;
 };
-
-double Since(std::chrono::steady_clock::time_point begin) {
-  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin)
-      .count();
-}
 
 // The pause between two passes, alone.
 class PauseMeter {
@@ -91,17 +231,17 @@ void MeasureReads(Host& host, Report& report, int latencyOfReport, int latencyOf
   std::vector<double> times[2];
   for (int done = 0; done < reads; done += kGroup) {
     for (const int logging : {0, 1}) {
-      host.Library().CloseComm();  // with its threads
+      host.library->CloseComm();  // with its threads
       pause.Measure(kPausesAGroup);
-      host.Library().readCardLog(logging);
-      host.Read();  // makes what the others find: connection, login, log files
-      for (int i = 0; i < kGroup; ++i) times[logging].push_back(host.Read());
+      host.library->readCardLog(logging);
+      host.ReadCard();  // makes what the others find: connection, login, log files
+      for (int i = 0; i < kGroup; ++i) times[logging].push_back(host.ReadCard());
     }
   }
   const double floor = Floor(
       {pause.Mean(), static_cast<double>(latencyOfReport), static_cast<double>(latencyOfExchange)});
-  const Figures off = FiguresOf(times[0]);
-  const Figures on = FiguresOf(times[1]);
+  const Figures off(times[0]);
+  const Figures on(times[1]);
   const double factor = off.median / floor;
   const double logCost = on.median / off.median;
   std::fprintf(report.Stream(),
@@ -114,26 +254,27 @@ void MeasureReads(Host& host, Report& report, int latencyOfReport, int latencyOf
 }
 
 void MeasureLoading(Host& host, Report& report) {
-  const double first = host.Load();
+  const double first = host.LoadAnew();
   std::vector<double> again;
   again.reserve(kLoads);
-  for (int i = 0; i < kLoads; ++i) again.push_back(host.Load());
+  for (int i = 0; i < kLoads; ++i) again.push_back(host.LoadAnew());
   std::fprintf(report.Stream(),
                "| Loading until the first export has returned | %.2f ms, again %.2f ms |\n", first,
-               FiguresOf(again).median);
+               Figures(again).median);
 }
 
 void MeasureMemory(Host& host, Report& report, int reads) {
   int done = 0;
   for (int mark = 1; mark <= reads; mark *= mark == 1 ? 100 : 10) {
-    for (; done < mark; ++done) host.Read();
-    std::fprintf(report.Stream(), "| Memory after %d reads | %.1f MB |\n", mark, MemoryMegabytes());
+    for (; done < mark; ++done) host.ReadCard();
+    std::fprintf(report.Stream(), "| Memory after %d reads | %.1f MB |\n", mark,
+                 static_cast<double>(hosttest::MeasureProcess().residentBytes) / (1024 * 1024));
   }
 }
 
 void MeasureIdle(Host& host, Report& report, int seconds) {
   idcardreader::platform::Clock& clock = idcardreader::platform::SystemClock();
-  host.Read();
+  host.ReadCard();
   clock.Sleep(kAfterAReadMs);
   const double before = ProcessorSeconds();
   clock.Sleep(static_cast<std::uint32_t>(seconds) * 1000);
@@ -156,18 +297,17 @@ int Run(int argc, char** argv) {
   app.add_option("--memory-reads", memoryReads,
                  "reads until memory is looked at for the last time");
   app.add_option("--idle-seconds", idleSeconds, "how long the idle library is watched");
-  RunningService running;
+  std::uint16_t servicePort = 0;
   std::string scenarioFile;
   auto* const port =
-      app.add_option("--service-port", running.port,
+      app.add_option("--service-port", servicePort,
                      "a decode service that runs; else there is one in this process");
   port->needs(app.add_option("--service-scenario", scenarioFile,
                              "its scenario file, which is written: the latencies"));
   CLI11_PARSE(app, argc, argv);
-  running.scenarioFile = scenarioFile;
 
   Report report(file);
-  Host host(running);
+  Host host(servicePort, scenarioFile);
   std::fprintf(report.Stream(), "| | |\n|---|---:|\n");
   MeasureLoading(host, report);
   host.SetLatencies(0, 0);

@@ -161,8 +161,9 @@ ReaderModel::Taken ReaderModel::Request(ByteView request, Moment now) {
     return taken;
   }
   const bool searchWasOn = searchOn;
-  QueueAnswer(name.empty() ? Header(request, ReaderStatus::refused) : Answer(request), name, fault,
-              now);
+  // What is answered with a status is not done.
+  const bool refused = name.empty() || (fault != nullptr && fault->kind == FaultKind::status);
+  QueueAnswer(refused ? Header(request, ReaderStatus::refused) : Answer(request), name, fault, now);
   if (searchOn && !searchWasOn && card) Notify(now);
   return taken;
 }

@@ -70,7 +70,9 @@ TEST_F(SearchTest, IsAskedForFiveTimes) {
     desk.Misbehave(FaultAt("search-on", "status", {{"status", 4}, {"times", row.refusals}}));
     EXPECT_EQ(library->readCardStart(kSearch), row.result) << LastError();
     EXPECT_TRUE(IsOver());
-    EXPECT_EQ(library->CloseComm(), 1);
+    desk.Misbehave(FaultAt("search-off", "io-error"));  // at what is not on nothing is switched off
+    ExpectGoodRead(kAnyCard);
+    desk.Behave();
   }
 }
 
@@ -111,6 +113,7 @@ TEST_F(SearchTest, TheReaderMayBeClosedByAnotherThread) {
 
 TEST_F(SearchTest, AnUnknownLayoutIsNoCard) {
   desk.Put(kAnyCard);
+  EXPECT_EQ(library->readCardStart(kSearch), 1) << LastError();
   desk.Misbehave(FaultAt("notification", "wrong-layout"));
   EXPECT_EQ(library->readCardStart(kSearch), 0);
   EXPECT_EQ(library->readCardGetCardType(), 0);

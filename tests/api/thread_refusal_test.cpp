@@ -1,8 +1,9 @@
-// A system that gives no thread or no descriptor, which only Linux can be made.
+// A system that gives no thread, no descriptor or one processor, which only Linux can be made.
 
 #if defined(__linux__)
 
 #include <pthread.h>
+#include <sched.h>
 #include <sys/resource.h>
 
 #include "host/host_test.h"
@@ -60,6 +61,24 @@ TEST_F(ThreadRefusalTest, NoClientThreadIsCode29WithTheCauseBehindIt) {
   EXPECT_NE(LastError().find(library->readCardErrorInfo(2)), std::string::npos) << LastError();
   ExpectNoRecord(*library);
   ExpectGoodRead(kAnyCard);
+}
+
+// With one processor for all of them, the caller goes on before the thread that has woken him.
+TEST_F(ThreadRefusalTest, TheCallerOfAFailedReadFindsTheErrorLogWritten) {
+  cpu_set_t all;
+  sched_getaffinity(0, sizeof all, &all);
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(sched_getcpu(), &one);
+  sched_setaffinity(0, sizeof one, &one);  // and that of the threads that begin from here on
+  desk.Put(kAnyCard);
+  desk.Misbehave(FaultAt("input-key", "status", {{"status", 3}}));
+  for (int count = 0; count < 20; ++count) {
+    EXPECT_EQ(library->readCardStart(0), 0);
+    const std::string text = Gbk("读卡(通信超时)");
+    EXPECT_EQ(LastError(), text + text);
+  }
+  sched_setaffinity(0, sizeof all, &all);
 }
 
 TEST_F(ThreadRefusalTest, WhatNoDescriptorWasLeftForIsReadByTheNextRead) {
