@@ -176,8 +176,9 @@ std::string TypeWord(CardType type) { return std::string(RuleOf(type).word); }
 std::string ObjectName(CardType type) { return std::string(RuleOf(type).objectName); }
 
 Card ParseCard(const Json& json, const std::string& label, const std::string& where) {
-  RequireMembers(json, where,
-                 {"description", "type", "fields", "textBlock", "photo", "fingerprint", "chip", "faults"});
+  RequireMembers(
+      json, where,
+      {"description", "type", "fields", "textBlock", "photo", "fingerprint", "chip", "faults"});
   Card card;
   card.label = label;
   const TypeRule& rule = ParseType(json, where);
