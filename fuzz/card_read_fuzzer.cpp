@@ -42,7 +42,7 @@ bool RecordIsEmpty(ReaderEngine& engine) {
 }
 
 bool Read(ReaderEngine& engine, const fuzz::FuzzedService& service) {
-  const bool succeeded = engine.ReadCardStartRead(false);
+  const bool succeeded = engine.ReadCard();
   const bool recordIsEmpty = RecordIsEmpty(engine);
   for (const auto item : {ResultItem::id_number, ResultItem::birthday, ResultItem::start_date,
                           ResultItem::pass_check_id}) {
@@ -57,7 +57,7 @@ bool Read(ReaderEngine& engine, const fuzz::FuzzedService& service) {
 void Act(ReaderEngine& engine, fuzz::Script& script, const fuzz::FuzzedService& service) {
   switch (script.Choice(8)) {
     case 1:
-      engine.ReadCardStartRead(true);
+      engine.FindCard();
       break;
     case 2:
       engine.GetCardUid(static_cast<std::int32_t>(script.Choice(3)));

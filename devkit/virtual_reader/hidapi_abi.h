@@ -16,6 +16,7 @@ HidDevice* hid_open(unsigned short vendorId, unsigned short productId, const wch
 int hid_write(HidDevice* device, const unsigned char* data, std::size_t length);
 int hid_read_timeout(HidDevice* device, unsigned char* data, std::size_t length, int milliseconds);
 void hid_close(HidDevice* device);
+const wchar_t* hid_error(HidDevice* device);
 }
 
 }  // namespace devkit

@@ -1,4 +1,4 @@
-// The six functions of hidapi that a host of this reader calls. No exception may leave them, and
+// The functions of hidapi that a host of this reader calls. No exception may leave them, and
 // nothing here is destroyed at process exit: a thread may still wait for a report then.
 
 #include <cstdint>
@@ -107,5 +107,8 @@ void hid_close(HidDevice* device) try {
   Reader().Close(HandleOf(device));
 } catch (const std::exception&) {
 }
+
+// Asked without a device, as a host does behind an opening that failed.
+const wchar_t* hid_error(HidDevice*) { return L"the virtual reader cannot be opened\r\n"; }
 
 }  // namespace devkit

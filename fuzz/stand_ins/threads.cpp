@@ -108,7 +108,7 @@ bool CSThread::IsCurrent() const { return fuzz::current == state.get(); }
 
 // The reader's operations are performed where they are asked for.
 bool idcardreader::ReaderThread::Take(Turn& turn) {
-  turn.Run();
+  turn.operation();
   return true;
 }
 

@@ -42,16 +42,14 @@ class FuzzedReader::Device : public idcardreader::ReaderDevice {
   FuzzedReader& reader;
 };
 
-class FuzzedReader::Port : public idcardreader::platform::CPort {
+class FuzzedReader::Port : public idcardreader::ReaderDevice {
  public:
   explicit Port(FuzzedReader& reader) : reader(reader) {}
-  std::int32_t WriteData(const std::uint8_t* buffer, std::uint32_t count) override {
-    const bool taken = reader.Take(std::string(buffer, buffer + count));
-    return taken ? static_cast<std::int32_t>(count) : -1;
+  int Write(const std::uint8_t* data, std::size_t count) override {
+    return reader.Take({data, data + count}) ? static_cast<int>(count) : -1;
   }
-  std::int32_t ReadData(std::uint8_t* buffer, std::uint32_t maximum,
-                        std::uint32_t timeoutMs) override {
-    const int count = reader.Give(buffer, maximum, timeoutMs);
+  int Read(std::uint8_t* data, std::size_t capacity, std::uint32_t timeoutMs) override {
+    const int count = reader.Give(data, capacity, timeoutMs);
     return count > 0 ? count : -1;
   }
 
@@ -59,18 +57,22 @@ class FuzzedReader::Port : public idcardreader::platform::CPort {
   FuzzedReader& reader;
 };
 
-FuzzedReader::Result FuzzedReader::OpenHid(std::uint16_t, std::uint16_t,
-                                           std::unique_ptr<idcardreader::ReaderDevice>& device) {
-  constexpr Result kResults[] = {Result::opened, Result::not_found, Result::not_opened};
-  const Result result = kResults[script.Choice(std::size(kResults))];
-  if (result == Result::opened) device = std::make_unique<Device>(*this);
-  return result;
+idcardreader::ReaderOutcome FuzzedReader::OpenHid(
+    std::uint16_t, std::uint16_t, std::unique_ptr<idcardreader::ReaderDevice>& device) {
+  using idcardreader::ReaderOutcome;
+  const std::size_t choice = script.Choice(3);
+  if (choice == 1) return ReaderOutcome::Failed(idcardreader::ERRORT_NoReader);
+  if (choice == 2) return ReaderOutcome::Failed(idcardreader::ERRORT_ReaderNotOpened);
+  device = std::make_unique<Device>(*this);
+  return {};
 }
 
-std::unique_ptr<idcardreader::platform::CPort> FuzzedReader::OpenSerial(const std::string&,
-                                                                        std::uint32_t) {
-  if (script.Choice(3) != 0) return nullptr;
-  return std::make_unique<Port>(*this);
+idcardreader::ReaderOutcome FuzzedReader::OpenSerial(
+    const std::string&, std::uint32_t, std::unique_ptr<idcardreader::ReaderDevice>& device) {
+  using idcardreader::ReaderOutcome;
+  if (script.Choice(3) != 0) return ReaderOutcome::Failed(idcardreader::ERRORT_SerialPort);
+  device = std::make_unique<Port>(*this);
+  return {};
 }
 
 bool FuzzedReader::Take(const std::string& command) {

@@ -6,24 +6,25 @@
 #include <string>
 
 #include "base/script.h"
-#include "reader/reader_device.h"
+#include "reader/reader_backend.h"
 #include "world/virtual_clock.h"
 
 namespace fuzz {
 
 // A reader with a card on it, on a USB and on a serial line. With each command the script says
 // whether it behaves.
-class FuzzedReader : public idcardreader::ReaderDoor {
+class FuzzedReader : public idcardreader::ReaderBackend {
  public:
   FuzzedReader(Script& script, VirtualClock& clock) : script(script), clock(clock) {}
 
   // What lies about unread belongs to nobody any more.
   void Forget() { reports.clear(); }
 
-  Result OpenHid(std::uint16_t vendorId, std::uint16_t productId,
-                 std::unique_ptr<idcardreader::ReaderDevice>& device) override;
-  std::unique_ptr<idcardreader::platform::CPort> OpenSerial(const std::string& portName,
-                                                            std::uint32_t baud) override;
+  idcardreader::ReaderOutcome OpenHid(std::uint16_t vendorId, std::uint16_t productId,
+                                      std::unique_ptr<idcardreader::ReaderDevice>& device) override;
+  idcardreader::ReaderOutcome OpenSerial(
+      const std::string& portName, std::uint32_t baud,
+      std::unique_ptr<idcardreader::ReaderDevice>& device) override;
 
  private:
   class Device;

@@ -3,10 +3,9 @@
 #include <string>
 #include <string_view>
 
-#include "api/card_block_buffers.h"
+#include "api/card_blocks.h"
 #include "api/engine_use.h"
-#include "api/export_guard.h"
-#include "api/result_text.h"
+#include "api/export_support.h"
 #include "idcardreader/idcardreader.h"
 #include "support/result_items.h"
 #include "support/text.h"
@@ -89,18 +88,13 @@ int32_t GetNewPeopleCountryCode(char* buffer) {
 int32_t GetNewPeopleCountry(char* buffer) { return CopyField(ResultItem::country, buffer); }
 
 int32_t GetNewCardType() {
-  return Guarded(0, [] {
-    const EngineUse engine = UseEngine();
-    return engine ? std::atoi(engine->GetResultText(ResultItem::card_type).c_str()) : 0;
+  return WithEngine(UseEngine, 0, [](ReaderEngine& engine) {
+    return std::atoi(engine.GetResultText(ResultItem::card_type).c_str());
   });
 }
 
 int32_t GetNewPhotoRaw(uint8_t* photo, uint32_t* photoLength) {
-  return Guarded(0, [photo, photoLength] {
-    const EngineUse engine = UseEngine();
-    if (!engine || !FetchBlock(*engine.operator->(), CardBlock::photo)) {
-      return 0;
-    }
-    return CopyBlock(CardBlock::photo, photo, photoLength) ? 1 : 0;
+  return WithEngine(UseEngine, 0, [photo, photoLength](ReaderEngine& engine) {
+    return FetchBlock(engine, CardBlock::photo) && CopyBlock(CardBlock::photo, photo, photoLength);
   });
 }

@@ -12,7 +12,8 @@
 #include "platform/process_wide.h"
 #include "platform/socket.h"
 #include "platform/standard_output.h"
-#include "reader/system_door.h"
+#include "reader/reader_backend.h"
+#include "support/process_wide.h"
 
 namespace idcardreader {
 namespace {
@@ -36,9 +37,9 @@ std::unique_ptr<ReaderEngine> MakeEngine() {
   platform::PinModule();
   try {
     return std::make_unique<ReaderEngine>(
-        EngineDoors{SystemReaderDoor(), platform::SystemSockets(), platform::SystemClock(),
-                    platform::ExecutableFolder(), platform::LibraryFolder(), TokenDialect(),
-                    [] { return holder->creationGivenUp.load(); }});
+        EngineBackends{SystemReaderBackend(), platform::SystemSockets(), platform::SystemClock(),
+                       platform::ExecutableFolder(), platform::LibraryFolder(), TokenDialect(),
+                       [] { return holder->creationGivenUp.load(); }});
   } catch (...) {
     platform::UnpinModule();
     throw;
@@ -120,15 +121,12 @@ void StopRead() {
   }
 }
 
-EngineUse TryUseOrCreateEngine(int attempts) {
-  for (int attempt = 0; attempt < attempts; ++attempt) {
-    try {
-      return UseOrCreateEngine();
-    } catch (const std::bad_alloc&) {
-      continue;  // memory may have been given back meanwhile
-    }
+EngineUse UseOrCreateEngineTwice() {
+  try {
+    return UseOrCreateEngine();
+  } catch (const std::bad_alloc&) {
+    return UseOrCreateEngine();  // memory may have been given back meanwhile
   }
-  return {};
 }
 
 void DestroyEngine() {

@@ -17,6 +17,7 @@ class EngineUse {
 
   explicit operator bool() const { return engine != nullptr; }
   ReaderEngine* operator->() const { return engine; }
+  ReaderEngine& operator*() const { return *engine; }
 
  private:
   ReaderEngine* engine = nullptr;
@@ -31,8 +32,8 @@ EngineUse UseOrCreateEngine();
 EngineUse UseOrCreateEngineToRead();
 // Ends the read that is running, also one that is still having the engine made.
 void StopRead();
-// As UseOrCreateEngine, tried so many times; false when it cannot be made.
-EngineUse TryUseOrCreateEngine(int attempts);
+// As UseOrCreateEngine, tried once more when memory has run out.
+EngineUse UseOrCreateEngineTwice();
 // Releases a blocked read, waits until nobody uses the engine, and destroys it.
 void DestroyEngine();
 

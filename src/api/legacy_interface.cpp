@@ -1,11 +1,9 @@
 #include <algorithm>
 #include <string_view>
 
-#include "api/block_files.h"
-#include "api/blocking_read.h"
-#include "api/card_block_buffers.h"
+#include "api/card_blocks.h"
 #include "api/engine_use.h"
-#include "api/export_guard.h"
+#include "api/export_support.h"
 #include "api/photo_decoders.h"
 #include "idcardreader/idcardreader.h"
 #include "platform/files.h"
@@ -32,11 +30,8 @@ void WriteContentFiles(int32_t mode) {
 }
 
 int32_t SoundReader(int32_t milliseconds) {
-  return Guarded(1, [milliseconds] {
-    const EngineUse engine = UseEngine();
-    if (engine) {
-      engine->Beep(static_cast<std::uint32_t>(milliseconds));
-    }
+  return WithEngine(UseEngine, 1, [milliseconds](ReaderEngine& engine) {
+    engine.Beep(static_cast<std::uint32_t>(milliseconds));
     return 1;
   });
 }
@@ -58,13 +53,8 @@ int32_t CloseComm() {
 
 // Hosts of this interface go on to Read_Content whatever is returned here.
 int32_t Authenticate() {
-  return Guarded(0, [] {
-    const EngineUse engine = TryUseOrCreateEngine(2);
-    if (engine) {
-      engine->ReadCardStartRead(true);
-    }
-    return 0;
-  });
+  FindCard();
+  return 0;
 }
 
 int32_t Read_Content(int32_t mode) {

@@ -1,10 +1,11 @@
-#include "api/card_block_buffers.h"
+#include "api/card_blocks.h"
 #include "api/engine_use.h"
+#include "api/export_support.h"
 #include "api/photo_decoders.h"
-#include "api/result_text.h"
+#include "platform/module.h"
 #include "platform/process.h"
-#include "reader/system_door.h"
-#include "support/logs.h"
+#include "reader/reader_backend.h"
+#include "support/text_log.h"
 
 namespace idcardreader {
 namespace {
@@ -19,7 +20,7 @@ class ReleaseAtUnload {
       ReleaseResultText();
       ReleaseBlocks();
       ReleasePhotoDecoders();
-      ReleaseSystemReaderDoor();
+      ReleaseSystemReaderBackend();
       ReleaseProcessLogs();
       platform::ReleaseLanguageRuntime();
     }

@@ -48,13 +48,10 @@ platform::ProcessWide<OutsideFunction> dewltFunction("Dewlt", "dewlt");
 
 }  // namespace
 
-bool DecodePhotoFile(const char* photoFileName) {
-  const auto function = reinterpret_cast<GetBmpFunction>(getBmp->Resolve());
-  if (function == nullptr) {
-    return false;
+void DecodePhotoFile(const char* photoFileName) {
+  if (const auto function = reinterpret_cast<GetBmpFunction>(getBmp->Resolve())) {
+    function(photoFileName, kToBitmapFile);
   }
-  function(photoFileName, kToBitmapFile);
-  return true;
 }
 
 std::uintptr_t CallDewlt(std::uintptr_t argument) {

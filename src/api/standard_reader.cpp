@@ -2,11 +2,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "api/block_files.h"
-#include "api/blocking_read.h"
-#include "api/card_block_buffers.h"
+#include "api/card_blocks.h"
 #include "api/engine_use.h"
-#include "api/export_guard.h"
+#include "api/export_support.h"
 #include "idcardreader/idcardreader.h"
 
 // The SDT_* family: a thin face over the card search, the blocking read and the blocks that it
@@ -21,18 +19,14 @@ constexpr std::string_view kSecurityModuleId = "0123456789123456";
 constexpr std::string_view kCardSerial = "0123456789123456789012345678";
 constexpr std::string_view kManagement = "01234567891234567890123456780123456789123456789012345678";
 constexpr std::string_view kManagementWord = "0123";
-constexpr char kErrorString = '@';
+constexpr std::string_view kErrorString = "@";
 constexpr std::uint32_t kBaudRate = 115200;
 
 // Placeholders have no terminating zero.
-void CopyPlaceholder(std::string_view placeholder, void* buffer) {
+int32_t Placeholder(std::string_view placeholder, void* buffer) {
   if (buffer != nullptr) {
     std::memcpy(buffer, placeholder.data(), placeholder.size());
   }
-}
-
-int32_t PlaceholderResult(std::string_view placeholder, void* buffer) {
-  CopyPlaceholder(placeholder, buffer);
   return IDCARDREADER_SDT_SUCCESS;
 }
 
@@ -52,24 +46,19 @@ int32_t SDT_GetCOMBaud(int32_t, uint32_t* baudRate) {
   return IDCARDREADER_SDT_SUCCESS;
 }
 
-int32_t SDT_GetErrorString(int32_t, char* text) {
-  return PlaceholderResult({&kErrorString, 1}, text);
-}
+int32_t SDT_GetErrorString(int32_t, char* text) { return Placeholder(kErrorString, text); }
 
-int32_t SDT_GetSAMID(int32_t, uint8_t* id) { return PlaceholderResult(kSecurityModuleId, id); }
-int32_t SDT_GetSAMIDToStr(int32_t, char* id) { return PlaceholderResult(kSecurityModuleId, id); }
+int32_t SDT_GetSAMID(int32_t, uint8_t* id) { return Placeholder(kSecurityModuleId, id); }
+int32_t SDT_GetSAMIDToStr(int32_t, char* id) { return Placeholder(kSecurityModuleId, id); }
 
 int32_t SDT_StartFindIDCard(int32_t, uint8_t* managementInformation) {
-  const bool found = Guarded(false, [] {
-    const EngineUse engine = TryUseOrCreateEngine(2);
-    return engine && engine->ReadCardStartRead(true);
-  });
-  CopyPlaceholder(kManagementWord, managementInformation);
+  const bool found = FindCard();
+  Placeholder(kManagementWord, managementInformation);
   return found ? IDCARDREADER_SDT_CARD_FOUND : IDCARDREADER_SDT_NO_CARD;
 }
 
 int32_t SDT_SelectIDCard(int32_t, uint8_t* managementInformation) {
-  CopyPlaceholder(kManagementWord, managementInformation);
+  Placeholder(kManagementWord, managementInformation);
   return ReadCardBlocking() ? IDCARDREADER_SDT_SUCCESS : IDCARDREADER_SDT_NOT_SELECTED;
 }
 
@@ -141,14 +130,14 @@ int32_t SDT_ReadFPMsg(int32_t, uint8_t* fingerprint, uint32_t* fingerprintLength
   });
 }
 
-int32_t SDT_ReadIINSNDN(int32_t, uint8_t* serial) { return PlaceholderResult(kCardSerial, serial); }
+int32_t SDT_ReadIINSNDN(int32_t, uint8_t* serial) { return Placeholder(kCardSerial, serial); }
 
 int32_t SDT_ReadIINSNDNToASCII(int32_t, uint8_t* management) {
-  return PlaceholderResult(kManagement, management);
+  return Placeholder(kManagement, management);
 }
 
 int32_t SDT_ReadMngInfo(int32_t, uint8_t* management) {
-  return PlaceholderResult(kManagement, management);
+  return Placeholder(kManagement, management);
 }
 
 int32_t SDT_ReadNewAppMsg(int32_t) { return IDCARDREADER_SDT_NO_FINGERPRINT; }

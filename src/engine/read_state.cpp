@@ -9,7 +9,6 @@ namespace idcardreader {
 namespace {
 
 constexpr char kCompletionEventName[] = "UserData";
-constexpr std::size_t kLongestErrorHistory = 1000;
 constexpr std::size_t kLongestBlockText = 2560;
 // The read thread clears fields with a code of their own; whoever asks for them does so only when
 // it is late, or when there is none.
@@ -215,7 +214,7 @@ bool ReadState::AwaitWork() {
   }
 }
 
-ReadGeneration ReadState::Fail(ReadGeneration failed, std::int32_t code, std::string_view text) {
+ReadGeneration ReadState::Fail(ReadGeneration failed, std::string_view text) {
   const std::lock_guard guard(stateLock);
   if (generation != failed) {
     return kNoRead;
@@ -225,28 +224,14 @@ ReadGeneration ReadState::Fail(ReadGeneration failed, std::int32_t code, std::st
     ForgetCard();
   }
   taskQueue.clear();
-  errorHistory.push_back(code);
-  if (errorHistory.size() > kLongestErrorHistory) {
-    errorHistory.pop_front();
-  }
   lastErrorText = text;
   EndRead(Stage::failed);
   return EndGeneration();
 }
 
-std::vector<std::int32_t> ReadState::ErrorHistory() {
+std::optional<std::string> ReadState::LastErrorText() {
   const std::lock_guard guard(stateLock);
-  return {errorHistory.begin(), errorHistory.end()};
-}
-
-std::string ReadState::LastErrorText() {
-  const std::lock_guard guard(stateLock);
-  return lastErrorText;
-}
-
-bool ReadState::ReadOk() {
-  const std::lock_guard guard(stateLock);
-  return stage == Stage::succeeded;
+  return stage == Stage::succeeded ? std::nullopt : std::optional(lastErrorText);
 }
 
 std::string ReadState::GetResultText(ResultItem item) {
@@ -293,16 +278,6 @@ bool ReadState::WhileNoReadRuns(const std::function<void()>& change) {
   }
   change();
   return true;
-}
-
-void ReadState::SetBeepOnSuccess(bool on) {
-  const std::lock_guard guard(stateLock);
-  beepOnSuccess = on;
-}
-
-bool ReadState::BeepOnSuccess() {
-  const std::lock_guard guard(stateLock);
-  return beepOnSuccess;
 }
 
 bool ReadState::BeginShutdown(Shutdown kind, ReadGeneration& stopped) {

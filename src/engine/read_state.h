@@ -39,7 +39,6 @@ enum class TaskType : std::uint32_t {
 struct ReadTask {
   ReadGeneration generation = kNoRead;
   TaskType type = TaskType::heartbeat;
-  std::string text;
   Block block;
 };
 
@@ -109,11 +108,9 @@ class ReadState {
   // --- errors ---
   // Ends the read with an error, unless the generation is over. Returns the generation that
   // follows, kNoRead when nothing was done.
-  ReadGeneration Fail(ReadGeneration failed, std::int32_t code, std::string_view text);
-  // The codes raised so far, the newest last; the last 1,000 of them.
-  std::vector<std::int32_t> ErrorHistory();
-  std::string LastErrorText();
-  bool ReadOk();
+  ReadGeneration Fail(ReadGeneration failed, std::string_view text);
+  // Nothing after a good read.
+  std::optional<std::string> LastErrorText();
 
   // --- results ---
   std::string GetResultText(ResultItem item);
@@ -126,8 +123,6 @@ class ReadState {
   void SetServiceTimeout(std::uint32_t milliseconds);
   // Makes a change that no read may meet half way; false while one is running.
   bool WhileNoReadRuns(const std::function<void()>& change);
-  void SetBeepOnSuccess(bool on);
-  bool BeepOnSuccess();
 
   // --- shutdown ---
   // Ends the read, whose generation was `stopped`, and lets nobody begin until EndShutdown, or ever
@@ -168,11 +163,9 @@ class ReadState {
   int idleCallers = 0;
   std::optional<std::uint32_t> waitStartTick;  // of the wait for the service's final answer
   std::uint32_t serviceTimeoutMs = 2000;
-  bool beepOnSuccess = false;
   std::deque<ReadTask> taskQueue;
   std::map<ResultItem, std::string> resultFields;
   std::uint32_t fieldsTick = 0;  // when they came
-  std::deque<std::int32_t> errorHistory;
   std::string lastErrorText;
   std::string dnHex;
 };

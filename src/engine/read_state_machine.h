@@ -1,13 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <map>
-#include <string>
+#include <functional>
 #include <string_view>
 
 #include "engine/link_holder.h"
 #include "engine/read_state.h"
-#include "engine/status_sink.h"
 #include "reader/card_reader.h"
 #include "support/card_read.h"
 #include "support/logs.h"
@@ -19,43 +18,32 @@ namespace idcardreader {
 // thread; a test may run them itself.
 class ReadStateMachine {
  public:
-  ReadStateMachine(ReadState& state, CardReader& reader, LinkHolder& links, StatusSink& status,
-                   ActivityLog& log);
+  using RaiseCode = std::function<void(std::int32_t code, ReadGeneration generation)>;
+
+  ReadStateMachine(ReadState& state, CardReader& reader, LinkHolder& links, ActivityLog& log,
+                   RaiseCode raiseCode);
 
   void Pass();
+  void SetBeepOnSuccess(bool on) { beepOnSuccess = on; }
 
  private:
-  struct TaskRow;
-  struct SectorStep;
-  static const TaskRow kTaskTable[];
-  static const SectorStep kSectorSteps[];
-
   void Act(const ReadTask& task);
   void PostToLink(const ReadTask& task, ServiceCommand command);
-  void PostHeartbeatOrLogin(const ReadTask& task);
-  void PostDn(const ReadTask& task);
-  void PostInputKey(const ReadTask& task);
-  void AwaitDnAnswer(const ReadTask& task);
-  void AwaitInputKeyAnswer(const ReadTask& task);
-  void RelaySector(const ReadTask& task);
-  void AwaitFinalAnswer(const ReadTask& task);
-
-  // Both end the read when the service is done with it.
-  void CheckResult();
-  void CollectFinalAnswer(const ReadTask& task);
-  void CompleteWith(std::map<ResultItem, std::string> items, ReadGeneration generation, bool early);
-
+  void RelayFile(const ReadTask& task);
+  // Ends the read when the service is done with it: early, before it was sent everything.
+  void Complete(ReadGeneration generation, bool early);
   bool TakeKey(const ReadTask& task, KeyKind kind, Block& key);
+  bool Succeeded(const ReadTask& task, const ReaderOutcome& outcome);
   AbandonTest OverTest(const ReadTask& task);
-  void Queue(const ReadTask& after, TaskType type, std::string text = {}, Block block = {});
-  void RaiseFailure(const ReadTask& task, const ReaderOutcome& outcome);
+  void Queue(const ReadTask& after, TaskType type, Block block = {});
   void LogHex(std::string_view label, BlockView bytes, std::size_t count);
 
   ReadState& state;
   CardReader& reader;
   LinkHolder& links;
-  StatusSink& status;
   ActivityLog& log;
+  const RaiseCode raiseCode;
+  std::atomic<bool> beepOnSuccess = false;
 };
 
 }  // namespace idcardreader

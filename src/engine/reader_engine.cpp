@@ -52,18 +52,18 @@ class IdleCaller {
 
 }  // namespace
 
-ReaderEngine::ReaderEngine(const EngineDoors& doors)
-    : clock(doors.clock),
-      executableFolder(doors.executableFolder),
-      libraryFolder(doors.libraryFolder),
-      log(kLogName, doors.clock),
-      state(doors.clock),
-      links(doors.sockets, doors.clock, doors.dialect),
-      reader(doors.reader, log, doors.clock),
-      machine(state, reader, links, *this, log),
-      search(reader, *this, log, doors.clock),
+ReaderEngine::ReaderEngine(const EngineBackends& backends)
+    : clock(backends.clock),
+      executableFolder(backends.executableFolder),
+      libraryFolder(backends.libraryFolder),
+      log(kLogName, backends.clock),
+      state(backends.clock),
+      links(backends.sockets, backends.clock, backends.dialect),
+      reader(backends.reader, log, backends.clock),
+      machine(state, reader, links, log,
+              [this](std::int32_t code, ReadGeneration generation) { SetError(code, generation); }),
       hostDeviceCode(idcardreader::HostDeviceCode()) {
-  LoadConfig(doors.givenUp);  // without its files the engine still drives the reader
+  LoadConfig(backends.givenUp);  // without its files the engine still drives the reader
 }
 
 ReaderEngine::~ReaderEngine() { ExitForGood(); }
@@ -83,7 +83,7 @@ bool ReaderEngine::Exit(ReadState::Shutdown kind) {
     return true;  // another thread has just done it
   }
   EndAtLink(stopped);
-  search.Stop();
+  cardReader_AutoOn = false;
   state.AwaitCallers();
   std::unique_ptr<platform::CSThread> ending;
   {
@@ -95,36 +95,36 @@ bool ReaderEngine::Exit(ReadState::Shutdown kind) {
   }
   links.EndLink();
   reader.Close();
-  search.Reset();
   log.Close();
   state.EndShutdown();
   return true;
 }
 
-bool ReaderEngine::ReadCardStartRead(bool autoMode, const std::function<void()>& onSuccess) {
-  log.Log("\nReadCardStartRead");
-  return autoMode ? FindCard() : ReadCard(onSuccess);
-}
-
 bool ReaderEngine::FindCard() {
+  log.Log("\nReadCardStartRead");
   log.Log("ReadCardStartRead   auto = TRUE");
   const IdleCaller caller(state);
-  return caller && search.FindCard();
+  return caller && SearchOnce();
 }
 
 bool ReaderEngine::PrepareSearch() {
-  return state.ForgetLastRead() && Raised(StartReadThread()) &&
-         Raised(OpenDevice([this] { return state.ReadRunning(); }));
+  return state.ForgetLastRead() && Succeeded(StartReadThread()) &&
+         Succeeded(OpenDevice(ReadBegun()));
 }
 
-bool ReaderEngine::Raised(const ReaderOutcome& outcome) {
+bool ReaderEngine::Succeeded(const ReaderOutcome& outcome) {
+  return Succeeded(outcome, state.IdleGeneration());
+}
+
+bool ReaderEngine::Succeeded(const ReaderOutcome& outcome, ReadGeneration generation) {
   if (outcome.code != ERRORT_None) {
-    SetError(outcome.code, state.IdleGeneration());
+    SetError(outcome.code, generation);
   }
   return outcome.Done();
 }
 
 bool ReaderEngine::ReadCard(const std::function<void()>& onSuccess) {
+  log.Log("\nReadCardStartRead");
   const ReadGeneration generation = state.Begin();
   if (generation == kNoRead) {
     log.Log("ReadCardStartRead   auto = FALSE");
@@ -132,11 +132,8 @@ bool ReaderEngine::ReadCard(const std::function<void()>& onSuccess) {
     return false;
   }
   const CallerInside inside(state, generation);
-  search.Reset();
-  const ReaderOutcome closed = reader.closeAutoFindCard(OverTest(generation));
-  if (closed.code != ERRORT_None) {
-    SetError(closed.code, generation);
-  }
+  cardReader_AutoOn = false;
+  Succeeded(reader.closeAutoFindCard(OverTest(generation)), generation);
   log.Log("ReadCardStartRead   auto = FALSE");
   log.Log("read_sfz   BEGIN");
   // A reader that sent more than it was asked for goes unnoticed until the service has refused what
@@ -168,34 +165,24 @@ AbandonTest ReaderEngine::OverTest(ReadGeneration generation) {
   return [this, generation] { return !state.IsCurrent(generation); };
 }
 
+AbandonTest ReaderEngine::ReadBegun() {
+  return [this] { return state.ReadRunning(); };
+}
+
 bool ReaderEngine::StartStep(ReadGeneration generation) {
-  if (!state.IsCurrent(generation)) {
-    return false;
-  }
-  ReaderOutcome outcome = StartReadThread();
-  if (outcome.Done()) {
-    outcome = OpenDevice(OverTest(generation));
-  }
-  if (!outcome.Done()) {
-    if (outcome.code != ERRORT_None) {
-      SetError(outcome.code, generation);
-    }
+  if (!state.IsCurrent(generation) || !Succeeded(StartReadThread(), generation) ||
+      !Succeeded(OpenDevice(OverTest(generation)), generation)) {
     return false;
   }
   const auto link = links.Ensure();
-  if (!StartService(*link, generation)) {
-    return false;
-  }
   Answer answer{};
-  if (!ReadDn(generation, answer)) {
+  if (!StartService(*link, generation) || !ReadDn(generation, answer)) {
     return false;
   }
   state.SetDnHex(generation, HexText(&answer[kAnswerDataOffset], kDnSize));
-  const bool login = link->LoginNeeded();
-  const ReadTask first{
-      generation, login ? TaskType::login : TaskType::heartbeat, login ? "LOGIN" : "HEARTBEAT", {}};
   return state.QueueFirstTasks(
-      first, {generation, TaskType::dn, "DN", Block(answer.begin(), answer.end())});
+      {generation, link->LoginNeeded() ? TaskType::login : TaskType::heartbeat, {}},
+      {generation, TaskType::dn, Block(answer.begin(), answer.end())});
 }
 
 bool ReaderEngine::StartService(DecodeServerLink& link, ReadGeneration generation) {
@@ -207,35 +194,33 @@ bool ReaderEngine::StartService(DecodeServerLink& link, ReadGeneration generatio
   }
   if (state.IsCurrent(generation) && SetError(ERRORT_ServiceLink, generation) != kNoRead) {
     // Whatever the link could not do stands behind the code as its cause.
-    std::string cause = link.TakeFailureText();
-    while (!cause.empty()) {
+    const std::string cause = link.TakeFailureText();
+    if (!cause.empty()) {
       ErrorLog().Log(cause);
-      cause = link.TakeFailureText();
     }
   }
   return false;
 }
 
 bool ReaderEngine::ReadDn(ReadGeneration generation, Answer& answer) {
-  ReaderOutcome outcome = reader.ReadDn(answer, OverTest(generation));
-  if (!outcome.Done() && state.IsCurrent(generation)) {
+  for (const bool lastAttempt : {false, true}) {
+    const ReaderOutcome outcome = reader.ReadDn(answer, OverTest(generation));
+    if (outcome.Done() || (!lastAttempt && !state.IsCurrent(generation))) {
+      return outcome.Done() && state.IsCurrent(generation);
+    }
     if (outcome.code != ERRORT_None) {
       ErrorLog().Log(StatusText(outcome.code));
     }
-    ErrorLog().Log(kDnRetry);
-    outcome = reader.ReadDn(answer, OverTest(generation));
-    if (!outcome.Done()) {
-      if (outcome.code != ERRORT_None) {
-        ErrorLog().Log(StatusText(outcome.code));
-      }
-      SetError(ERRORT_ReadDn, generation);
+    if (!lastAttempt) {
+      ErrorLog().Log(kDnRetry);
     }
   }
-  return outcome.Done() && state.IsCurrent(generation);
+  SetError(ERRORT_ReadDn, generation);
+  return false;
 }
 
 void ReaderEngine::StopRead() {
-  search.Stop();
+  cardReader_AutoOn = false;
   EndAtLink(state.Stop());
   log.Log("Read Done Stop");
 }
@@ -255,44 +240,41 @@ bool ReaderEngine::SetLogging(bool on, bool detail) {
 }
 
 bool ReaderEngine::SetDeviceType(bool serial) {
-  return !search.On() && state.WhileNoReadRuns([this, serial] {
+  return !SearchIsOn() && state.WhileNoReadRuns([this, serial] {
     reader.UseSerialPort(serial);
     state.SetServiceTimeout(kPatientServiceTimeoutMs);
   });
 }
-
-void ReaderEngine::SetBeepOnSuccess(bool on) { state.SetBeepOnSuccess(on); }
 
 std::string ReaderEngine::GetCardUid(std::int32_t mode) {
   const IdleCaller caller(state);
   if (!caller) {
     return {};
   }
-  const AbandonTest readBegun = [this] { return state.ReadRunning(); };
   reader.ForgetCardUid();
-  if (!Raised(OpenDevice(readBegun))) {
+  if (!Succeeded(OpenDevice(ReadBegun()))) {
     return {};
   }
-  const bool found = (mode == 0 || mode == 1) && Raised(reader.getSfzCardUid(readBegun));
+  const bool found = (mode == 0 || mode == 1) && Succeeded(reader.getSfzCardUid(ReadBegun()));
   if (!found && (mode == 0 || mode == 2)) {
-    Raised(reader.ReadTypeACardUid(readBegun));
+    Succeeded(reader.ReadTypeACardUid(ReadBegun()));
   }
-  return reader.CardUidHex();
+  return reader.Known().cardUidHex;
 }
 
 void ReaderEngine::Beep(std::uint32_t milliseconds) {
   const IdleCaller caller(state);
   if (caller) {
-    Raised(reader.beep(milliseconds, [this] { return state.ReadRunning(); }));
+    Succeeded(reader.beep(milliseconds, ReadBegun()));
   }
 }
 
 std::string ReaderEngine::GetLastErrorText() {
-  if (state.ReadOk()) {
-    ErrorLog().ClearLastMessage();
-    return {};
+  if (const auto text = state.LastErrorText()) {
+    return *text + ErrorLog().LastMessage();
   }
-  return state.LastErrorText() + ErrorLog().LastMessage();
+  ErrorLog().ClearLastMessage();
+  return {};
 }
 
 ReadGeneration ReaderEngine::SetError(std::int32_t code, ReadGeneration generation) {
@@ -301,7 +283,7 @@ ReadGeneration ReaderEngine::SetError(std::int32_t code, ReadGeneration generati
   }
   // Logged first: the caller wakes when the state fails, and asks for the logged text as well.
   ErrorLog().Log(StatusText(code));
-  const ReadGeneration next = state.Fail(generation, code, StatusText(code));
+  const ReadGeneration next = state.Fail(generation, StatusText(code));
   if (next != kNoRead) {
     EndAtLink(generation);
     log.Log("Read Done Error");
@@ -342,8 +324,9 @@ ReaderOutcome ReaderEngine::OpenDevice(const AbandonTest& abandoned) {
   bool newlyOpened = false;
   const ReaderOutcome outcome = reader.OpenDevice(newlyOpened, abandoned);
   if (newlyOpened) {
-    links.Record(LinkSetting::device_code, Told().settings.appId + "&" + reader.AuthorizeCode() +
-                                               "&" + hostDeviceCode + "&" + reader.VersionCode());
+    const CardReader::Info known = reader.Known();
+    links.Record(LinkSetting::device_code, Told().settings.appId + "&" + known.authorizeCode + "&" +
+                                               hostDeviceCode + "&" + known.versionCode);
   }
   return outcome;
 }

@@ -9,24 +9,22 @@
 #include <vector>
 
 #include "config/start_up.h"
-#include "engine/auto_search.h"
 #include "engine/link_holder.h"
 #include "engine/read_state.h"
 #include "engine/read_state_machine.h"
-#include "engine/status_sink.h"
 #include "platform/clock.h"
 #include "platform/mutex.h"
 #include "platform/socket.h"
 #include "platform/threads.h"
 #include "reader/card_reader.h"
-#include "reader/reader_device.h"
-#include "support/logs.h"
+#include "reader/reader_backend.h"
+#include "support/activity_log.h"
 
 namespace idcardreader {
 
 // Where the engine meets the world outside.
-struct EngineDoors {
-  ReaderDoor& reader;
+struct EngineBackends {
+  ReaderBackend& reader;
   platform::SocketApi& sockets;
   platform::Clock& clock;
   std::filesystem::path executableFolder;   // of conf.yaml
@@ -38,10 +36,10 @@ struct EngineDoors {
 
 // The one object behind every export: configuration, reader, read thread, service link, the record
 // of the card and the last error. Any thread may call it.
-class ReaderEngine : private StatusSink, private AutoSearch::Host {
+class ReaderEngine {
  public:
-  explicit ReaderEngine(const EngineDoors& doors);
-  ~ReaderEngine() override;
+  explicit ReaderEngine(const EngineBackends& backends);
+  ~ReaderEngine();
   ReaderEngine(const ReaderEngine&) = delete;
   ReaderEngine& operator=(const ReaderEngine&) = delete;
 
@@ -52,16 +50,18 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   bool ExitEngine();
   // The same, and no read starts any more.
   void ExitForGood();
-  // Reads one card: true when that succeeded. autoMode asks for the automatic search instead.
-  // onSuccess fetches what was read before anybody else can start something.
-  bool ReadCardStartRead(bool autoMode, const std::function<void()>& onSuccess = {});
+  // Reads one card: true when that succeeded. onSuccess fetches what was read before anybody else can
+  // start something.
+  bool ReadCard(const std::function<void()>& onSuccess = {});
+  // Asks once whether a card lies on the reader, by the reader's automatic search.
+  bool FindCard();
   void StopRead();
 
   // False when there is no service link to be told.
   bool SetLogging(bool on, bool detail);
   // False while a read is running.
   bool SetDeviceType(bool serial);
-  void SetBeepOnSuccess(bool on);
+  void SetBeepOnSuccess(bool on) { machine.SetBeepOnSuccess(on); }
 
   // Empty when there is no card, no reader, or a read is running.
   std::string GetCardUid(std::int32_t mode);
@@ -74,20 +74,21 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
     return state.GetResultBytes(item, bytes);
   }
   std::string DnHex() { return state.DnHex(); }
-  std::string VersionCode() { return reader.VersionCode(); }
-  std::string AuthorizeCode() { return reader.AuthorizeCode(); }
+  CardReader::Info KnownReader() { return reader.Known(); }
   const std::string& HostDeviceCode() const { return hostDeviceCode; }
   std::string SerialDescription() { return Told().serialDescription; }
-  std::uint32_t DeviceStatus() { return reader.DeviceStatus(); }
-  std::uint32_t CardKind() { return reader.CardKind(); }
 
  private:
-  ReadGeneration SetError(std::int32_t code, ReadGeneration generation) override;
-  // Of a caller who does not read: nothing once a read has begun.
-  bool Raised(const ReaderOutcome& outcome);
-  bool PrepareSearch() override;
-  void RaiseSearchFailure(const ReaderOutcome& outcome) override { Raised(outcome); }
-  bool ReadHasBegun() override { return state.ReadRunning(); }
+  // Returns the generation that follows, kNoRead when the one given was over.
+  ReadGeneration SetError(std::int32_t code, ReadGeneration generation);
+  // Both raise the code of a failure; without a generation that of a caller who does not read, which
+  // is nobody's once a read has begun.
+  bool Succeeded(const ReaderOutcome& outcome, ReadGeneration generation);
+  bool Succeeded(const ReaderOutcome& outcome);
+  bool PrepareSearch();
+  bool SearchIsOn();
+  bool SearchOnce();
+  bool SwitchSearchOn(bool& found);
 
   StartUp Told();
   void LoadConfig(const HostNames::GivenUp& givenUp);
@@ -98,9 +99,9 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   ReaderOutcome StartReadThread();
   void RunReadThread();
   ReaderOutcome OpenDevice(const AbandonTest& abandoned);
-  bool FindCard();
-  bool ReadCard(const std::function<void()>& onSuccess);
   AbandonTest OverTest(ReadGeneration generation);
+  // For those who do not read: then the reader is not to be spoken to any more.
+  AbandonTest ReadBegun();
   bool StartStep(ReadGeneration generation);
   bool StartService(DecodeServerLink& link, ReadGeneration generation);
   bool ReadDn(ReadGeneration generation, Answer& answer);
@@ -114,7 +115,8 @@ class ReaderEngine : private StatusSink, private AutoSearch::Host {
   LinkHolder links;
   CardReader reader;
   ReadStateMachine machine;
-  AutoSearch search;
+  std::atomic<bool> cardReader_AutoOn = false;  // the card search
+  std::atomic<bool> switchingSearchOn = false;
 
   platform::CSMutex startUpLock;
   StartUp startUp;  // guarded by startUpLock

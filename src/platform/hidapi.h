@@ -16,6 +16,7 @@ struct HidApi {
   decltype(&hid_write) write = nullptr;
   decltype(&hid_read_timeout) read_timeout = nullptr;
   decltype(&hid_close) close = nullptr;
+  decltype(&hid_error) error = nullptr;  // stays null where hidapi does not offer it
 
   std::shared_ptr<void> library;  // which holds them, where it is not there from the beginning
 };

@@ -3,17 +3,10 @@
 #include <cstdint>
 #include <string>
 
-#include "config/reader_settings.h"
-#include "platform/clock.h"
 #include "platform/mutex.h"
-#include "reader/hid_line.h"
-#include "reader/reader_device.h"
-#include "reader/reader_outcome.h"
-#include "reader/reader_report.h"
+#include "reader/reader_line.h"
 #include "reader/reader_thread.h"
-#include "reader/serial_line.h"
-#include "support/card_read.h"
-#include "support/logs.h"
+#include "support/card_block.h"
 
 namespace idcardreader {
 
@@ -26,7 +19,7 @@ namespace idcardreader {
 // infoLock, so that it can be asked for while an operation runs.
 class CardReader {
  public:
-  CardReader(ReaderDoor& door, ActivityLog& log, platform::Clock& clock);
+  CardReader(ReaderBackend& backend, ActivityLog& log, platform::Clock& clock);
   ~CardReader();
   CardReader(const CardReader&) = delete;
   CardReader& operator=(const CardReader&) = delete;
@@ -61,22 +54,20 @@ class CardReader {
   // Switches it off, if it is on.
   ReaderOutcome closeAutoFindCard(const AbandonTest& abandoned);
   bool SearchIsOn();
-  // Waits up to a second for one report of the search: the kind that it names (255 too), 0 for
-  // none, -1 for an error, -2 for a kind that there is not. report gets its 64 bytes; on a serial
-  // line it stays zero.
-  std::int32_t idReader_FindCard(Answer& report, ReaderOutcome& outcome,
-                                 const AbandonTest& abandoned);
-  // Remembers a notified card as the one last seen; false for a report of another layout.
-  bool KeepNotification(BlockView report);
+  // Waits up to a second for one report of the search; a card's sets notified. On a serial line that
+  // happens only while the search is switched on.
+  ReaderOutcome idReader_FindCard(bool& notified, const AbandonTest& abandoned);
+
+  struct Info {
+    std::uint32_t deviceStatus = 0;  // 1 opened, 3 lost
+    std::string versionCode;
+    std::string authorizeCode;
+    std::uint32_t cardKind = 0;  // of the card seen last: 16 identity card, 4 with a 4-byte UID
+    std::string cardUidHex;
+  };
+  Info Known();
   void ForgetCardKind();
-
   void ForgetCardUid();
-
-  std::string VersionCode();
-  std::string AuthorizeCode();
-  std::string CardUidHex();
-  std::uint32_t CardKind();
-  std::uint32_t DeviceStatus();
 
  private:
   template <typename Operation>
@@ -84,45 +75,33 @@ class CardReader {
 
   // On the reader's thread:
   ReaderLine& Line();
-  ReaderOutcome OpenHid();
-  ReaderOutcome OpenSerial();
   ReaderOutcome Identify(const AbandonTest& abandoned);
-  ReaderOutcome readAuthorizeCode(const AbandonTest& abandoned);
-  ReaderOutcome readVersion(const AbandonTest& abandoned);
-  ReaderOutcome ReadCode(ReaderCommand command, std::size_t size, std::string& code,
+  ReaderOutcome ReadCode(const ReaderCommand& command, std::size_t size, std::string& code,
                          const AbandonTest& abandoned);
-  void SetCommand(ReaderCommand command, BlockView parameters = {});
-  ReaderOutcome writeAndReadData(std::uint32_t timeoutMs, const AbandonTest& abandoned);
-  ReaderOutcome EvaluateStatus();
-  ReaderOutcome SwitchSearch(bool on, std::uint32_t timeoutMs, bool& notified);
+  void SetCommand(const ReaderCommand& command, BlockView parameters);
+  ReaderOutcome writeAndReadData(const ReaderCommand& command, BlockView parameters,
+                                 const AbandonTest& abandoned);
+  ReaderOutcome SwitchSearch(bool on, bool& notified);
   ReaderOutcome Noted(ReaderOutcome outcome);
-  void KeepUid(std::uint32_t kind, std::size_t offset, std::size_t size);
-
-  ReaderSettings Settings();
-  bool UsesSerialPort();
-  bool DeviceReady();
+  bool KeepNotification(const Report& report);
+  void KeepCard(std::uint32_t kind, BlockView uid);
 
   ActivityLog& log;
   platform::Clock& clock;
-  ReaderDoor& door;
 
   // Used by the reader's thread alone.
   HidLine hidLine;
   SerialLine serialLine;
-  ReaderRequest commandBuffer;
+  ReaderRequest request;
   Report answerBuffer{};
 
   platform::CSMutex infoLock;
   ReaderSettings settings;
   bool useSerialPort = false;
   bool deviceReady = false;
-  std::uint32_t deviceStatus = 0;
-  std::string versionCode;
-  std::string authorizeCode;
   bool _isAutoFindCardOn = false;
   bool searchOnSerialPort = false;  // where it is on
-  std::uint32_t cardKind = 0;
-  std::string cardUidHex;
+  Info known;
 
   ReaderThread thread;  // last, so that it ends first
 };

@@ -1,14 +1,14 @@
-#include "reader/hid_line.h"
-
 #include <algorithm>
 
-#include "support/logs.h"
-#include "support/text.h"
+#include "reader/reader_line.h"
+#include "support/hex_text.h"
+#include "support/text_log.h"
 
 namespace idcardreader {
 namespace {
 
-constexpr std::uint32_t kStreamTimeoutMs = 100;
+// A report of a card file is all data; this many bytes of it belong to the file.
+constexpr std::size_t kStreamStep = 60;
 constexpr std::uint32_t kLongestDropMs = 50;
 // An abandoned file goes on coming. It is over when this long nothing has come.
 constexpr std::uint32_t kQuietMs = 60;
@@ -16,13 +16,22 @@ constexpr std::uint32_t kLongestQuietWaitMs = 500;
 
 }  // namespace
 
-ReaderOutcome HidLine::Exchange(const ReaderRequest& request, Report& answer,
-                                std::uint32_t timeoutMs, const AbandonTest&) {
+ReaderOutcome HidLine::Open(const ReaderSettings& settings) {
+  const auto vendorId = static_cast<std::uint16_t>(settings.vid);
+  const auto productId = static_cast<std::uint16_t>(settings.pid);
+  if (vendorId == 0 || productId == 0) {
+    // The system takes a zero for any device: whatever comes first would be written to.
+    return ReaderOutcome::Failed(ERRORT_NoReader);
+  }
+  return backend.OpenHid(vendorId, productId, device);
+}
+
+ReaderOutcome HidLine::Exchange(const ReaderRequest& request, Report& answer, const AbandonTest&) {
   log.Log("HID writeAndReadData");
   ReaderOutcome outcome = Begin(request);
   std::size_t received = 0;
   if (outcome.Done()) {
-    outcome = Await(answer, timeoutMs, received);
+    outcome = Await(request.command, 0, answer, received);
   }
   if (!outcome.Done()) {
     return outcome;
@@ -36,40 +45,40 @@ ReaderOutcome HidLine::Exchange(const ReaderRequest& request, Report& answer,
   if (EchoMatches(request.report, answer)) {
     return {};
   }
-  outcome = Await(answer, timeoutMs, received);
+  outcome = Await(request.command, 0, answer, received);
   if (outcome.Done() && (!EchoMatches(request.report, answer) || received != kAnswerSize)) {
     return ReaderOutcome::Failed(ERRORT_None);
   }
   return outcome;
 }
 
-ReaderOutcome HidLine::Stream(const ReaderRequest& request, Report& answer, std::size_t length,
-                              Block& bytes, const AbandonTest& abandoned) {
-  bytes.assign(length, 0);
+ReaderOutcome HidLine::Stream(const ReaderRequest& request, Report& answer,
+                              std::span<std::uint8_t> bytes, const AbandonTest& abandoned) {
   log.Log("HID writeAndReadData1");
   ReaderOutcome outcome = Begin(request);
-  for (std::size_t offset = 0; offset < length && outcome.Done(); offset += kStreamStep) {
+  while (!bytes.empty() && outcome.Done()) {
     if (abandoned()) {
       streamAbandoned = staleReports = true;
       return ReaderOutcome::Abandoned();
     }
     std::size_t received = 0;
-    outcome = Await(answer, kStreamTimeoutMs, received);
+    outcome = Await(request.command, 0, answer, received);
     // The reader streams without gaps: a report that did not come still counts as a step, with what
     // the buffer holds. The service refuses such a file.
     staleReports = staleReports || received != kAnswerSize;
-    std::copy_n(answer.begin(), std::min(kStreamStep, length - offset),
-                bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+    const std::size_t step = std::min(kStreamStep, bytes.size());
+    std::copy_n(answer.begin(), step, bytes.begin());
+    bytes = bytes.subspan(step);
   }
   return outcome;
 }
 
-ReaderOutcome HidLine::Send(const ReaderRequest& request, Report& answer, std::uint32_t timeoutMs) {
+ReaderOutcome HidLine::Send(const ReaderRequest& request, Report& answer) {
   ReaderOutcome outcome = Begin(request);
   std::size_t received = 0;
   if (outcome.Done()) {
-    outcome = Await(answer, timeoutMs, received);
-    staleReports = staleReports || received != kAnswerSize || answer[0] != request.report[1];
+    outcome = Await(request.command, 0, answer, received);
+    staleReports = staleReports || received != kAnswerSize || answer[0] != request.command.code;
   }
   return outcome;
 }
@@ -80,8 +89,9 @@ ReaderOutcome HidLine::Begin(const ReaderRequest& request) {
              : ReaderOutcome::Failed(ERRORT_ReaderLost);
 }
 
-ReaderOutcome HidLine::Await(Report& answer, std::uint32_t timeoutMs, std::size_t& received) {
-  const int count = Read(answer, timeoutMs);
+ReaderOutcome HidLine::Await(const ReaderCommand& command, std::uint32_t passedMs, Report& answer,
+                             std::size_t& received) {
+  const int count = passedMs <= command.usbMs ? Read(answer, command.usbMs - passedMs) : 0;
   received = static_cast<std::size_t>(std::max(count, 0));
   return count < 0 ? ReaderOutcome::Failed(ERRORT_ReaderLost) : ReaderOutcome();
 }

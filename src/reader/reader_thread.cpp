@@ -1,6 +1,7 @@
 #include "reader/reader_thread.h"
 
 #include <mutex>
+#include <utility>
 
 #include "platform/wiping.h"
 
@@ -55,7 +56,7 @@ void ReaderThread::TakeTurns() {
   for (;;) {
     Turn& turn = *AwaitTurn();
     try {
-      turn.Run();
+      turn.operation();
     } catch (...) {
       turn.failure = std::current_exception();
     }

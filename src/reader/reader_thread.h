@@ -1,8 +1,8 @@
 #pragma once
 
 #include <exception>
+#include <functional>
 #include <memory>
-#include <utility>
 
 #include "platform/mutex.h"
 #include "platform/threads.h"
@@ -24,7 +24,7 @@ class ReaderThread {
   // throws. False when the system gives no thread.
   template <typename Operation>
   bool Perform(Operation operation) {
-    OperationTurn<Operation> turn(operation);
+    Turn turn(operation);
     return Take(turn);
   }
 
@@ -32,26 +32,22 @@ class ReaderThread {
   // nothing is done: nothing can be open.
   template <typename Operation>
   void PerformLast(Operation operation) {
-    OperationTurn<Operation> turn(operation);
+    Turn turn(operation);
     turn.last = true;
     Take(turn);
   }
 
  private:
-  // Lives on the stack of its caller: ending the reader's business must not need memory.
+  // Lives on the stack of its caller, and refers to the operation there: ending the reader's business
+  // must not need memory.
   struct Turn {
-    virtual ~Turn() = default;
-    virtual void Run() = 0;
+    template <typename Operation>
+    explicit Turn(Operation& operation) : operation(std::ref(operation)) {}
+    const std::function<void()> operation;
     bool last = false;
     bool done = false;
     std::exception_ptr failure;
     Turn* next = nullptr;
-  };
-  template <typename Operation>
-  struct OperationTurn final : Turn {
-    explicit OperationTurn(Operation& operation) : operation(operation) {}
-    void Run() override { operation(); }
-    Operation& operation;
   };
 
   bool Take(Turn& turn);

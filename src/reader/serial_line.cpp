@@ -1,11 +1,13 @@
-#include "reader/serial_line.h"
-
 #include <algorithm>
+
+#include "platform/serial_port.h"
+#include "reader/reader_line.h"
 
 namespace idcardreader {
 namespace {
 
-constexpr std::uint32_t kReadTimeoutMs = 200;
+constexpr std::uint32_t kOpenPauseMs = 50;
+constexpr std::uint32_t kLargestPort = 999;
 constexpr std::uint32_t kClearTimeoutMs = 100;
 constexpr std::size_t kShortestAnswer = 2;
 // A reader that drips must not hold a read for ever.
@@ -20,17 +22,34 @@ bool Never() { return false; }
 
 }  // namespace
 
-void SerialLine::Use(std::unique_ptr<platform::CPort> opened, std::uint32_t baudRate) {
-  port = std::move(opened);
-  baud = baudRate;
+ReaderOutcome SerialLine::Open(const ReaderSettings& settings) {
+  if (IsOpen()) {
+    return {};
+  }
+  clock.Sleep(kOpenPauseMs);
+  ReaderOutcome outcome = ReaderOutcome::Failed(ERRORT_SerialPort);
+  if (settings.comnum <= kLargestPort) {
+    outcome = backend.OpenSerial(
+        platform::SerialPortName(static_cast<int>(settings.comnum), settings.comname),
+        settings.comport, device);
+  }
+  if (!outcome.Done()) {
+    log.Log("Com Open Fail");
+    log.Log("Com OpenCom Fail");
+    return outcome;
+  }
+  baud = settings.comport;
+  clock.Sleep(kOpenPauseMs);
+  log.Log("Com Init Sucess");
+  return {};
 }
 
-ReaderOutcome SerialLine::Exchange(const ReaderRequest& request, Report& answer, std::uint32_t,
+ReaderOutcome SerialLine::Exchange(const ReaderRequest& request, Report& answer,
                                    const AbandonTest& abandoned) {
   ReaderOutcome outcome = Begin(request);
   std::size_t received = 0;
   if (outcome.Done()) {
-    outcome = Collect(answer, kReadTimeoutMs, received, abandoned);
+    outcome = Collect(request.command.serialMs, answer, received, abandoned);
   }
   if (outcome.Done() && received < kShortestAnswer) {
     return ReaderOutcome::Failed(ERRORT_ReaderAnswer);
@@ -38,19 +57,17 @@ ReaderOutcome SerialLine::Exchange(const ReaderRequest& request, Report& answer,
   return outcome;
 }
 
-ReaderOutcome SerialLine::Stream(const ReaderRequest& request, Report&, std::size_t length,
-                                 Block& bytes, const AbandonTest& abandoned) {
-  bytes.clear();
-  bytes.reserve(length);
+ReaderOutcome SerialLine::Stream(const ReaderRequest& request, Report&,
+                                 std::span<std::uint8_t> bytes, const AbandonTest& abandoned) {
   const ReaderOutcome outcome = Begin(request);
   if (!outcome.Done()) {
     return outcome;
   }
   const auto allowedMs = static_cast<std::uint32_t>(
-      kLongestStreamMs + length * kBitsPerByte * 1000 / std::max(baud, kSlowestBaud));
+      kLongestStreamMs + bytes.size() * kBitsPerByte * 1000 / std::max(baud, kSlowestBaud));
   const std::uint32_t startTick = clock.TickCount();
   int silentReads = 0;
-  while (bytes.size() < length) {
+  while (!bytes.empty()) {
     if (abandoned()) {
       return ReaderOutcome::Abandoned();
     }
@@ -58,58 +75,60 @@ ReaderOutcome SerialLine::Stream(const ReaderRequest& request, Report&, std::siz
     if (passedMs >= allowedMs || silentReads == kLargestSilentReads) {
       return ReaderOutcome::Failed(ERRORT_ReaderAnswer);
     }
-    const std::size_t received = Read(std::min(kReadTimeoutMs, allowedMs - passedMs));
-    silentReads = received == 0 ? silentReads + 1 : 0;
-    const std::size_t taken = std::min(received, length - bytes.size());
-    bytes.insert(bytes.end(), serialReceive.begin(),
-                 serialReceive.begin() + static_cast<std::ptrdiff_t>(taken));
-    serialReceive.fill(0);  // nothing of a file stays here
+    const auto received = Read(std::min(request.command.serialMs, allowedMs - passedMs));
+    silentReads = received.empty() ? silentReads + 1 : 0;
+    const std::size_t taken = std::min(received.size(), bytes.size());
+    std::copy_n(received.begin(), taken, bytes.begin());
+    bytes = bytes.subspan(taken);
+    receiveBuffer.fill(0);  // nothing of a file stays here
   }
   return {};
 }
 
-ReaderOutcome SerialLine::Send(const ReaderRequest& request, Report&, std::uint32_t timeoutMs) {
+ReaderOutcome SerialLine::Send(const ReaderRequest& request, Report&) {
   const ReaderOutcome outcome = Begin(request);
   if (outcome.Done()) {
-    Read(timeoutMs);
+    Read(request.command.serialMs);
   }
   return outcome;
 }
 
 ReaderOutcome SerialLine::Begin(const ReaderRequest& request) {
-  ClearComBuffer();
-  std::copy_n(request.report.begin() + 1, serialFrame.size(), serialFrame.begin());
-  const auto count = static_cast<std::uint32_t>(std::min(request.length, serialFrame.size()));
-  if (port != nullptr && port->WriteData(serialFrame.data(), count) > 0) {
+  if (device == nullptr) {
+    log.Log("Com ClearComBuffer Fail");
+    return ReaderOutcome::Failed(ERRORT_ReaderAnswer);
+  }
+  Read(kClearTimeoutMs);
+  if (device->Write(&request.report[1], request.length) > 0) {
     return {};
   }
   Close();
   return ReaderOutcome::Failed(ERRORT_ReaderAnswer);
 }
 
-ReaderOutcome SerialLine::Await(Report& answer, std::uint32_t timeoutMs, std::size_t& received) {
-  const ReaderOutcome outcome = Collect(answer, timeoutMs, received, Never);
-  return received == 0 ? ReaderOutcome::Failed(ERRORT_None) : outcome;
+ReaderOutcome SerialLine::Await(const ReaderCommand& command, std::uint32_t passedMs,
+                                Report& answer, std::size_t& received) {
+  received = 0;
+  if (passedMs <= command.serialMs) {
+    Collect(command.serialMs - passedMs, answer, received, Never);
+  }
+  return received == 0 ? ReaderOutcome::Failed(ERRORT_None) : ReaderOutcome();
 }
 
-std::uint32_t SerialLine::SearchTimeout(std::uint32_t) const { return kReadTimeoutMs; }
-
 // An answer has come when it is whole, or when nothing more comes.
-ReaderOutcome SerialLine::Collect(Report& answer, std::uint32_t timeoutMs, std::size_t& received,
+ReaderOutcome SerialLine::Collect(std::uint32_t timeoutMs, Report& answer, std::size_t& received,
                                   const AbandonTest& abandoned) {
   answer.fill(0);
-  received = 0;
   std::uint32_t leftMs = timeoutMs;
   std::uint32_t firstTick = 0;
-  while (received < kAnswerSize) {
-    const std::size_t count = Read(leftMs);
-    if (count == 0) {
+  for (received = 0; received < kAnswerSize;) {
+    const auto piece = Read(leftMs);
+    if (piece.empty()) {
       return {};
     }
     firstTick = received == 0 ? clock.TickCount() : firstTick;
-    const std::size_t taken = std::min(count, kAnswerSize - received);
-    std::copy_n(serialReceive.begin(), taken,
-                answer.begin() + static_cast<std::ptrdiff_t>(received));
+    const std::size_t taken = std::min(piece.size(), kAnswerSize - received);
+    std::copy_n(piece.begin(), taken, &answer[received]);
     received += taken;
     const std::uint32_t passedMs = clock.TickCount() - firstTick;
     if (passedMs >= kLongestAnswerMs) {
@@ -123,21 +142,11 @@ ReaderOutcome SerialLine::Collect(Report& answer, std::uint32_t timeoutMs, std::
   return {};
 }
 
-void SerialLine::ClearComBuffer() {
-  if (port == nullptr) {
-    log.Log("Com ClearComBuffer Fail");
-    return;
-  }
-  Read(kClearTimeoutMs);
-}
-
-std::size_t SerialLine::Read(std::uint32_t timeoutMs) {
-  if (port == nullptr) {
-    return 0;
-  }
-  const std::int32_t received = port->ReadData(
-      serialReceive.data(), static_cast<std::uint32_t>(serialReceive.size()), timeoutMs);
-  return std::min(static_cast<std::size_t>(std::max(received, 0)), serialReceive.size());
+std::span<const std::uint8_t> SerialLine::Read(std::uint32_t timeoutMs) {
+  const int received =
+      device != nullptr ? device->Read(receiveBuffer.data(), receiveBuffer.size(), timeoutMs) : 0;
+  return std::span(receiveBuffer)
+      .first(std::min(static_cast<std::size_t>(std::max(received, 0)), receiveBuffer.size()));
 }
 
 }  // namespace idcardreader

@@ -29,14 +29,14 @@ class ReaderEngineTest : public testing::Test {
     }
   };
 
-  bool Read() { return engine.ReadCardStartRead(false); }
+  bool Read() { return engine.ReadCard(); }
 
   const DataFolder folder;
   ScriptedSockets sockets;
   ScriptedService service{sockets};
   ScriptedReader reader;
   TestClock clock;
-  ReaderEngine engine{EngineDoors{reader, sockets, clock, folder.path, folder.path}};
+  ReaderEngine engine{EngineBackends{reader, sockets, clock, folder.path, folder.path}};
 };
 
 TEST_F(ReaderEngineTest, AStopEndsTheStart) {
@@ -77,15 +77,61 @@ TEST_F(ReaderEngineTest, TheDnOfBeforeIsGoneWithTheNextRead) {
   EXPECT_EQ(engine.DnHex(), "");
 }
 
-TEST_F(ReaderEngineTest, ACardReportedEarlyIsFoundWhateverFollows) {
+TEST_F(ReaderEngineTest, WhatWasLeftBehindARefusedReadIsDrained) {
+  service.answers["dn2"] = wire::kAcknowledgement;
+  EXPECT_FALSE(Read());
+  service.answers["dn2"] = wire::InputKeyAnswer();
+  reader.Pend(ScriptedReader::Reply("0600 EE"), 3);
+  for (const bool serial : {true, false}) EXPECT_TRUE(engine.SetDeviceType(serial));
+  EXPECT_TRUE(Read()) << "with its codes read anew";
+  EXPECT_EQ(engine.KnownReader().authorizeCode, "A1A2A3A4A5A6");
+}
+
+TEST_F(ReaderEngineTest, FieldsStayForTheSecondsThatTheReaderHas) {
+  EXPECT_TRUE(engine.SetDeviceType(false));
+  EXPECT_TRUE(Read());
+  clock.ticks += 3000;
+  EXPECT_NE(engine.GetResultText(ResultItem::name), "");
+  clock.ticks += 201;  // the thread is given time for the code of its own
+  EXPECT_EQ(engine.GetResultText(ResultItem::name), "");
+}
+
+TEST_F(ReaderEngineTest, AShutdownClosesTheReader) {
+  EXPECT_TRUE(Read());
+  EXPECT_EQ(reader.openNow, 1);
+  EXPECT_TRUE(engine.ExitEngine());
+  EXPECT_EQ(reader.openNow, 0);
+}
+
+// The reader's notification and its acknowledgement come in any order, or not at all.
+TEST_F(ReaderEngineTest, FindsACardThatIsReportedAtAnyTime) {
+  const auto on = ScriptedReader::Reply("0100");
   const auto card = ScriptedReader::Reply("0110 08 E001020304050607");
   const auto otherLayout = ScriptedReader::Reply("0110 04");
   for (const std::vector<ScriptedReader::Report>& reports :
-       {std::vector{card, ScriptedReader::Reply("0100"), otherLayout},
-        std::vector{card, ScriptedReader::Reply("0100")}}) {
+       {std::vector{card, on, otherLayout}, {card, on}, {on, card}, {card}}) {
     reader.Script(0x01, reports);
-    EXPECT_TRUE(engine.ReadCardStartRead(true));
-    EXPECT_EQ(engine.CardKind(), 16U);
+    EXPECT_TRUE(engine.FindCard());
+    EXPECT_EQ(engine.KnownReader().cardKind, 16U);
+    EXPECT_TRUE(engine.SetDeviceType(false)) << "the search goes on behind the find";
+  }
+  reader.Script(0x01, {on, otherLayout});
+  EXPECT_FALSE(engine.FindCard());
+  EXPECT_EQ(engine.KnownReader().cardKind, 0U) << "of the card before";
+  EXPECT_FALSE(engine.SetDeviceType(false)) << "the search has ended";
+  reader.Pend(card);
+  EXPECT_TRUE(engine.FindCard());
+}
+
+TEST_F(ReaderEngineTest, ASearchIsAskedForFiveTimes) {
+  for (const int refusals : {5, 4}) {
+    for (int i = 0; i < refusals; ++i) reader.Script(0x01, {ScriptedReader::Reply("0101")});
+    const std::size_t before = reader.Written().size();
+    EXPECT_FALSE(engine.FindCard());
+    const std::string commands = reader.Commands();
+    EXPECT_TRUE(commands.ends_with(" 01 01 01 01 01")) << commands;
+    EXPECT_EQ(reader.Written().size() - before, refusals == 5 ? 7U : 5U);
+    EXPECT_EQ(engine.SetDeviceType(false), refusals == 5) << "a refused search is not on";
   }
 }
 
@@ -101,10 +147,10 @@ TEST(ReaderEngineStart, ASilentNameServerHoldsNeitherCreationNorStopNorShutdown)
   for (const bool shutdown : {false, true}) {
     ScriptedReader reader;
     bool asked = false;
-    EngineDoors doors{reader, sockets, clock, folder.path, folder.path};
-    doors.givenUp = [&asked] { return std::exchange(asked, true); };
-    ReaderEngine engine(doors);
-    auto read = std::async(std::launch::async, [&] { return engine.ReadCardStartRead(false); });
+    EngineBackends backends{reader, sockets, clock, folder.path, folder.path};
+    backends.givenUp = [&asked] { return std::exchange(asked, true); };
+    ReaderEngine engine(backends);
+    auto read = std::async(std::launch::async, [&] { return engine.ReadCard(); });
     ASSERT_TRUE(Eventually([&] { return reader.Commands().ends_with("30 64"); }));
     if (shutdown) {
       engine.ExitEngine();

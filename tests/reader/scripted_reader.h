@@ -7,21 +7,20 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/mutex.h"
-#include "reader/reader_device.h"
+#include "reader/reader_backend.h"
 #include "support/bytes.h"
-#include "support/text.h"
+#include "support/hex_text.h"
+#include "support/test_clock.h"
 
 namespace idcardreader {
 
-// Stands in for the reader on the desk: a card lies on it and every command succeeds, until a test
-// scripts other reports for a command.
-class ScriptedReader : public ReaderDoor {
+// Stands in for the reader on the desk, on USB or on a serial line: a card lies on it and every
+// command succeeds, until a test scripts other reports for a command.
+class ScriptedReader : public ReaderBackend {
  public:
   using Report = std::vector<std::uint8_t>;
 
@@ -51,9 +50,12 @@ class ScriptedReader : public ReaderDoor {
   }
 
   // --- the script; not changed while a read runs ---
-  Result result = Result::opened;
+  std::int32_t openFailure = ERRORT_None;
   bool writesFail = false;
   std::function<void(std::uint8_t command)> onRead;  // before a report of this command is read
+  // With a clock, a serial line takes so long for each piece of an answer.
+  TestClock* clock = nullptr;
+  std::uint32_t pieceMs = 0;
 
   // --- what happened ---
   std::vector<Report> Written() {
@@ -77,53 +79,49 @@ class ScriptedReader : public ReaderDoor {
     const std::lock_guard guard(mutex);
     return pending.size();
   }
-  // How often another thread than the one before has opened, written, read or closed.
-  int ThreadChanges() {
-    const std::lock_guard guard(mutex);
-    return threadChanges;
-  }
-  int opened = 0;
-  std::uint16_t vendorId = 0;
-  std::uint16_t productId = 0;
+  int opened = 0;     // how often
+  int openNow = 0;    // devices
+  std::string ports;  // "COM7@9600 "
 
-  Result OpenHid(std::uint16_t vendor, std::uint16_t product,
-                 std::unique_ptr<ReaderDevice>& device) override {
-    NoteThread();
-    ++opened;
-    vendorId = vendor;
-    productId = product;
-    if (result == Result::opened) device = std::make_unique<Device>(*this);
-    return result;
+  ReaderOutcome OpenHid(std::uint16_t, std::uint16_t,
+                        std::unique_ptr<ReaderDevice>& device) override {
+    return Open(device, false);
   }
-  std::unique_ptr<platform::CPort> OpenSerial(const std::string&, std::uint32_t) override {
-    return nullptr;
+  ReaderOutcome OpenSerial(const std::string& portName, std::uint32_t baud,
+                           std::unique_ptr<ReaderDevice>& device) override {
+    ports += portName + "@" + std::to_string(baud) + " ";
+    return Open(device, true);
   }
 
  private:
   class Device : public ReaderDevice {
    public:
-    explicit Device(ScriptedReader& reader) : reader(reader) {}
-    ~Device() override { reader.NoteThread(); }
+    Device(ScriptedReader& reader, bool serial) : reader(reader), serial(serial) {
+      ++reader.openNow;
+    }
+    ~Device() override { --reader.openNow; }
     int Write(const std::uint8_t* data, std::size_t count) override {
-      return reader.Write({data, data + count});
+      Report request(data, data + count);
+      if (serial) request.insert(request.begin(), 0);
+      return reader.Write(request);
     }
     int Read(std::uint8_t* data, std::size_t capacity, std::uint32_t timeoutMs) override {
-      return reader.Read(data, capacity, timeoutMs);
+      return serial && !reader.PieceComes(timeoutMs) ? -1 : reader.Read(data, capacity, timeoutMs);
     }
 
    private:
     ScriptedReader& reader;
+    const bool serial;
   };
 
-  void NoteThread() {
-    const std::lock_guard guard(mutex);
-    const std::thread::id current = std::this_thread::get_id();
-    threadChanges += user && *user != current ? 1 : 0;
-    user = current;
+  ReaderOutcome Open(std::unique_ptr<ReaderDevice>& device, bool serial) {
+    ++opened;
+    if (openFailure != ERRORT_None) return ReaderOutcome::Failed(openFailure);
+    device = std::make_unique<Device>(*this, serial);
+    return {};
   }
 
   int Write(const Report& request) {
-    NoteThread();
     const std::lock_guard guard(mutex);
     if (writesFail) return -1;
     written.push_back(request);
@@ -134,8 +132,17 @@ class ScriptedReader : public ReaderDoor {
     return static_cast<int>(request.size());
   }
 
+  // Whether the next piece is there within the time, which then has passed.
+  bool PieceComes(std::uint32_t timeoutMs) {
+    const std::lock_guard guard(mutex);
+    const std::uint32_t leftMs = pieceMs - waitedMs;
+    const bool comes = !pending.empty() && leftMs < timeoutMs;
+    if (clock != nullptr) clock->ticks += comes ? leftMs : timeoutMs;
+    waitedMs = comes || pending.empty() ? 0 : waitedMs + timeoutMs;
+    return comes;
+  }
+
   int Read(std::uint8_t* data, std::size_t capacity, std::uint32_t timeoutMs) {
-    NoteThread();
     if (onRead && timeoutMs > 0) onRead(Written().back()[1]);  // not for a look at what lies there
     const std::lock_guard guard(mutex);
     timeouts.push_back(timeoutMs);
@@ -174,8 +181,7 @@ class ScriptedReader : public ReaderDoor {
   std::deque<Report> pending;
   std::vector<Report> written;
   std::vector<std::uint32_t> timeouts;
-  std::optional<std::thread::id> user;
-  int threadChanges = 0;
+  std::uint32_t waitedMs = 0;  // for the next piece
 };
 
 }  // namespace idcardreader

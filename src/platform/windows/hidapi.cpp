@@ -69,7 +69,10 @@ std::optional<HidApi> LoadHidApi(std::string& failure) {
                         Resolve(module, "hid_write", api.write) &&
                         Resolve(module, "hid_read_timeout", api.read_timeout) &&
                         Resolve(module, "hid_close", api.close);
-  if (complete) return api;
+  if (complete) {
+    Resolve(module, "hid_error", api.error);
+    return api;
+  }
   failure = FailureText(kFileName, GetLastError());
   return std::nullopt;
 }

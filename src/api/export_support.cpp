@@ -1,4 +1,4 @@
-#include "api/result_text.h"
+#include "api/export_support.h"
 
 #include <algorithm>
 #include <mutex>
