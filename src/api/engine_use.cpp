@@ -13,7 +13,6 @@
 #include "platform/socket.h"
 #include "platform/standard_output.h"
 #include "reader/reader_backend.h"
-#include "support/process_wide.h"
 
 namespace idcardreader {
 namespace {

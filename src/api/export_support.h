@@ -5,7 +5,6 @@
 
 #include "api/engine_use.h"
 #include "platform/process.h"
-#include "platform/threads.h"
 #include "platform/wiping.h"
 
 namespace idcardreader {

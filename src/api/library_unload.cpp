@@ -2,10 +2,9 @@
 #include "api/engine_use.h"
 #include "api/export_support.h"
 #include "api/photo_decoders.h"
-#include "platform/module.h"
 #include "platform/process.h"
 #include "reader/reader_backend.h"
-#include "support/text_log.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 namespace {

@@ -1,5 +1,5 @@
 #include "engine/reader_engine.h"
-#include "support/gbk_text.h"
+#include "support/text.h"
 
 // The part of the engine that looks for a card: it switches the reader's own search on once, then
 // asks, second by second, whether that has reported a card. Runs on the caller's thread; another may

@@ -18,7 +18,7 @@
 #include "platform/threads.h"
 #include "reader/card_reader.h"
 #include "reader/reader_backend.h"
-#include "support/activity_log.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 

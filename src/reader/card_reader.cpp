@@ -4,9 +4,8 @@
 #include <array>
 #include <mutex>
 
-#include "support/console.h"
-#include "support/hex_text.h"
-#include "support/text_log.h"
+#include "support/logs.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

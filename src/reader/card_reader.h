@@ -6,7 +6,7 @@
 #include "platform/mutex.h"
 #include "reader/reader_line.h"
 #include "reader/reader_thread.h"
-#include "support/card_block.h"
+#include "support/card_read.h"
 
 namespace idcardreader {
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "reader/reader_line.h"
-#include "support/hex_text.h"
-#include "support/text_log.h"
+#include "support/logs.h"
+#include "support/text.h"
 
 namespace idcardreader {
 namespace {

@@ -10,7 +10,7 @@
 #include "config/reader_settings.h"
 #include "platform/clock.h"
 #include "reader/reader_backend.h"
-#include "support/activity_log.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 

@@ -4,10 +4,10 @@
 
 #include "platform/code_page.h"
 #include "platform/hidapi.h"
+#include "platform/process_wide.h"
 #include "platform/serial_port.h"
 #include "reader/reader_backend.h"
-#include "support/process_wide.h"
-#include "support/text_log.h"
+#include "support/logs.h"
 
 namespace idcardreader {
 namespace {
@@ -101,7 +101,7 @@ class SystemBackend : public ReaderBackend {
   std::optional<HidApi> hid;  // since the first use
 };
 
-ProcessWide<SystemBackend> systemBackend;
+platform::ProcessWide<SystemBackend> systemBackend;
 
 }  // namespace
 

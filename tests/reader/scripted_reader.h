@@ -13,8 +13,8 @@
 #include "platform/mutex.h"
 #include "reader/reader_backend.h"
 #include "support/bytes.h"
-#include "support/hex_text.h"
 #include "support/test_clock.h"
+#include "support/text.h"
 
 namespace idcardreader {
 
