@@ -77,22 +77,6 @@ class ReadStateMachineTest : public testing::Test {
   ReadGeneration read = kNoRead;
 };
 
-TEST_F(ReadStateMachineTest, TakesOneTaskWithEachPass) {
-  service.answers.erase("dn2");
-  Begin();
-  EXPECT_TRUE(sockets.Sent().empty());
-  machine.Pass();
-  EXPECT_TRUE(sockets.AwaitSent(1));
-  EXPECT_THAT(sockets.Sent().back(), StartsWith(R"({"appId":)"));
-  machine.Pass();
-  EXPECT_TRUE(sockets.AwaitSent(2));
-  Pass(50);  // waits for the key
-  EXPECT_EQ(backend.Commands(), "30 64");
-  sockets.Answer(wire::InputKeyAnswer());
-  ASSERT_TRUE(Finish());
-  EXPECT_TRUE(ReadOk());
-}
-
 TEST_F(ReadStateMachineTest, ClearsAReadThatNobodyCollectsInTime) {
   service.answers.erase("BB21_2");
   Begin();

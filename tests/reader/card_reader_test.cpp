@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -56,6 +57,7 @@ class CardReaderTest : public testing::Test {
     notified = false;
     return Described(reader.openAutoFindCard(notified, Never));
   }
+
   ScriptedReader backend;
   TestClock clock;
   const std::string logName = testing::UnitTest::GetInstance()->current_test_info()->name();
@@ -303,6 +305,18 @@ TEST_F(CardReaderTest, KnowsTheUidOfACard) {
     EXPECT_EQ(reader.Known().cardUidHex, HexText(&report[4], valid ? report[3] : 0U));
   }
   EXPECT_EQ(reader.Known().cardKind, 0x44U);
+}
+
+// In a line of its own; the code's text follows when the code is raised.
+TEST(SystemReaderBackend, LogsWhyAPortDoesNotOpen) {
+  const LoggedLines errors;
+  std::unique_ptr<ReaderDevice> device;
+  const auto opened =
+      SystemReaderBackend().OpenSerial(platform::SerialPortName(998, ""), 9600, device);
+  EXPECT_EQ(Described(opened), "48");
+  EXPECT_THAT(
+      errors.Get(),
+      ElementsAre(testing::StartsWith("Open(): CreateFile() failed, invalid handle value: (2) ")));
 }
 
 // A serial line at 300 baud that takes its time for each piece of an answer.
