@@ -96,8 +96,7 @@ TEST_F(LogsTest, TheSystemsCauseOfAFailedOpeningStandsBeforeTheCode) {
   desk.Misbehave({{"faults", {{{"at", "open"}, {"fault", "no-device"}}}}});
   EXPECT_EQ(Read().result, 0);
   const std::string text = library->readCardErrorInfo(28);
-  EXPECT_EQ(ErrorMessages(),
-            (std::vector<std::string>{"the virtual reader cannot be opened", text}));
+  EXPECT_EQ(Messages(), (std::vector<std::string>{"the virtual reader cannot be opened", text}));
   EXPECT_EQ(LastError(), text + text);
 }
 
