@@ -12,7 +12,7 @@ using namespace idcardreader;
 namespace {
 
 std::string Line(const std::string& field) {
-  return "label\t" + devkit::Scramble(field, kDataFileKey, 0x5A) + "\n";
+  return "label\t" + devkit::Scramble(field, devkit::kDataFileKey, 0x5A) + "\n";
 }
 
 }  // namespace
@@ -28,8 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                    {"hostport.dat", plain ? Line("a=" + value) + Line("b=" + rest) : rest}};
   const StartUp startUp = ReadStartUp("/host", "/library");
   const bool loaded = startUp.appIdFile == StartUp::File::read;
-  fuzz::Expect(loaded == !startUp.settings.appId.empty(), "a loaded file has an id");
-  fuzz::Expect(!plain || startUp.settings.appId == value, "the id is the file's");
+  fuzz::Expect(loaded == !startUp.appId.empty(), "a loaded file has an id");
+  fuzz::Expect(!plain || startUp.appId == value, "the id is the file's");
   fuzz::Expect(loaded == startUp.EndpointsKnown(), "whoever has an id has endpoints");
   fuzz::Expect(!startUp.Incomplete(), "nothing is left to be read");
   return 0;

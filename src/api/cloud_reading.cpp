@@ -5,7 +5,7 @@
 #include "api/engine_use.h"
 #include "api/export_support.h"
 #include "idcardreader/idcardreader.h"
-#include "service/service_messages.h"
+#include "service/dialect.h"
 #include "support/status_codes.h"
 
 // The readCard* family.

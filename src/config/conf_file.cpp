@@ -2,23 +2,13 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <optional>
+#include <vector>
 
 namespace idcardreader {
 namespace {
 
 constexpr std::size_t kLongestLine = 1023;
 constexpr std::string_view kSeparator = ": ";
-
-std::optional<std::string_view> ValueOf(std::string_view line, std::string_view key) {
-  const std::size_t separator = line.find(kSeparator);
-  if (separator == std::string_view::npos || line.substr(0, separator) != key) {
-    return std::nullopt;
-  }
-  std::string_view value = line.substr(separator + kSeparator.size());
-  value = value.substr(0, value.find('\r'));
-  return value.substr(0, value.find('\n'));
-}
 
 // With its line end, so that an empty line is one character long.
 std::string_view TakeLine(std::string_view& text) {
@@ -40,42 +30,60 @@ std::string WithLineFeeds(std::string_view text) {
   return lines;
 }
 
+class ConfFile {
+ public:
+  explicit ConfFile(std::string_view text) {
+    bool commentFirst = false;
+    while (!text.empty()) {
+      const std::string_view line = TakeLine(text);
+      if (line.size() < 2) {
+        continue;
+      }
+      if (line.front() == '#' || line.front() == ';') {
+        commentFirst = commentFirst || lines.empty();
+        continue;
+      }
+      lines.push_back(line);
+    }
+    if (lines.size() > 1 && !commentFirst) {
+      lines.erase(lines.begin());
+    }
+  }
+
+  std::string Text(std::string_view key, std::string_view defaultValue) const {
+    for (const std::string_view line : lines) {
+      const std::size_t separator = line.find(kSeparator);
+      if (separator != std::string_view::npos && line.substr(0, separator) == key) {
+        const std::string_view value = line.substr(separator + kSeparator.size());
+        return std::string(value.substr(0, value.find_first_of("\r\n")));
+      }
+    }
+    return std::string(defaultValue);
+  }
+
+  std::uint32_t Integer(std::string_view key, std::uint32_t defaultValue) const {
+    const std::string value = Text(key, std::to_string(defaultValue));
+    return static_cast<std::uint32_t>(std::strtoll(value.c_str(), nullptr, 10));
+  }
+
+ private:
+  std::vector<std::string_view> lines;
+};
+
 }  // namespace
 
-ConfFile ConfFile::FromText(std::string_view text) {
+ReaderSettings ParseConfFile(std::string_view text) {
   const std::string unified = WithLineFeeds(text);
-  std::string_view rest = unified;
-  ConfFile file;
-  bool commentFirst = false;
-  while (!rest.empty()) {
-    const std::string_view line = TakeLine(rest);
-    if (line.size() < 2) {
-      continue;
-    }
-    if (line.front() == '#' || line.front() == ';') {
-      commentFirst = commentFirst || file.lines.empty();
-      continue;
-    }
-    file.lines.emplace_back(line);
-  }
-  file.firstLookedAt = file.lines.size() > 1 && !commentFirst ? 1 : 0;
-  return file;
-}
-
-std::string ConfFile::Text(std::string_view key, std::string_view defaultValue) const {
-  for (std::size_t index = firstLookedAt; index < lines.size(); ++index) {
-    if (const auto value = ValueOf(lines[index], key)) {
-      return std::string(*value);
-    }
-  }
-  return std::string(defaultValue);
-}
-
-bool ConfFile::Switch(std::string_view key) const { return Text(key, "false") == "true"; }
-
-std::uint32_t ConfFile::Integer(std::string_view key, std::uint32_t defaultValue) const {
-  const std::string value = Text(key, std::to_string(defaultValue));
-  return static_cast<std::uint32_t>(std::strtoll(value.c_str(), nullptr, 10));
+  const ConfFile file(unified);
+  ReaderSettings settings;
+  settings.canLog = file.Text("canLog", "false") == "true";
+  settings.canPrint = file.Text("canPrint", "true") != "false";
+  settings.vid = file.Integer("vid", settings.vid);
+  settings.pid = file.Integer("pid", settings.pid);
+  settings.comnum = file.Integer("comnum", settings.comnum);
+  settings.comport = file.Integer("comport", settings.comport);
+  settings.comname = file.Text("comname", settings.comname);
+  return settings;
 }
 
 }  // namespace idcardreader

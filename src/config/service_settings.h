@@ -1,27 +1,20 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace idcardreader {
 
-// What the service link is told, by number.
-enum class LinkSetting : std::int32_t {
-  server1 = 19,
-  socket_timeout = 21,
-  log_switch = 22,
-  device_code = 23,
-  server2 = 24,
-  host1 = 26,
-  host2 = 27,
-};
-
 struct ServerEndpoint {
   std::string host;  // a name, or a dotted address
-  std::uint16_t port;
+  std::uint16_t port = 0;
 };
+
+// Nothing for a text that has another form than "host:port".
+std::optional<ServerEndpoint> ParseEndpoint(std::string_view text);
 
 // What the service is told about this application, reader and machine.
 struct ServiceIdentity {
@@ -32,19 +25,14 @@ struct ServiceIdentity {
   std::string hardwareVersion = "verson";
 };
 
-// The settings of the service link.
+// A device code of four parts joined with "&" gives the others too; of any other, they stay.
+ServiceIdentity IdentityOf(std::string_view deviceCode);
+
+// What the service link is told with each read.
 struct ServiceSettings {
   ServiceIdentity identity;
-  std::int32_t socketTimeoutMs = 0;
-  std::vector<ServerEndpoint> resolvedServers;
-  std::vector<ServerEndpoint> configuredServers;
-
-  // server1 and server2: "1.2.3.4.9999", a server by address; device_code also gives the identity
-  // when it has four parts joined with "&"; host1 and host2: "host*9999", a server by name, taken
-  // only while no address is known. Texts of another form change nothing.
-  void Apply(LinkSetting setting, std::string_view text);
-  // One send or receive may take this long.
-  std::uint32_t SocketTimeout() const;
+  std::vector<ServerEndpoint> servers;  // by address
+  std::vector<ServerEndpoint> hosts;    // by name, looked up only while no address is known
 };
 
 }  // namespace idcardreader

@@ -44,10 +44,6 @@ std::string Joined(std::initializer_list<std::string_view> parts) {
   return text;
 }
 
-std::string SignedText(std::uint32_t number) {
-  return std::to_string(static_cast<std::int32_t>(number));
-}
-
 FileText ReadWhole(const std::filesystem::path& path, const char* mode) {
   // The files hold a line or two; one that never ends must not fill the memory.
   constexpr std::size_t kLargestFile = 1024 * 1024;
@@ -81,10 +77,11 @@ void ReadConfFile(const std::filesystem::path& executableFolder,
   }
   startUp.confFile = file.state;
   if (file.state == StartUp::File::read) {
-    ReaderSettings& settings = startUp.settings;
-    settings.ApplyConfFile(ConfFile::FromText(file.text));
-    startUp.serialDescription = Joined({kSerialPortLabel, SignedText(settings.comnum),
-                                        kBaudRateLabel, SignedText(settings.comport)});
+    startUp.settings = ParseConfFile(file.text);
+    const auto port = static_cast<std::int32_t>(startUp.settings.comnum);
+    const auto baudRate = static_cast<std::int32_t>(startUp.settings.comport);
+    startUp.serialDescription =
+        Joined({kSerialPortLabel, std::to_string(port), kBaudRateLabel, std::to_string(baudRate)});
   } else {
     ErrorLog().Log(Joined(
         {kConfFileNotOpened, platform::AnsiText(path), kErrorNumber, std::to_string(file.error)}));
@@ -97,54 +94,61 @@ void LogFailure(std::string_view message) {
   ErrorLog().Log(message);
 }
 
-LoadResult LoadDataFile(const std::filesystem::path& path, std::string_view cannotOpen,
-                        std::string_view empty, StartUp::File& state,
-                        std::vector<std::string>& values) {
+struct DataFile {
+  const char* name;
+  std::string_view printedName;
+  std::string_view cannotOpen;
+  std::string_view empty;
+};
+
+// Empty when the file cannot be opened or holds no value.
+std::vector<std::string> LoadDataFile(const DataFile& dataFile, const std::filesystem::path& folder,
+                                      StartUp::File& state) {
   PrintLine("version:V1.0");
-  const FileText file = ReadWhole(path, "rt");
+  const FileText file = ReadWhole(folder / dataFile.name, "rt");
   state = file.state;
+  LoadResult result = kLoaded;
+  std::vector<std::string> values = DataFileValues(file.text);
   if (state != StartUp::File::read) {
-    LogFailure(cannotOpen);
-    return kCannotOpen;
-  }
-  values = DataFileValues(file.text, kDataFileKey);
-  if (values.empty()) {
+    result = kCannotOpen;
+    LogFailure(dataFile.cannotOpen);
+  } else if (values.empty()) {
+    result = kNoValue;
     state = StartUp::File::unusable;
-    LogFailure(empty);
-    return kNoValue;
+    LogFailure(dataFile.empty);
   }
-  return kLoaded;
+  PrintLine(std::string(dataFile.printedName) + ":" + std::to_string(result));
+  return values;
 }
 
 void ReadAppId(const std::filesystem::path& folder, StartUp& startUp) {
-  std::vector<std::string> values;
-  const LoadResult result =
-      LoadDataFile(folder / "appid.dat", kCannotOpenAppId, kEmptyAppId, startUp.appIdFile, values);
-  PrintLine("iInitAppid:" + std::to_string(result));
-  if (result == kLoaded) {
-    startUp.settings.appId = std::move(values.back());
-  } else {
+  std::vector<std::string> values = LoadDataFile(
+      {"appid.dat", "iInitAppid", kCannotOpenAppId, kEmptyAppId}, folder, startUp.appIdFile);
+  if (values.empty()) {
     ErrorLog().Log("Read Appid File Fail!");
+  } else {
+    startUp.appId = std::move(values.back());
   }
 }
 
 // The endpoints are handed out in turn, starting over after the last.
 void ReadEndpoints(const std::filesystem::path& folder, StartUp& startUp) {
-  std::vector<std::string> endpoints;
-  const LoadResult result = LoadDataFile(folder / "hostport.dat", kCannotOpenHostPort,
-                                         kEmptyHostPort, startUp.hostPortFile, endpoints);
-  PrintLine("iInitIpPort:" + std::to_string(result));
+  std::vector<std::string> endpoints =
+      LoadDataFile({"hostport.dat", "iInitIpPort", kCannotOpenHostPort, kEmptyHostPort}, folder,
+                   startUp.hostPortFile);
   if (endpoints.empty()) {
-    endpoints = {Joined({kDefaultHost1, ",", kDefaultPort}),
-                 Joined({kDefaultHost2, ",", kDefaultPort})};
+    // As they are printed; the comma leaves the default servers as they are.
+    for (const ServerEndpoint& server : startUp.servers) {
+      endpoints.push_back(server.host + "," + std::to_string(server.port));
+    }
   }
   PrintLine("ipport:" + endpoints.front());
   const std::size_t next = 1 % endpoints.size();
   startUp.endpointPosition = std::to_string(next) + ":" + std::to_string(endpoints.size());
   PrintLine(startUp.endpointPosition);
-  ReaderSettings& settings = startUp.settings;
-  ApplyEndpoint(endpoints.front(), settings.serverHost1, settings.serverPort1);
-  ApplyEndpoint(endpoints[next], settings.serverHost2, settings.serverPort2);
+  auto& [first, second] = startUp.servers;
+  first = ParseEndpoint(endpoints.front()).value_or(first);
+  second = ParseEndpoint(endpoints[next]).value_or(second);
 }
 
 }  // namespace

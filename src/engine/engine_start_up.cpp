@@ -1,18 +1,12 @@
 #include <mutex>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/reader_engine.h"
-#include "support/status_codes.h"
 
 // The part of the engine that is told by its files what to use.
 
 namespace idcardreader {
-namespace {
-
-constexpr char kSocketTimeoutMs[] = "1000";
-
-}  // namespace
 
 StartUp ReaderEngine::Told() {
   const std::lock_guard guard(startUpLock);
@@ -35,20 +29,17 @@ void ReaderEngine::LoadConfig(const HostNames::GivenUp& givenUp) {
   }
   if (!before.EndpointsKnown() && now.EndpointsKnown()) {
     log.Log(now.endpointPosition);
-    RecordEndpoints(now.settings, givenUp);
+    RecordServers(now, givenUp);
   }
 }
 
-void ReaderEngine::RecordEndpoints(const ReaderSettings& settings,
-                                   const HostNames::GivenUp& givenUp) {
-  const std::vector<std::string> addresses =
-      links.Names().Resolve({settings.serverHost1, settings.serverHost2}, givenUp);
-  links.Record(LinkSetting::server1, addresses[0] + "." + settings.serverPort1);
-  links.Record(LinkSetting::socket_timeout, kSocketTimeoutMs);
-  links.Record(LinkSetting::server2, addresses[1] + "." + settings.serverPort2);
+void ReaderEngine::RecordServers(const StartUp& told, const HostNames::GivenUp& givenUp) {
+  const auto& [first, second] = told.servers;
+  std::vector<ServerEndpoint> servers = links.Names().Resolve({first, second}, givenUp);
+  const std::lock_guard guard(startUpLock);
+  serviceSettings.servers = std::move(servers);
   // Both hosts go with the second port: the service's operators count on it.
-  links.Record(LinkSetting::host1, settings.serverHost1 + "*" + settings.serverPort2);
-  links.Record(LinkSetting::host2, settings.serverHost2 + "*" + settings.serverPort2);
+  serviceSettings.hosts = {{first.host, second.port}, {second.host, second.port}};
 }
 
 }  // namespace idcardreader

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <map>
 #include <memory>
-#include <string>
 
 #include "platform/clock.h"
 #include "platform/mutex.h"
@@ -11,7 +9,7 @@
 
 namespace idcardreader {
 
-// The process's one service link, made on first need, with the settings that each link is given.
+// The process's one service link, made on first need.
 // Whoever holds the pointer keeps the link alive while using it.
 class LinkHolder {
  public:
@@ -21,9 +19,9 @@ class LinkHolder {
   std::shared_ptr<DecodeServerLink> Ensure();
   // Null when there is none.
   std::shared_ptr<DecodeServerLink> Get();
-  // To the link that is there and to every later one.
-  void Record(LinkSetting setting, const std::string& text);
   void EndLink();
+  // The log of the link that is there and of every later one.
+  void SwitchLog(bool on);
   HostNames& Names() { return hostNames; }
 
  private:
@@ -33,7 +31,7 @@ class LinkHolder {
   const Dialect& dialect;
   platform::CSMutex holderLock;  // guards the rest; taken after stateLock, before the link's lock
   std::shared_ptr<DecodeServerLink> link;
-  std::map<LinkSetting, std::string> settings;
+  bool logging = false;
 };
 
 }  // namespace idcardreader

@@ -189,7 +189,12 @@ bool ReaderEngine::StartService(DecodeServerLink& link, ReadGeneration generatio
   if (!state.IsCurrent(generation)) {
     return false;
   }
-  if (link.ServerInit(generation)) {
+  ServiceSettings told;
+  {
+    const std::lock_guard guard(startUpLock);
+    told = serviceSettings;
+  }
+  if (link.ServerInit(generation, told)) {
     return state.IsCurrent(generation);
   }
   if (state.IsCurrent(generation) && SetError(ERRORT_ServiceLink, generation) != kNoRead) {
@@ -235,7 +240,7 @@ void ReaderEngine::EndAtLink(ReadGeneration generation) {
 bool ReaderEngine::SetLogging(bool on, bool detail) {
   log.Switch(on);
   logDetail = detail;
-  links.Record(LinkSetting::log_switch, on ? "1" : "0");
+  links.SwitchLog(on);
   return links.Ensure() != nullptr;
 }
 
@@ -325,8 +330,9 @@ ReaderOutcome ReaderEngine::OpenDevice(const AbandonTest& abandoned) {
   const ReaderOutcome outcome = reader.OpenDevice(newlyOpened, abandoned);
   if (newlyOpened) {
     const CardReader::Info known = reader.Known();
-    links.Record(LinkSetting::device_code, Told().settings.appId + "&" + known.authorizeCode + "&" +
-                                               hostDeviceCode + "&" + known.versionCode);
+    const std::lock_guard guard(startUpLock);
+    serviceSettings.identity = IdentityOf(startUp.appId + "&" + known.authorizeCode + "&" +
+                                          hostDeviceCode + "&" + known.versionCode);
   }
   return outcome;
 }

@@ -92,7 +92,7 @@ class ReaderEngine {
 
   StartUp Told();
   void LoadConfig(const HostNames::GivenUp& givenUp);
-  void RecordEndpoints(const ReaderSettings& settings, const HostNames::GivenUp& givenUp);
+  void RecordServers(const StartUp& told, const HostNames::GivenUp& givenUp);
 
   bool Exit(ReadState::Shutdown kind);
   void EndAtLink(ReadGeneration generation);
@@ -119,7 +119,8 @@ class ReaderEngine {
   std::atomic<bool> switchingSearchOn = false;
 
   platform::CSMutex startUpLock;
-  StartUp startUp;  // guarded by startUpLock
+  StartUp startUp;                  // guarded by startUpLock
+  ServiceSettings serviceSettings;  // likewise
   std::string hostDeviceCode;
   std::atomic<bool> logDetail = false;
 

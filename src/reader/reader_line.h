@@ -7,7 +7,7 @@
 #include <memory>
 #include <span>
 
-#include "config/reader_settings.h"
+#include "config/conf_file.h"
 #include "platform/clock.h"
 #include "reader/reader_backend.h"
 #include "support/logs.h"

@@ -27,31 +27,40 @@ void AppendPart(Block& block, BlockView source, std::size_t begin, std::size_t c
   }
 }
 
+Block SectorBlock(CardFile file, BlockView fileBytes) {
+  Block block{kBlockMark, file.id};
+  AppendPart(block, fileBytes, 0, file.length);
+  return block;
+}
+
 }  // namespace
 
-Block DnBlock(BlockView readerAnswer) {
+Block UploadBlock(ServiceCommand command, BlockView readerAnswer) {
   Block block;
-  Append(block, {kBlockMark, 0xAA, 0x01, 0xAA, 0xBB, 0xFF, 0xFF});
-  AppendPart(block, readerAnswer, 2, 32);
-  Append(block, {0x90, 0x00, 0x00});
-  return block;
-}
-
-Block OutputKeyBlock(BlockView readerAnswer) {
-  Block block;
-  Append(block, {kBlockMark, 0xB2});
-  AppendPart(block, readerAnswer, 2, 8);
-  Append(block, {0x90, 0x00, 0x00, 0xFF, 0xFF});
-  AppendPart(block, readerAnswer, 10, 8);
-  Append(block, {0x90, 0x00, 0x00});
-  return block;
-}
-
-Block SectorBlock(CardFile file, BlockView fileBytes) {
-  Block block;
-  block.reserve(2U + file.length);
-  Append(block, {kBlockMark, file.id});
-  AppendPart(block, fileBytes, 0, file.length);
+  switch (command) {
+    case ServiceCommand::dn:
+      block = {kBlockMark, 0xAA, 0x01, 0xAA, 0xBB, 0xFF, 0xFF};
+      AppendPart(block, readerAnswer, 2, 32);
+      Append(block, {0x90, 0x00, 0x00});
+      break;
+    case ServiceCommand::output_key:
+      block = {kBlockMark, 0xB2};
+      AppendPart(block, readerAnswer, 2, 8);
+      Append(block, {0x90, 0x00, 0x00, 0xFF, 0xFF});
+      AppendPart(block, readerAnswer, 10, 8);
+      Append(block, {0x90, 0x00, 0x00});
+      break;
+    case ServiceCommand::sector11:
+      return SectorBlock(kFile11, readerAnswer);
+    case ServiceCommand::sector12:
+      return SectorBlock(kFile12, readerAnswer);
+    case ServiceCommand::sector13:
+      return SectorBlock(kFile13, readerAnswer);
+    case ServiceCommand::sector21:
+      return SectorBlock(kFile21, readerAnswer);
+    default:
+      break;  // the others carry none
+  }
   return block;
 }
 

@@ -7,16 +7,22 @@
 
 namespace idcardreader {
 
-// The blocks of a card as the service expects them, made from what the reader answered, and those
-// that the service sends for the reader. A shorter input stands for zeros behind it.
+// What is asked of the service.
+enum class ServiceCommand {
+  login,
+  heartbeat,
+  dn,
+  output_key,
+  sector11,
+  sector12,
+  sector13,
+  sector21
+};
 
-// 42 bytes, from the reader's 64-byte answer to the DN command.
-Block DnBlock(BlockView readerAnswer);
-// 26 bytes, from the reader's 64-byte answer to the input key.
-Block OutputKeyBlock(BlockView readerAnswer);
-
-// Two marker bytes and the file's bytes.
-Block SectorBlock(CardFile file, BlockView fileBytes);
+// A block of the card as the service expects it: two marker bytes, what the reader has answered,
+// and for the DN and the output key some of the service's own. A shorter input stands for zeros
+// behind it.
+Block UploadBlock(ServiceCommand command, BlockView readerAnswer);
 
 // A card without fingerprints has zeros at the start of the area.
 bool HasFingerprint(BlockView fingerprintArea);

@@ -1,7 +1,6 @@
 #include "service/decode_server_link.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -36,7 +35,7 @@ DecodeServerLink::~DecodeServerLink() {
   {
     const std::lock_guard guard(linkLock);
     stop = true;
-    currentRead = kNoRead;
+    read = {};
   }
   wakeEvent.Set();
   transport.Shutdown();
@@ -45,16 +44,7 @@ DecodeServerLink::~DecodeServerLink() {
   }
 }
 
-void DecodeServerLink::SetSetting(LinkSetting setting, std::string_view text) {
-  if (setting == LinkSetting::log_switch) {
-    traceLog.Switch(std::atoi(std::string(text).c_str()) != 0);
-    return;
-  }
-  const std::lock_guard guard(linkLock);
-  settings.Apply(setting, text);
-}
-
-bool DecodeServerLink::ServerInit(ReadGeneration generation) {
+bool DecodeServerLink::ServerInit(ReadGeneration generation, const ServiceSettings& settings) {
   {
     const std::lock_guard guard(linkLock);
     if (generation <= lastEndedRead) {
@@ -62,24 +52,24 @@ bool DecodeServerLink::ServerInit(ReadGeneration generation) {
     }
     lastEndedRead = generation - 1;
     startedRead = kNoRead;
-    currentRead = generation;
-    commandQueue.clear();
+    read = {generation, settings.identity};
+    failureCode = ERRORT_None;
   }
   traceLog.Log("Server Init Begin");
   transport.Shutdown();
   const std::lock_guard exchangeGuard(exchangeLock);
-  {
-    const std::lock_guard guard(linkLock);
-    events.clear();
-    keys.clear();
-    failureCode = ERRORT_None;
-    failedRead = kNoRead;
-  }
-  if (!ConnectToEitherServer(generation) || !StartClientThread(generation) ||
-      !(initialised || LoadPhotoLibrary())) {
+  // A read that was stopped meanwhile does not wait for the second server too.
+  if (!InitSocket(1, generation, settings) &&
+      !(IsCurrent(generation) && InitSocket(2, generation, settings))) {
     return false;
   }
-  initialised = true;
+  if (!StartClientThread()) {
+    File(generation, {ERRORT_ClientThread});
+    return false;
+  }
+  if (!photoLibrary && !LoadPhotoLibrary()) {
+    return false;
+  }
   traceLog.Log("Server Init End");
   const std::lock_guard guard(linkLock);
   startedRead = generation;
@@ -94,44 +84,41 @@ bool DecodeServerLink::Started(ReadGeneration generation) {
 void DecodeServerLink::EndRead(ReadGeneration generation) {
   const std::lock_guard guard(linkLock);
   lastEndedRead = std::max(lastEndedRead, generation);
-  if (currentRead == generation) {
-    currentRead = kNoRead;
-    commandQueue.clear();
-    events.clear();
-    keys.clear();
+  if (read.generation == generation) {
+    read = {};
   }
 }
 
 bool DecodeServerLink::LoginNeeded() {
   const std::lock_guard guard(linkLock);
-  return dialect.NeedsLogin() && !login.loggedIn;
+  return dialect.NeedsLogin() && token.empty();
 }
 
 void DecodeServerLink::PostCommand(ReadGeneration generation, ServiceCommand command, Block block) {
   {
     const std::lock_guard guard(linkLock);
-    if (currentRead != generation || failedRead == generation) {
+    if (read.generation != generation || read.failed) {
       return;
     }
-    commandQueue.push_back({generation, command, std::move(block)});
+    read.commands.push_back({command, std::move(block)});
   }
   wakeEvent.Set();
 }
 
 std::map<ResultItem, std::string> DecodeServerLink::TakeResult(ReadGeneration generation) {
   const std::lock_guard guard(linkLock);
-  if (currentRead != generation || events.count(ResultItem::done) == 0) {
+  if (read.generation != generation || read.result.count(ResultItem::done) == 0) {
     return {};
   }
-  return std::exchange(events, {});
+  return std::exchange(read.result, {});
 }
 
 Block DecodeServerLink::TakeKey(ReadGeneration generation, KeyKind kind) {
   const std::lock_guard guard(linkLock);
-  if (currentRead != generation) {
+  if (read.generation != generation) {
     return {};
   }
-  auto taken = keys.extract(kind);
+  auto taken = read.keys.extract(kind);
   return taken.empty() ? Block() : std::move(taken.mapped());
 }
 
@@ -141,12 +128,8 @@ std::string DecodeServerLink::TakeFailureText() {
   return code == ERRORT_None ? std::string() : std::string(StatusText(code));
 }
 
-bool DecodeServerLink::ConnectToEitherServer(ReadGeneration generation) {
-  // A read that was stopped meanwhile does not wait for the second server too.
-  return InitSocket(1, generation) || (IsCurrent(generation) && InitSocket(2, generation));
-}
-
-bool DecodeServerLink::InitSocket(std::size_t mode, ReadGeneration generation) {
+bool DecodeServerLink::InitSocket(std::size_t mode, ReadGeneration generation,
+                                  const ServiceSettings& settings) {
   traceLog.Log("InitSocket");
   if (std::exchange(newTransport, false)) {
     traceLog.Log("Socket New");
@@ -157,75 +140,46 @@ bool DecodeServerLink::InitSocket(std::size_t mode, ReadGeneration generation) {
   if (!transport.CreateSocket()) {
     if (mode == 2) {
       traceLog.Log("InitSocket fail!***");
-      ReportFailure(generation, ERRORT_SocketInit);
+      File(generation, {ERRORT_SocketInit});
     }
     return false;
   }
-  std::uint32_t timeoutMs = 0;
-  {
-    const std::lock_guard guard(linkLock);
-    timeoutMs = settings.SocketTimeout();
-  }
-  transport.SetSocketOptions(timeoutMs);
-  const std::vector<ServerEndpoint> servers = ResolvedServers(generation);
+  const std::vector<ServerEndpoint> servers = ResolvedServers(generation, settings);
   if (servers.size() < mode) {
     return false;
   }
   const ServerEndpoint& server = servers[mode - 1];
-  transport.SetServer(server.host, server.port);
-  const bool connected = transport.ConnectServer(Over(generation));
+  const bool connected = transport.ConnectServer(server, Over(generation));
   traceLog.Log("SER " + std::to_string(mode) + (connected ? " sucess" : " fail") + server.host);
   return connected;
 }
 
-std::vector<ServerEndpoint> DecodeServerLink::ResolvedServers(ReadGeneration generation) {
-  std::vector<ServerEndpoint> configured;
-  {
-    const std::lock_guard guard(linkLock);
-    if (!settings.resolvedServers.empty()) {
-      return settings.resolvedServers;
+std::vector<ServerEndpoint> DecodeServerLink::ResolvedServers(ReadGeneration generation,
+                                                              const ServiceSettings& settings) {
+  if (!settings.servers.empty()) {
+    return settings.servers;
+  }
+  if (lookedUpServers.empty()) {
+    traceLog.Log("Socket DNS Parse");
+    if (!settings.hosts.empty()) {
+      traceLog.Log("Socket DNS Parse 2");
     }
-    configured = settings.configuredServers;
-  }
-  traceLog.Log("Socket DNS Parse");
-  if (!configured.empty()) {
-    traceLog.Log("Socket DNS Parse 2");
-  }
-  std::vector<std::string> hosts;
-  hosts.reserve(configured.size());
-  for (const ServerEndpoint& server : configured) {
-    hosts.push_back(server.host);
-  }
-  const std::vector<std::string> addresses = hostNames.Resolve(hosts, Over(generation));
-  std::vector<ServerEndpoint> resolved;
-  for (std::size_t index = 0; index < addresses.size(); ++index) {
-    if (!addresses[index].empty()) {
-      resolved.push_back({addresses[index], configured[index].port});
+    std::vector<ServerEndpoint> resolved = hostNames.Resolve(settings.hosts, Over(generation));
+    if (!IsCurrent(generation)) {
+      return {};  // not all of them may have been found by then
     }
+    lookedUpServers = std::move(resolved);
   }
-  const std::lock_guard guard(linkLock);
-  if (currentRead != generation) {
-    return {};  // not all of them may have been found by then
-  }
-  if (settings.resolvedServers.empty()) {
-    settings.resolvedServers = std::move(resolved);
-  }
-  return settings.resolvedServers;
+  return lookedUpServers;
 }
 
-bool DecodeServerLink::StartClientThread(ReadGeneration generation) {
-  bool started = true;
-  {
-    const std::lock_guard guard(linkLock);
-    if (clientThread == nullptr || !clientThread->Running()) {
-      clientThread = std::make_unique<platform::CSThread>();
-      started = clientThread->Start([this] { RunClient(); });
-    }
+bool DecodeServerLink::StartClientThread() {
+  const std::lock_guard guard(linkLock);
+  if (clientThread != nullptr && clientThread->Running()) {
+    return true;
   }
-  if (!started) {
-    ReportFailure(generation, ERRORT_ClientThread);
-  }
-  return started;
+  clientThread = std::make_unique<platform::CSThread>();
+  return clientThread->Start([this] { RunClient(); });
 }
 
 bool DecodeServerLink::LoadPhotoLibrary() {
@@ -242,56 +196,37 @@ bool DecodeServerLink::LoadPhotoLibrary() {
 void DecodeServerLink::RunClient() {
   for (;;) {
     wakeEvent.Wait();  // ended by PostCommand and by the destructor
-    {
-      const std::lock_guard guard(linkLock);
-      if (stop) {
-        return;
-      }
-    }
-    Command command;
-    if (TakeCommand(command)) {
-      Perform(command);
+    while (PerformNext()) {
       platform::WipeStack();
     }
+    const std::lock_guard guard(linkLock);
+    if (stop) {
+      return;
+    }
   }
 }
 
-bool DecodeServerLink::TakeCommand(Command& command) {
-  const std::lock_guard guard(linkLock);
-  if (commandQueue.empty()) {
-    return false;
-  }
-  command = std::move(commandQueue.front());
-  commandQueue.pop_front();
-  if (!commandQueue.empty()) {
-    // Two posts during one exchange signal the event only once.
-    wakeEvent.Set();
-  }
-  return true;
-}
-
-void DecodeServerLink::Perform(const Command& command) {
+// The command is taken with the socket in hand: one that waited meanwhile for a read that is over
+// would be performed for the next.
+bool DecodeServerLink::PerformNext() {
   const std::lock_guard exchangeGuard(exchangeLock);
+  ReadGeneration generation = kNoRead;
+  Command command;
   ServiceSession session;
   {
     const std::lock_guard guard(linkLock);
-    if (currentRead != command.generation || failedRead == command.generation) {
-      return;
+    if (read.commands.empty()) {
+      return false;
     }
-    session = {settings.identity, login};
+    generation = read.generation;
+    command = std::move(read.commands.front());
+    read.commands.pop_front();
+    session = {read.identity, token};
   }
-  Trace trace;
-  if (traceLog.On()) {
-    trace = [this](std::string_view text) { traceLog.Log(WithoutLineEnd(text)); };
-  }
-  File(command.generation,
+  const Trace trace = [this](std::string_view text) { traceLog.Log(WithoutLineEnd(text)); };
+  File(generation,
        PerformExchange(command.command, command.block, dialect, session, transport, clock, trace));
-}
-
-void DecodeServerLink::ReportFailure(ReadGeneration generation, std::int32_t code) {
-  ExchangeResult result;
-  result.failureCode = code;
-  File(generation, std::move(result));
+  return true;
 }
 
 void DecodeServerLink::File(ReadGeneration generation, ExchangeResult result) {
@@ -306,28 +241,29 @@ void DecodeServerLink::File(ReadGeneration generation, ExchangeResult result) {
     }
   }
   const std::lock_guard guard(linkLock);
-  if (result.login) {
-    login = std::move(*result.login);
+  if (result.token) {
+    token = std::move(*result.token);
   }
-  if (currentRead != generation) {
+  if (read.generation != generation) {
     return;
   }
   if (result.failureCode != ERRORT_None) {
-    failedRead = generation;
+    read.failed = true;
+    read.commands.clear();
     failureCode = result.failureCode;
     result.entries = {{ResultItem::fail, "Fail"}, {ResultItem::done, "Done-Server"}};
   }
   for (auto& [item, text] : result.entries) {
-    events.try_emplace(item, std::move(text));  // the first value counts
+    read.result.try_emplace(item, std::move(text));  // the first value counts
   }
   if (!result.key.empty()) {
-    keys.try_emplace(result.keyKind, std::move(result.key));
+    read.keys.try_emplace(result.keyKind, std::move(result.key));
   }
 }
 
 bool DecodeServerLink::IsCurrent(ReadGeneration generation) {
   const std::lock_guard guard(linkLock);
-  return currentRead == generation;
+  return read.generation == generation;
 }
 
 std::function<bool()> DecodeServerLink::Over(ReadGeneration generation) {

@@ -5,8 +5,9 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "config/service_settings.h"
 #include "platform/clock.h"
@@ -25,8 +26,8 @@ namespace idcardreader {
 // The connection to the decode service: a thread of its own performs the exchanges that are asked
 // for and files what they bring. Reads are told apart by their generation.
 //
-// Two locks: linkLock guards queue, results, settings and state and is never held during I/O;
-// exchangeLock only serialises the use of the socket. Taken together, exchangeLock comes first.
+// Two locks: linkLock guards queue, results and state and is never held during I/O; exchangeLock
+// only serialises the use of the socket. Taken together, exchangeLock comes first.
 class DecodeServerLink {
  public:
   DecodeServerLink(platform::SocketApi& sockets, HostNames& hostNames, platform::Clock& clock,
@@ -36,13 +37,13 @@ class DecodeServerLink {
   DecodeServerLink(const DecodeServerLink&) = delete;
   DecodeServerLink& operator=(const DecodeServerLink&) = delete;
 
-  void SetSetting(LinkSetting setting, std::string_view text);
+  void SwitchLog(bool on) { traceLog.Switch(on); }
 
   // Begins a read: drops whatever an earlier one has left, connects anew to the first server that
   // answers, starts the client thread if there is none. Runs on the caller's thread, for two
   // connects and one look-up of their names at most, after the exchange under way has been cut off;
   // the end of the read, or the beginning of a later one, ends it within 100 ms.
-  bool ServerInit(ReadGeneration generation);
+  bool ServerInit(ReadGeneration generation, const ServiceSettings& settings);
   // ServerInit has succeeded for this read, and the client thread works.
   bool Started(ReadGeneration generation);
   // Drops what is queued and to come for this read.
@@ -61,20 +62,26 @@ class DecodeServerLink {
  private:
   // One exchange that the read thread asks for, with its own copy of the bytes it is about.
   struct Command {
-    ReadGeneration generation;
-    ServiceCommand command;
+    ServiceCommand command = ServiceCommand::heartbeat;
     Block block;
   };
+  // All that belongs to one read, so that nothing of it is left when another takes its place.
+  struct Read {
+    ReadGeneration generation = kNoRead;
+    ServiceIdentity identity;
+    bool failed = false;  // the rest of it has become pointless
+    std::deque<Command> commands;
+    std::map<ResultItem, std::string> result;
+    std::map<KeyKind, Block> keys;
+  };
 
-  bool ConnectToEitherServer(ReadGeneration generation);
-  bool InitSocket(std::size_t mode, ReadGeneration generation);
-  std::vector<ServerEndpoint> ResolvedServers(ReadGeneration generation);
-  bool StartClientThread(ReadGeneration generation);
+  bool InitSocket(std::size_t mode, ReadGeneration generation, const ServiceSettings& settings);
+  std::vector<ServerEndpoint> ResolvedServers(ReadGeneration generation,
+                                              const ServiceSettings& settings);
+  bool StartClientThread();
   bool LoadPhotoLibrary();
   void RunClient();
-  bool TakeCommand(Command& command);
-  void Perform(const Command& command);
-  void ReportFailure(ReadGeneration generation, std::int32_t code);
+  bool PerformNext();
   void File(ReadGeneration generation, ExchangeResult result);
   bool IsCurrent(ReadGeneration generation);
   std::function<bool()> Over(ReadGeneration generation);
@@ -90,22 +97,17 @@ class DecodeServerLink {
   bool newTransport = true;
 
   platform::CSMutex linkLock;
-  ServiceSettings settings;
   bool stop = false;
-  ReadGeneration currentRead = kNoRead;
+  Read read;  // the current one
   ReadGeneration startedRead = kNoRead;
-  ReadGeneration failedRead = kNoRead;
   ReadGeneration lastEndedRead = kNoRead;
-  std::deque<Command> commandQueue;
-  std::map<ResultItem, std::string> events;
-  std::map<KeyKind, Block> keys;
   std::int32_t failureCode = 0;
-  LoginState login;
+  std::string token;  // of the login, which outlives reads and connections
   std::unique_ptr<platform::CSThread> clientThread;
 
   // Used by the thread inside ServerInit alone.
-  bool initialised = false;
-  std::unique_ptr<platform::DynamicLibrary> photoLibrary;
+  std::vector<ServerEndpoint> lookedUpServers;
+  std::optional<std::unique_ptr<platform::DynamicLibrary>> photoLibrary;  // null: there is none
 };
 
 }  // namespace idcardreader

@@ -27,21 +27,19 @@ class DeviceCode final : public Dialect {
   bool NeedsLogin() const override { return false; }
   bool UploadsEverySector21() const override { return true; }
 
-  std::string UploadMessage(const ServiceSession& session, Upload upload,
+  std::string UploadMessage(const ServiceSession& session, ServiceCommand command,
                             BlockView plainBlock) const override {
     const Block cipher = Enciphered(plainBlock);
     MessageWriter message;
     message.AddString("sbm", session.identity.deviceCode);
     message.AddString("type", "INFO");
-    message.AddString("dataType", upload == Upload::dn ? "NULL" : "FIRST");
+    message.AddString("dataType", command == ServiceCommand::dn ? "NULL" : "FIRST");
     message.AddData(cipher.data(), cipher.size());
     return message.Text();  // without the line feed of the other dialect: the service relies on it
   }
 
   KeyAnswer ReadKey(std::string_view answer, KeyKind expected, const Trace& trace) const override {
-    if (trace) {
-      trace("ParseDataInputkey 3 ******");
-    }
+    trace("ParseDataInputkey 3 ******");
     KeyAnswer result;
     const auto dataType = ReadValue(answer, "dataType");
     if (dataType == "FIRST") {
@@ -61,9 +59,7 @@ class DeviceCode final : public Dialect {
         content += answer;
       }
       if (ContentComplete(content)) {
-        if (trace) {
-          trace(kContentRead);
-        }
+        trace(kContentRead);
         return {ERRORT_None, content};
       }
       if (attempt == kLargestReceiveCount) {

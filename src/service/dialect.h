@@ -12,23 +12,17 @@
 
 namespace idcardreader {
 
-// The login of this process with the service; it outlives reads and connections.
-struct LoginState {
-  bool loggedIn = false;
-  std::string token;
-};
+// The library's version as hosts and the service are told it.
+inline constexpr char kSdkVersion[] = "V2.84";
 
 // As whom the service is spoken to.
 struct ServiceSession {
   ServiceIdentity identity;
-  LoginState login;
+  std::string token;  // of the login; empty before it
 };
 
-// Writes a line of the activity log; empty while that is off.
+// Writes a line of the activity log.
 using Trace = std::function<void(std::string_view)>;
-
-// The messages that carry a block; the last one says that the card has none for it.
-enum class Upload { dn, output_key, sector11, sector12, sector13, sector21, no_fingerprint };
 
 struct KeyAnswer {
   Block key;  // the 8 key bytes; empty when the answer is refused or malformed
@@ -41,8 +35,14 @@ struct ContentAnswer {
   std::string text;  // UTF-8
 };
 
-// What one way of speaking with the service has for its own. Login and heartbeat are the same in
-// all.
+// Login and heartbeat are the same in every dialect, each for one send. The login ends with a line
+// feed, the heartbeat does not, and the service relies on that.
+std::string LoginMessage(const ServiceIdentity& identity);
+std::string HeartbeatMessage(const ServiceIdentity& identity);
+// Empty when the login is refused; a token has two characters or more.
+std::string TokenInAnswer(std::string_view answer);
+
+// What one way of speaking with the service has for its own.
 class Dialect {
  public:
   virtual ~Dialect() = default;
@@ -51,8 +51,8 @@ class Dialect {
   // Sector 21 goes out with its data also when the card has no fingerprint.
   virtual bool UploadsEverySector21() const = 0;
 
-  // For one send. A plain block goes out enciphered.
-  virtual std::string UploadMessage(const ServiceSession& session, Upload upload,
+  // For one send. A plain block goes out enciphered; an empty one says that the card has none.
+  virtual std::string UploadMessage(const ServiceSession& session, ServiceCommand command,
                                     BlockView plainBlock) const = 0;
   virtual KeyAnswer ReadKey(std::string_view answer, KeyKind expected,
                             const Trace& trace) const = 0;

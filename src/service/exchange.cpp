@@ -4,40 +4,28 @@
 #include <iterator>
 
 #include "content/identity_content.h"
-#include "service/service_messages.h"
 #include "support/logs.h"
+#include "support/message_fields.h"
 #include "support/status_codes.h"
 
 namespace idcardreader {
 namespace {
 
-class Exchange {
- public:
-  struct Row;
-  static const Row kTable[];
+struct Exchange;
 
-  Exchange(const Row& row, const Dialect& dialect, const ServiceSession& session,
-           SocketTransport& transport, platform::Clock& clock, const Trace& trace)
-      : row(row),
-        dialect(dialect),
-        session(session),
-        transport(transport),
-        clock(clock),
-        trace(trace) {}
+struct Row {
+  ServiceCommand command;
+  std::string_view name;
+  int firstStep;  // that the log counts
+  int lastStep;
+  std::int32_t notSent;
+  std::int32_t notReceived;
+  // Null where the arrival of an answer is all that counts.
+  void (Exchange::*understand)() = nullptr;
+  std::int32_t refused = ERRORT_None;
+};
 
-  ExchangeResult Perform(BlockView block);
-
- private:
-  std::string Message(Upload upload, const Block& plainBlock) const {
-    return dialect.UploadMessage(session, upload, plainBlock);
-  }
-  std::string LastSectorMessage(BlockView fingerprintArea) const;
-  void ReadToken();
-  void ReadKey(KeyKind kind);
-  void ReadContent();
-  void Write(std::string_view text) const;
-  void WriteMessage(const char* direction, std::string_view message) const;
-
+struct Exchange {
   const Row& row;
   const Dialect& dialect;
   const ServiceSession& session;
@@ -46,109 +34,95 @@ class Exchange {
   const Trace& trace;
   std::string answer;
   ExchangeResult result;
+
+  ExchangeResult Perform(BlockView block);
+  std::string Message(BlockView block) const;
+  void ReadToken();
+  void ReadKey();
+  void ReadContent();
 };
 
-struct Exchange::Row {
-  ServiceCommand command;
-  std::string_view name;
-  int firstStep;  // that the log counts
-  int lastStep;
-  std::int32_t notSent;
-  std::int32_t notReceived;
-  std::string (*message)(const Exchange& exchange, BlockView block);
-  // Null where the arrival of an answer is all that counts.
-  void (*understand)(Exchange& exchange) = nullptr;
-  std::int32_t refused = ERRORT_None;
-};
-
-const Exchange::Row Exchange::kTable[] = {
+constexpr Row kTable[] = {
     {ServiceCommand::login, "Login", 1, 3, ERRORT_SendLogin, ERRORT_ReceiveLogin,
-     [](const Exchange& it, BlockView) { return LoginMessage(it.session.identity); },
-     [](Exchange& it) { it.ReadToken(); }, ERRORT_ParseToken},
+     &Exchange::ReadToken, ERRORT_ParseToken},
     {ServiceCommand::heartbeat, "InitDecodeChannel", 1, 3, ERRORT_SendHeartbeat,
-     ERRORT_ReceiveHeartbeat,
-     [](const Exchange& it, BlockView) { return HeartbeatMessage(it.session.identity); }},
-    {ServiceCommand::dn, "UploadDN", 2, 2, ERRORT_SendDn, ERRORT_ReceiveDn,
-     [](const Exchange& it, BlockView block) { return it.Message(Upload::dn, DnBlock(block)); },
-     [](Exchange& it) { it.ReadKey(KeyKind::input); }, ERRORT_ParseInputKey},
+     ERRORT_ReceiveHeartbeat},
+    {ServiceCommand::dn, "UploadDN", 2, 2, ERRORT_SendDn, ERRORT_ReceiveDn, &Exchange::ReadKey,
+     ERRORT_ParseInputKey},
     {ServiceCommand::output_key, "UploadOutputKey", 4, 4, ERRORT_SendOutputKey,
-     ERRORT_ReceiveOutputKey,
-     [](const Exchange& it, BlockView block) {
-       return it.Message(Upload::output_key, OutputKeyBlock(block));
-     },
-     [](Exchange& it) { it.ReadKey(KeyKind::output); }, ERRORT_ParseOutputKey},
+     ERRORT_ReceiveOutputKey, &Exchange::ReadKey, ERRORT_ParseOutputKey},
     {ServiceCommand::sector11, "UploadSector11Data", 5, 5, ERRORT_SendSector11,
-     ERRORT_ReceiveSector11,
-     [](const Exchange& it, BlockView block) {
-       return it.Message(Upload::sector11, SectorBlock(kFile11, block));
-     }},
+     ERRORT_ReceiveSector11},
     {ServiceCommand::sector12, "UploadSector12Data", 6, 6, ERRORT_SendSector12,
-     ERRORT_ReceiveSector12,
-     [](const Exchange& it, BlockView block) {
-       return it.Message(Upload::sector12, SectorBlock(kFile12, block));
-     }},
+     ERRORT_ReceiveSector12},
     {ServiceCommand::sector13, "UploadSector13Data", 7, 7, ERRORT_SendSector13,
-     ERRORT_ReceiveSector13,
-     [](const Exchange& it, BlockView block) {
-       return it.Message(Upload::sector13, SectorBlock(kFile13, block));
-     }},
+     ERRORT_ReceiveSector13},
     {ServiceCommand::sector21, "UploadSector21Data", 8, 8, ERRORT_SendSector21,
-     ERRORT_ReceiveSector21,
-     [](const Exchange& it, BlockView block) { return it.LastSectorMessage(block); },
-     [](Exchange& it) { it.ReadContent(); }},
+     ERRORT_ReceiveSector21, &Exchange::ReadContent},
 };
 
 ExchangeResult Exchange::Perform(BlockView block) {
-  for (int step = row.firstStep; trace && step <= row.lastStep; ++step) {
-    Write(std::string(row.name) + " " + std::to_string(step) + " ******");
+  for (int step = row.firstStep; step <= row.lastStep; ++step) {
+    trace(std::string(row.name) + " " + std::to_string(step) + " ******");
   }
-  const std::string message = row.message(*this, block);
-  const bool sent = transport.SendData(message.data(), message.size()) > 0;
-  WriteMessage(" Send", message);
+  const std::string message = Message(block);
+  const bool sent = transport.SendData(message);
+  trace(std::string(row.name).append(" Send").append(message));
   if (!sent) {
     result.failureCode = row.notSent;
-  } else if (transport.ReceiveData(answer) <= 0) {
+  } else if (!transport.ReceiveData(answer)) {
     result.failureCode = row.notReceived;
   } else {
-    WriteMessage(" Read", answer);
+    trace(std::string(row.name).append(" Read").append(answer));
     if (row.understand != nullptr) {
-      row.understand(*this);
+      (this->*row.understand)();
     }
   }
   return std::move(result);
 }
 
-std::string Exchange::LastSectorMessage(BlockView fingerprintArea) const {
-  if (dialect.UploadsEverySector21() || HasFingerprint(fingerprintArea)) {
-    Write("UploadSector21Data Send Finger");
-    return Message(Upload::sector21, SectorBlock(kFile21, fingerprintArea));
+std::string Exchange::Message(BlockView block) const {
+  if (row.command == ServiceCommand::login) {
+    return LoginMessage(session.identity);
   }
-  Write("UploadSector21Data Send NoFinger");
-  return Message(Upload::no_fingerprint, {});
+  if (row.command == ServiceCommand::heartbeat) {
+    return HeartbeatMessage(session.identity);
+  }
+  Block plainBlock = UploadBlock(row.command, block);
+  if (row.command == ServiceCommand::sector21) {
+    const bool uploads = dialect.UploadsEverySector21() || HasFingerprint(block);
+    trace(uploads ? "UploadSector21Data Send Finger" : "UploadSector21Data Send NoFinger");
+    if (!uploads) {
+      plainBlock.clear();
+    }
+  }
+  return dialect.UploadMessage(session, row.command, plainBlock);
 }
 
 void Exchange::ReadToken() {
-  Write("ParseDataToken 3 ******");
-  LoginAnswer login = ParseLoginAnswer(answer);
-  if (login.accepted) {
-    result.login = LoginState{true, std::move(login.token)};
+  trace("ParseDataToken 3 ******");
+  std::string token = TokenInAnswer(answer);
+  if (!token.empty()) {
+    result.token = std::move(token);
     return;
   }
   result.failureCode = row.refused;
-  if (!login.code.empty() && login.code != "00") {
-    result.detail = "code:" + login.code;
+  const std::string_view code = ReadValue(answer, "code").value_or(std::string_view());
+  if (!code.empty() && code != "00") {
+    result.detail = std::string("code:").append(code);
   }
   result.answer = answer;
 }
 
-void Exchange::ReadKey(KeyKind kind) {
+void Exchange::ReadKey() {
+  const KeyKind kind = row.command == ServiceCommand::dn ? KeyKind::input : KeyKind::output;
   KeyAnswer read = dialect.ReadKey(answer, kind, trace);
   if (read.contentHasBegun) {
     ReadContent();
     return;
   }
   if (read.tokenExpired) {
-    result.login = LoginState{false, session.login.token};
+    result.token.emplace();
   }
   if (read.key.empty()) {
     result.failureCode = row.refused;
@@ -165,27 +139,15 @@ void Exchange::ReadContent() {
     result.failureCode = content.failureCode;
     return;
   }
-  Write("ParseIDContent");
+  trace("ParseIDContent");
   IdentityContent parsed = ParseIdentityContent(content.text);
   if (parsed.type != CardType::unknown) {
     result.entries = std::move(parsed.entries);
-    Write(parsed.type == CardType::resident ? "ParseIDContent End" : "ParseIDContent NEW End");
+    trace(parsed.type == CardType::resident ? "ParseIDContent End" : "ParseIDContent NEW End");
   } else {
     ErrorLog().Log("parse type fail");
   }
   result.entries.emplace_back(ResultItem::done, "Done-Server");
-}
-
-void Exchange::Write(std::string_view text) const {
-  if (trace) {
-    trace(text);
-  }
-}
-
-void Exchange::WriteMessage(const char* direction, std::string_view message) const {
-  if (trace) {
-    trace(std::string(row.name).append(direction).append(message));
-  }
 }
 
 }  // namespace
@@ -193,14 +155,12 @@ void Exchange::WriteMessage(const char* direction, std::string_view message) con
 ExchangeResult PerformExchange(ServiceCommand command, BlockView block, const Dialect& dialect,
                                const ServiceSession& session, SocketTransport& transport,
                                platform::Clock& clock, const Trace& trace) {
-  const auto row = std::find_if(
-      std::begin(Exchange::kTable), std::end(Exchange::kTable),
-      [command](const Exchange::Row& candidate) { return candidate.command == command; });
-  if (row == std::end(Exchange::kTable) ||
-      (command == ServiceCommand::login && session.login.loggedIn)) {
+  if (command == ServiceCommand::login && !session.token.empty()) {
     return {};
   }
-  return Exchange(*row, dialect, session, transport, clock, trace).Perform(block);
+  const auto row = std::find_if(std::begin(kTable), std::end(kTable),
+                                [command](const Row& each) { return each.command == command; });
+  return Exchange{*row, dialect, session, transport, clock, trace}.Perform(block);
 }
 
 }  // namespace idcardreader

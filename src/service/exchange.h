@@ -11,18 +11,6 @@
 
 namespace idcardreader {
 
-// What is asked of the service, by number.
-enum class ServiceCommand : std::int32_t {
-  heartbeat = 3,
-  dn = 5,
-  output_key = 6,
-  sector11 = 8,
-  sector12 = 9,
-  sector13 = 10,
-  sector21 = 11,
-  login = 14,
-};
-
 // What an exchange has brought, to be filed in one step so that nobody sees half of it.
 struct ExchangeResult {
   // Other than 0: what ends the read. In the error log detail follows the code's text, and the
@@ -35,7 +23,8 @@ struct ExchangeResult {
   KeyKind keyKind = KeyKind::input;
   // The card-holder's items and the end of the read.
   std::vector<std::pair<ResultItem, std::string>> entries;
-  std::optional<LoginState> login;  // when it has changed
+  std::optional<std::string> token =
+      {};  // when it has changed; empty when the login counts no more
 };
 
 // One exchange with the service: one message sent, its answer received and understood. The block is

@@ -3,8 +3,6 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/mutex.h"
-
 namespace idcardreader {
 namespace {
 
@@ -16,31 +14,13 @@ bool IsName(const std::string& host) { return !host.empty() && !platform::IsDott
 
 }  // namespace
 
-struct HostNames::Waiting {
-  platform::CSMutex lock;
-  platform::Condition change;
-};
-
-// Guarded by that lock.
-struct HostNames::Answer {
-  bool there = false;
-  std::string address;
-};
-
-HostNames::HostNames(platform::SocketApi& sockets, platform::Clock& clock)
-    : sockets(sockets), clock(clock), waiting(std::make_shared<Waiting>()) {}
-
-HostNames::~HostNames() = default;
-
-std::vector<std::string> HostNames::Resolve(const std::vector<std::string>& hosts,
-                                            const GivenUp& givenUp) {
-  std::vector<std::string> addresses = hosts;
+std::vector<ServerEndpoint> HostNames::Resolve(const std::vector<ServerEndpoint>& servers,
+                                               const GivenUp& givenUp) {
   const std::uint32_t begun = clock.TickCount();
   std::unique_lock guard(waiting->lock);
-  for (std::size_t index = 0; index < hosts.size(); ++index) {
-    if (IsName(hosts[index])) {
-      addresses[index].clear();
-      Begin(hosts[index]);
+  for (const ServerEndpoint& server : servers) {
+    if (IsName(server.host)) {
+      Begin(server.host);
     }
   }
   for (;;) {
@@ -49,13 +29,16 @@ std::vector<std::string> HostNames::Resolve(const std::vector<std::string>& host
     guard.lock();
     const bool timedOut = clock.TickCount() - begun >= kLookUpLimitMs;
     bool settled = true;
-    for (std::size_t index = 0; index < hosts.size(); ++index) {
-      if (IsName(hosts[index]) && !Settled(hosts[index], timedOut, addresses[index])) {
-        settled = false;
+    std::vector<ServerEndpoint> resolved;
+    for (const ServerEndpoint& server : servers) {
+      const auto address = AddressOf(server.host, timedOut);
+      settled = settled && address.has_value();
+      if (address && !address->empty()) {
+        resolved.push_back({*address, server.port});
       }
     }
     if (settled || over) {
-      return addresses;
+      return resolved;
     }
     waiting->change.WaitFor(waiting->lock, kWaitSlice);
   }
@@ -63,11 +46,7 @@ std::vector<std::string> HostNames::Resolve(const std::vector<std::string>& host
 
 void HostNames::Begin(const std::string& host) {
   LookUp& lookUp = lookUps[host];
-  std::string address;
-  if (TakeAnswer(lookUp, address) && !address.empty()) {
-    // It came when nobody waited any more. That there is none was true at its time only.
-    lookUp.outcome = Outcome{std::move(address), clock.TickCount()};
-  }
+  TakeAnswer(lookUp, false);
   if (lookUp.outcome && clock.TickCount() - lookUp.outcome->since >= kOutcomeLifeMs) {
     lookUp.outcome.reset();
   }
@@ -84,8 +63,7 @@ void HostNames::Begin(const std::string& host) {
       // Out of memory: there is no address.
     }
     const std::lock_guard guard(waiting->lock);
-    answer->address = std::move(found);
-    answer->there = true;
+    *answer = std::move(found);
     waiting->change.NotifyAll();
   };
   if (thread->Start(lookUpHost)) {
@@ -96,28 +74,31 @@ void HostNames::Begin(const std::string& host) {
   }
 }
 
-bool HostNames::TakeAnswer(LookUp& lookUp, std::string& address) {
-  if (lookUp.answer == nullptr || !lookUp.answer->there) {
-    return false;
+// An answer that came when nobody waited any more counts from now; that there was no address was
+// true at its time only.
+void HostNames::TakeAnswer(LookUp& lookUp, bool waitedFor) {
+  if (lookUp.answer == nullptr || !lookUp.answer->has_value()) {
+    return;
   }
-  address = std::move(lookUp.answer->address);
+  if (waitedFor || !(*lookUp.answer)->empty()) {
+    lookUp.outcome = Outcome{std::move(**lookUp.answer), clock.TickCount()};
+  }
   lookUp.answer.reset();
   lookUp.thread->WaitFor(std::chrono::seconds(1));  // it has nothing left to do but to end
   lookUp.thread.reset();
-  return true;
 }
 
-bool HostNames::Settled(const std::string& host, bool timedOut, std::string& address) {
+// Nothing while it is not known.
+std::optional<std::string> HostNames::AddressOf(const std::string& host, bool timedOut) {
+  if (!IsName(host)) {
+    return host;
+  }
   LookUp& lookUp = lookUps[host];
-  std::string answered;
-  if (TakeAnswer(lookUp, answered) || (timedOut && !lookUp.outcome)) {
-    lookUp.outcome = Outcome{std::move(answered), clock.TickCount()};
+  TakeAnswer(lookUp, true);
+  if (timedOut && !lookUp.outcome) {
+    lookUp.outcome = Outcome{{}, clock.TickCount()};
   }
-  if (!lookUp.outcome) {
-    return false;
-  }
-  address = lookUp.outcome->address;
-  return true;
+  return lookUp.outcome ? std::optional(lookUp.outcome->address) : std::nullopt;
 }
 
 }  // namespace idcardreader

@@ -10,20 +10,14 @@
 namespace idcardreader {
 namespace {
 
-constexpr char kFallbackAddress[] = "127.0.0.1";  // without settings no byte leaves this machine
-constexpr std::uint16_t kFallbackPort = 7333;
-constexpr std::uint32_t kConnectTimeoutMs = 1000;
+constexpr std::size_t kLargestAnswer = 15360;
+constexpr std::uint32_t kTimeoutMs = 1000;  // of each connect, send and receive
 constexpr std::uint32_t kConnectSliceMs = 50;
 
 const GbkText kConnected("连接成功");
 const GbkText kNotConnected("连接失败");
 
 }  // namespace
-
-SocketTransport::SocketTransport(platform::SocketApi& sockets)
-    : sockets(sockets), port(kFallbackPort) {
-  SetServer(kFallbackAddress, kFallbackPort);
-}
 
 SocketTransport::~SocketTransport() {
   CloseSocket();
@@ -32,26 +26,15 @@ SocketTransport::~SocketTransport() {
   }
 }
 
-void SocketTransport::SetServer(std::string_view address, std::uint16_t serverPort) {
-  serverAddress.fill('\0');
-  std::copy_n(address.begin(), std::min(address.size(), serverAddress.size() - 1),
-              serverAddress.begin());
-  port = serverPort;
-}
-
 bool SocketTransport::CreateSocket() {
   if (firstUse) {
-    switch (sockets.StartSockets()) {
-      case platform::SocketApi::Start::ok:
-        firstUse = false;
-        break;
-      case platform::SocketApi::Start::failed:
-        ErrorLog().Log("winsock init fail");
-        return false;
-      case platform::SocketApi::Start::wrong_version:
-        ErrorLog().Log("winsock version fail");
-        return false;
+    const auto started = sockets.StartSockets();
+    if (started != platform::SocketApi::Start::ok) {
+      ErrorLog().Log(started == platform::SocketApi::Start::failed ? "winsock init fail"
+                                                                   : "winsock version fail");
+      return false;
     }
+    firstUse = false;
   }
   const platform::SocketHandle created = sockets.CreateTcpSocket();
   {
@@ -62,18 +45,16 @@ bool SocketTransport::CreateSocket() {
     ErrorLog().Log("socket creat fail");
     return false;
   }
+  sockets.SetTimeouts(created, kTimeoutMs);
+  sockets.SetDontLingerOff(created);
   return true;
 }
 
-void SocketTransport::SetSocketOptions(std::uint32_t timeoutMs) {
-  sockets.SetTimeouts(socket, timeoutMs);
-  sockets.SetDontLingerOff(socket);
-}
-
-bool SocketTransport::ConnectServer(const std::function<bool()>& givenUp) {
+bool SocketTransport::ConnectServer(const ServerEndpoint& server,
+                                    const std::function<bool()>& givenUp) {
   sockets.SetNonBlocking(socket, true);
   const bool connected =
-      sockets.Connect(socket, serverAddress.data(), port) || AwaitConnection(givenUp);
+      sockets.Connect(socket, server.host.c_str(), server.port) || AwaitConnection(givenUp);
   sockets.SetNonBlocking(socket, false);
   if (!connected) {
     ErrorLog().Log("socket connect fail");
@@ -84,7 +65,7 @@ bool SocketTransport::ConnectServer(const std::function<bool()>& givenUp) {
 }
 
 bool SocketTransport::AwaitConnection(const std::function<bool()>& givenUp) {
-  for (std::uint32_t waitedMs = 0; waitedMs < kConnectTimeoutMs && !givenUp();
+  for (std::uint32_t waitedMs = 0; waitedMs < kTimeoutMs && !givenUp();
        waitedMs += kConnectSliceMs) {
     const int ready = sockets.WaitWritable(socket, kConnectSliceMs);
     if (ready != 0) {
@@ -94,25 +75,22 @@ bool SocketTransport::AwaitConnection(const std::function<bool()>& givenUp) {
   return false;
 }
 
-int SocketTransport::SendData(const void* data, std::size_t length) {
-  const int sent = sockets.Send(socket, data, length);
-  if (sent <= 0) {
+bool SocketTransport::SendData(std::string_view message) {
+  if (sockets.Send(socket, message.data(), message.size()) <= 0) {
     ErrorLog().Log("socket send fail2(-1)");
-    return -1;
+    return false;
   }
-  return sent;
+  return true;
 }
 
-int SocketTransport::ReceiveData(std::string& output) {
-  output.clear();
-  const int received = sockets.Receive(socket, receiveBuffer.data(), receiveBuffer.size());
+bool SocketTransport::ReceiveData(std::string& answer) {
+  answer.assign(kLargestAnswer, '\0');
+  const int received = sockets.Receive(socket, answer.data(), answer.size());
+  answer.resize(static_cast<std::size_t>(std::max(received, 0)));
   if (received <= 0) {
     ErrorLog().Log("socket read fail2(-1)");
-    return -1;
   }
-  output.assign(receiveBuffer.data(), static_cast<std::size_t>(received));
-  std::fill_n(receiveBuffer.begin(), received, '\0');
-  return received;
+  return received > 0;
 }
 
 void SocketTransport::CloseSocket() {

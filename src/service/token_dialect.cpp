@@ -1,7 +1,10 @@
+#include <zlib.h>
+
+#include <new>
+
 #include "platform/process_wide.h"
 #include "service/base64.h"
 #include "service/dialect.h"
-#include "service/inflate.h"
 #include "support/logs.h"
 #include "support/message_fields.h"
 #include "support/status_codes.h"
@@ -13,29 +16,18 @@ namespace {
 constexpr int kLargestReceiveCount = 3;
 // A shorter answer to the last sector is only its acknowledgement; the content comes next.
 constexpr std::size_t kShortestContentAnswer = 201;
+constexpr std::size_t kLargestInflation = 20;  // times its length
 
 constexpr std::string_view kTokenExpired = "token已过期";
 const GbkText kTokenExpiredGbk("token已过期");
 const GbkText kContentAnswer("New idCard Read Ori：");
 
-std::string_view TypeOf(Upload upload) {
-  switch (upload) {
-    case Upload::dn:
-      return "dn2";
-    case Upload::output_key:
-      return "BBB2";
-    case Upload::sector11:
-      return "BB11";
-    case Upload::sector12:
-      return "BB12";
-    case Upload::sector13:
-      return "BB13";
-    case Upload::sector21:
-      return "BB21";
-    case Upload::no_fingerprint:
-      return "BB21_2";
+// A block is named by its two marker bytes, but for the DN's.
+std::string TypeOf(ServiceCommand command, BlockView plainBlock) {
+  if (command == ServiceCommand::dn) {
+    return "dn2";
   }
-  return {};
+  return plainBlock.empty() ? "BB21_2" : HexText(plainBlock.data(), 2);
 }
 
 bool SaysTokenExpired(std::string_view answer) {
@@ -45,13 +37,13 @@ bool SaysTokenExpired(std::string_view answer) {
 }
 
 bool ReceiveContent(std::string& answer, SocketTransport& transport) {
-  if (answer.size() < kShortestContentAnswer && transport.ReceiveData(answer) <= 0) {
+  if (answer.size() < kShortestContentAnswer && !transport.ReceiveData(answer)) {
     return false;
   }
   for (int attempt = 0; attempt < kLargestReceiveCount && answer.find('\n') == std::string::npos;
        ++attempt) {
     std::string more;
-    if (transport.ReceiveData(more) <= 0) {
+    if (!transport.ReceiveData(more)) {
       return false;
     }
     answer += more;
@@ -59,17 +51,44 @@ bool ReceiveContent(std::string& answer, SocketTransport& transport) {
   return true;
 }
 
+// zlib keeps some of the content in memory of its own. This library's operator delete overwrites
+// what it gives back.
+voidpf Allocate(voidpf, uInt count, uInt size) {
+  return ::operator new (std::size_t{count} * size, std::nothrow);
+}
+void Free(voidpf, voidpf memory) { ::operator delete(memory); }
+
+// The status of zlib: Z_STREAM_END (1) alone means that all is there.
+int Inflate(const std::vector<std::uint8_t>& compressed, std::string& content) {
+  z_stream stream{};
+  stream.zalloc = &Allocate;
+  stream.zfree = &Free;
+  int status = inflateInit(&stream);
+  if (status != Z_OK) {
+    return status;
+  }
+  content.resize(compressed.size() * kLargestInflation);
+  stream.next_in = const_cast<Bytef*>(compressed.data());  // zlib only reads it
+  stream.avail_in = static_cast<uInt>(compressed.size());
+  stream.next_out = reinterpret_cast<Bytef*>(content.data());
+  stream.avail_out = static_cast<uInt>(content.size());
+  status = inflate(&stream, Z_FINISH);
+  content.resize(stream.total_out);
+  inflateEnd(&stream);
+  return status;
+}
+
 class Token final : public Dialect {
  public:
   bool NeedsLogin() const override { return true; }
   bool UploadsEverySector21() const override { return false; }
 
-  std::string UploadMessage(const ServiceSession& session, Upload upload,
+  std::string UploadMessage(const ServiceSession& session, ServiceCommand command,
                             BlockView plainBlock) const override {
     MessageWriter message;
-    message.AddString("type", TypeOf(upload));
-    message.AddString("token", session.login.token);
-    if (upload != Upload::no_fingerprint) {
+    message.AddString("type", TypeOf(command, plainBlock));
+    message.AddString("token", session.token);
+    if (!plainBlock.empty()) {
       const Block cipher = Enciphered(plainBlock);
       message.AddData(cipher.data(), cipher.size());
     }
@@ -78,19 +97,15 @@ class Token final : public Dialect {
 
   KeyAnswer ReadKey(std::string_view answer, KeyKind expected, const Trace& trace) const override {
     constexpr std::string_view kStep = "ParseDataInputkeyNew 3 ******";
-    if (trace) {
-      trace(kStep);
-    }
+    trace(kStep);
     KeyAnswer result;
     const auto code = ReadValue(answer, "code");
-    if (code && code != "00") {
-      result.tokenExpired = SaysTokenExpired(answer);
-    }
     const std::string_view type = expected == KeyKind::input ? "dn" : "BBB2";
     if (code == "00" && ReadValue(answer, "type") == type) {
       result.key = KeyInAnswer(answer, expected);
     }
-    if (trace && !result.key.empty()) {
+    result.tokenExpired = code && code != "00" && SaysTokenExpired(answer);
+    if (!result.key.empty()) {
       trace(std::string(kStep).append("   ").append(type));
     }
     return result;
@@ -105,16 +120,14 @@ class Token final : public Dialect {
     if (!data) {
       return {ERRORT_ReceiveContent, {}};
     }
-    InflateResult inflated = Inflate(DecodeBase64(*data));
-    PrintLine("ret=" + std::to_string(inflated.status) +
-              ",out_len=" + std::to_string(inflated.output.size()));
-    if (trace) {
-      trace(std::string(std::string_view(kContentAnswer)).append(answer));
-    }
-    if (!inflated.Complete()) {
+    std::string content;
+    const int status = Inflate(DecodeBase64(*data), content);
+    PrintLine("ret=" + std::to_string(status) + ",out_len=" + std::to_string(content.size()));
+    trace(std::string(std::string_view(kContentAnswer)).append(answer));
+    if (status != Z_STREAM_END || content.empty()) {
       return {ERRORT_Inflate, {}};
     }
-    return {ERRORT_None, std::move(inflated.output)};
+    return {ERRORT_None, std::move(content)};
   }
 };
 

@@ -25,7 +25,6 @@ class ReadStateMachineTest : public testing::Test {
   ReadStateMachineTest() {
     bool newlyOpened = false;
     reader.OpenDevice(newlyOpened, [] { return false; });
-    links.Record(LinkSetting::server1, "10.0.0.1.80");
     links.Ensure();
   }
 
@@ -36,7 +35,7 @@ class ReadStateMachineTest : public testing::Test {
   }
   void Begin() {
     read = state.Begin();
-    ASSERT_TRUE(links.Get()->ServerInit(read));
+    ASSERT_TRUE(links.Get()->ServerInit(read, {{}, {{"10.0.0.1", 80}}, {}}));
     QueueFirstTasks();
   }
   void Pass(int count) {
@@ -114,7 +113,8 @@ TEST_F(ReadStateMachineTest, RaisesNothingForAReadBeforeANewOne) {
 TEST_F(ReadStateMachineTest, LeavesAReadAloneUntilItsTasksAreQueued) {
   sockets.creates = false;
   read = state.Begin();
-  EXPECT_FALSE(links.Get()->ServerInit(read));  // which has raised 3 by now
+  // Which has raised 3 by now.
+  EXPECT_FALSE(links.Get()->ServerInit(read, {{}, {{"10.0.0.1", 80}}, {}}));
   Pass(3);
   EXPECT_FALSE(state.IsOver(read));
   QueueFirstTasks();

@@ -135,6 +135,25 @@ TEST_F(ReaderEngineTest, ASearchIsAskedForFiveTimes) {
   }
 }
 
+// Both names are looked up anew with the second line's port.
+TEST(ReaderEngineStart, NamesThatHadNoAddressGoWithTheSecondPort) {
+  TemporaryFolder folder;
+  folder.Write("appid.dat", "label\t5AEA11D9172C2416150C6EE84628080D04\n");
+  folder.Write("hostport.dat",  // svc.example:7000, two.example:8
+               "label\tFF39E20ED643FB30C1A45B99A244E31DC0A894958FE7\n"
+               "label\t023B32FE22C6B95D87A340FA3FF07CF9\n");
+  ScriptedSockets sockets;
+  ScriptedService service(sockets);
+  ScriptedReader reader;
+  TestClock clock;
+  ReaderEngine engine({reader, sockets, clock, folder.path, folder.path});
+  sockets.names = {{"svc.example", "10.0.0.1"}, {"two.example", "10.0.0.2"}};
+  sockets.servers[8] = {false, 1, 111};
+  clock.ticks += 5'000;
+  EXPECT_FALSE(engine.ReadCardStartRead(false));
+  EXPECT_EQ(sockets.TakeCalls("connect"), "connect 10.0.0.1:8; connect 10.0.0.2:8; ");
+}
+
 // Nothing but what ends it ends a wait here: the clock stands still and the name server is silent.
 TEST(ReaderEngineStart, ASilentNameServerHoldsNeitherCreationNorStopNorShutdown) {
   TemporaryFolder folder;

@@ -64,6 +64,17 @@ class ScriptedSockets : public platform::SocketApi {
     const std::lock_guard guard(mutex);
     return calls;
   }
+  // Those that begin so and were not taken yet, in one text.
+  std::string TakeCalls(const char* first) {
+    const std::lock_guard guard(mutex);
+    std::string taken;
+    std::erase_if(calls, [&](const std::string& call) {
+      if (!call.starts_with(first)) return false;
+      taken += call + "; ";
+      return true;
+    });
+    return taken;
+  }
   std::size_t AnswersLeft() {
     const std::lock_guard guard(mutex);
     return answers.size();
@@ -94,8 +105,8 @@ class ScriptedSockets : public platform::SocketApi {
     Note(on ? "nonblocking" : "blocking", socket);
     return true;
   }
-  bool Connect(platform::SocketHandle socket, const char* address, std::uint16_t port) override {
-    Note("connect", socket, " " + std::string(address) + ":" + std::to_string(port));
+  bool Connect(platform::SocketHandle, const char* address, std::uint16_t port) override {
+    Note("connect " + std::string(address) + ":" + std::to_string(port));
     connecting = servers.count(port) == 0 ? Server{} : servers[port];
     return connecting.atOnce;
   }

@@ -1,18 +1,8 @@
-#include "service/service_messages.h"
+#include "service/dialect.h"
 
 #include "support/message_fields.h"
 
 namespace idcardreader {
-namespace {
-
-constexpr std::size_t kShortestToken = 2;
-
-bool IsQuoted(std::string_view text, std::string_view key) {
-  const std::size_t position = FindKey(text, key);
-  return position < text.size() && text[position] == '"';
-}
-
-}  // namespace
 
 std::string LoginMessage(const ServiceIdentity& identity) {
   MessageWriter message;
@@ -34,15 +24,15 @@ std::string HeartbeatMessage(const ServiceIdentity& identity) {
   return message.Text();
 }
 
-LoginAnswer ParseLoginAnswer(std::string_view answer) {
-  LoginAnswer login;
-  login.code = ReadValue(answer, "code").value_or(std::string_view());
-  if (login.code != "00" || !IsQuoted(answer, "token")) {
-    return login;
+std::string TokenInAnswer(std::string_view answer) {
+  constexpr std::size_t kShortestToken = 2;
+  const std::size_t position = FindKey(answer, "token");
+  const bool quoted = position < answer.size() && answer[position] == '"';
+  const std::string_view token = ReadValue(answer, "token").value_or(std::string_view());
+  if (ReadValue(answer, "code") != "00" || !quoted || token.size() < kShortestToken) {
+    return {};
   }
-  login.token = ReadValue(answer, "token").value_or(std::string_view());
-  login.accepted = login.token.size() >= kShortestToken;
-  return login;
+  return std::string(token);
 }
 
 }  // namespace idcardreader
