@@ -15,7 +15,6 @@
 #include "support/logs.h"
 #include "support/test_clock.h"
 #include "support/text.h"
-#include "support/throwing_hard_stop.h"
 
 namespace idcardreader {
 namespace {
@@ -134,8 +133,6 @@ TEST_F(ExchangeTest, AnAnswerIsUnderstoodOrRefused) {
   token = "tk";
   EXPECT_EQ(Run(kToken, kLogin, {"any"}), "");  // nothing to be done
   EXPECT_EQ(sockets.AnswersLeft(), 1U);
-  const ThrowingHardStop throwing;
-  EXPECT_THROW(Run(kToken, kDn, {dn("[00000001]")}), ThrowingHardStop::Stopped);
 }
 
 constexpr char kCard[] = "content;done;";

@@ -60,11 +60,7 @@ class ScriptedSockets : public platform::SocketApi {
     const std::lock_guard guard(mutex);
     return sent;
   }
-  std::vector<std::string> Calls() {
-    const std::lock_guard guard(mutex);
-    return calls;
-  }
-  // Those that begin so and were not taken yet, in one text.
+  // The calls that begin so and were not taken yet, in one text.
   std::string TakeCalls(const char* first) {
     const std::lock_guard guard(mutex);
     std::string taken;
