@@ -51,7 +51,6 @@ bool DecodeServerLink::ServerInit(ReadGeneration generation, const ServiceSettin
       return false;
     }
     lastEndedRead = generation - 1;
-    startedRead = kNoRead;
     read = {generation, settings.identity};
     failureCode = ERRORT_None;
   }

@@ -218,8 +218,9 @@ TEST_F(ExchangeTest, TheOldDialectsContentIsJoinedUpToItsTwoWords) {
   EXPECT_EQ(content[ResultItem::name], Gbk("陈大文"));
   EXPECT_EQ(traces[1], "UploadSector21Data Send Finger");
   EXPECT_EQ(traces[4], Gbk("ReadIDContent Read Sucess！"));
-  EXPECT_EQ(Run(kOld, kSector21, {text.substr(0, 30), text}), kCard);  // begins anew
-  EXPECT_EQ(Run(kOld, kDn, {text}), kCard);                            // instead of a key
+  EXPECT_EQ(Run(kOld, kSector21, {R"({"data":"x","id":"0",)", text}), kCard);  // begins anew
+  EXPECT_EQ(content[ResultItem::id_number], "810000199001020011");
+  EXPECT_EQ(Run(kOld, kDn, {text}), kCard);  // instead of a key
   EXPECT_THAT(sockets.Sent().back(), HasSubstr(R"("dataType":"NULL")"));
   EXPECT_EQ(Run(kOld, kSector21, {R"({"data":"INFO FIFTH"})"}), "fail 22,;");
   clock.sleptMs = 0;
