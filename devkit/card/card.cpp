@@ -11,42 +11,37 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 struct TypeRule {
-  CardType type;
   std::string_view word;
   std::string_view objectName;
+  int number;
   std::vector<std::string_view> fields;
 };
 
 const std::vector<TypeRule>& TypeRules() {
   static const std::vector<TypeRule>& rules = *new std::vector<TypeRule>{
-      {CardType::iden,
-       "iden",
+      {"iden",
        "idCard",
+       1,
        {"name", "sex", "nation", "birthday", "address", "id", "issue", "startDate", "endDate"}},
-      {CardType::gat,
-       "gat",
+      {"gat",
        "gatCard",
+       2,
        {"name", "sex", "birthday", "address", "id", "issue", "startDate", "endDate",
         "passCheckId"}},
       // "nationlity" is what the service writes.
-      {CardType::yjzold,
-       "yjzold",
+      {"yjzold",
        "yjzOldCard",
+       3,
        {"nameChinese", "nameEnglish", "sex", "birthday", "nationlity", "id", "issue", "startDate",
         "endDate"}},
-      {CardType::yjznew,
-       "yjznew",
+      {"yjznew",
        "yjzNewCard",
+       4,
        {"nameChinese", "nameEnglish", "nameEnglishAdd", "sex", "birthday", "nationlity", "id",
         "issue", "startDate", "endDate"}},
-      {CardType::type_a, "type-a", "", {}},
+      {"type-a", "", 0, {}},
   };
   return rules;
-}
-
-const TypeRule& RuleOf(CardType type) {
-  return *std::find_if(TypeRules().begin(), TypeRules().end(),
-                       [type](const TypeRule& rule) { return rule.type == type; });
 }
 
 [[noreturn]] void Fail(const std::string& where, const std::string& what) {
@@ -171,10 +166,6 @@ std::string Card::Field(const std::string& name) const {
   return {};
 }
 
-std::string TypeWord(CardType type) { return std::string(RuleOf(type).word); }
-
-std::string ObjectName(CardType type) { return std::string(RuleOf(type).objectName); }
-
 Card ParseCard(const Json& json, const std::string& label, const std::string& where) {
   RequireMembers(
       json, where,
@@ -182,7 +173,9 @@ Card ParseCard(const Json& json, const std::string& label, const std::string& wh
   Card card;
   card.label = label;
   const TypeRule& rule = ParseType(json, where);
-  card.type = rule.type;
+  card.type = rule.word;
+  card.objectName = rule.objectName;
+  card.typeNumber = rule.number;
   if (json.contains("fields")) ParseFields(card, rule, json["fields"], where + ": fields");
   card.textBlock = json.value("textBlock", "");
   if (json.contains("photo")) ParsePhoto(card, json["photo"], where + ": photo");

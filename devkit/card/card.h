@@ -13,10 +13,6 @@
 
 namespace devkit {
 
-// The first four are the words by which the service tells the kinds of identity card apart; the
-// last is a card of another kind, of which a reader learns no more than its number.
-enum class CardType { iden, gat, yjzold, yjznew, type_a };
-
 struct CardFile {
   std::uint8_t id;
   std::uint16_t length;
@@ -27,7 +23,12 @@ inline constexpr std::array<CardFile, 4> kCardFiles = {
 // One card: what its chip holds and what the service knows about its holder.
 struct Card {
   std::string label;
-  CardType type = CardType::iden;
+  // The word by which the service tells this kind of identity card, the object in its answer that
+  // holds the fields, and the number that hosts get; "type-a", without an object, is a card of
+  // another kind, of which a reader learns no more than its number.
+  std::string type;
+  std::string objectName;
+  int typeNumber = 0;
   // Names as the service writes them, values in UTF-8, in the order of the file.
   std::vector<std::pair<std::string, std::string>> fields;
   std::string textBlock;  // that a library makes of them, each empty place a "_"
@@ -43,13 +44,9 @@ struct Card {
 
   Scenario faults;
 
-  bool IsIdentityCard() const { return type != CardType::type_a; }
+  bool IsIdentityCard() const { return !objectName.empty(); }
   std::string Field(const std::string& name) const;  // empty when the card has none
 };
-
-// The word of the service's answer and the name of the object in it that holds the fields.
-std::string TypeWord(CardType type);
-std::string ObjectName(CardType type);
 
 // Throws FileError.
 Card ParseCard(const nlohmann::ordered_json& json, const std::string& label,

@@ -42,8 +42,7 @@ std::string ContentText(const Card& card) {
     if (!object.empty()) object += ',';
     object += "\"image\":" + ByteArrayText(*card.image);
   }
-  return "{\"type\":\"" + TypeWord(card.type) + "\",\"" + ObjectName(card.type) + "\":{" + object +
-         "}}";
+  return "{\"type\":\"" + card.type + "\",\"" + card.objectName + "\":{" + object + "}}";
 }
 
 Bytes Deflate(const std::string& text) {

@@ -173,7 +173,7 @@ std::string Session::KeyAnswer(const ClientMessage& message, const Fault* fault)
 std::string Session::ContentAnswer(const ClientMessage& message, const Fault* fault) const {
   std::string content = ContentText(*card);
   if (Is(fault, FaultKind::unknown_type)) {
-    content.replace(content.find(TypeWord(card->type)), TypeWord(card->type).size(), "unknown");
+    content.replace(content.find(card->type), card->type.size(), "unknown");
   }
   const std::string tail = R"("dataType":"FIFTH","type":"INFO")";
   std::string answer;

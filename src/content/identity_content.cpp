@@ -1,6 +1,8 @@
 #include "content/identity_content.h"
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "content/text_block.h"
 #include "support/message_fields.h"
@@ -8,6 +10,15 @@
 
 namespace idcardreader {
 namespace {
+
+// As hosts are told them.
+enum class CardType {
+  none,
+  resident,
+  residence_permit,
+  permanent_residence_old,
+  permanent_residence_new
+};
 
 struct TypeWord {
   std::string_view word;
@@ -24,6 +35,15 @@ constexpr TypeWord kTypeWords[] = {
 };
 
 constexpr std::size_t kPhotoBlockSize = 1024;
+
+// The service sends at most this many elements; what goes beyond is counted but not kept.
+constexpr std::size_t kImageAreaSize = 2330;
+using ImageArea = std::array<std::uint8_t, kImageAreaSize>;
+
+constexpr std::size_t kFrameTextBegin = 14;
+constexpr std::size_t kFrameTextEnd = 270;
+constexpr std::size_t kFramePhotoEnd = 1294;
+constexpr std::size_t kFrameTrailerSize = 1295;
 
 struct CardTexts : ResidentTexts {
   std::string nameEnglish;
@@ -46,7 +66,7 @@ CardTexts ReadTexts(std::string_view text, CardType type) {
   if (type == CardType::resident || type == CardType::residence_permit) {
     card.address = textOf("address");
     card.name = textOf("name");
-  } else {
+  } else if (type != CardType::none) {
     card.nationality = textOf("nationlity");  // spelled so on the wire
     card.name = textOf("nameChinese");
     card.nameEnglish = textOf("nameEnglish");
@@ -61,6 +81,29 @@ CardTexts ReadTexts(std::string_view text, CardType type) {
     card.nameEnglishAdd = textOf("nameEnglishAdd");
   }
   return card;
+}
+
+std::vector<std::uint8_t> Part(const ImageArea& area, std::size_t begin, std::size_t end) {
+  return {area.begin() + static_cast<std::ptrdiff_t>(begin),
+          area.begin() + static_cast<std::ptrdiff_t>(end)};
+}
+
+// The first 1024 bytes of the "image", if that has more than so many.
+std::vector<std::uint8_t> ReadPhotoBlock(std::string_view text) {
+  ImageArea area{};
+  const std::uint32_t count = ReadByteArray(text, "image", area.data(), area.size());
+  if (count == kArrayNotFound || count <= kPhotoBlockSize) {
+    return {};
+  }
+  return Part(area, 0, kPhotoBlockSize);
+}
+
+CardBlocks ReadResidentBlocks(std::string_view text, const CardTexts& card, bool frameFlag) {
+  if (!frameFlag) {
+    return ReadRawFrame(text);
+  }
+  const TextBlock block = BuildTextBlock(card);
+  return {{block.begin(), block.end()}, ReadPhotoBlock(text), {}};
 }
 
 std::string WithoutSpaces(std::string text) {
@@ -97,61 +140,87 @@ class EntryList {
     Add(ResultItem::birthday, card.birthday);
   }
 
-  // The photo is the first 1024 bytes of the "image", if that has more than so many; false otherwise.
-  bool AddPhoto(std::string_view text) {
-    std::array<std::uint8_t, kPhotoBlockSize> photo{};
-    const std::uint32_t count = ReadByteArray(text, "image", photo.data(), photo.size());
-    if (count == kArrayNotFound || count <= photo.size()) {
-      return false;
+  void AddBlock(ResultItem item, const std::vector<std::uint8_t>& block) {
+    if (!block.empty()) {
+      Add(item, HexText(block));
     }
-    Add(ResultItem::photo_block, HexText(photo));
-    return true;
   }
 
  private:
   std::vector<std::pair<ResultItem, std::string>>& entries;
 };
 
-void AddResidentEntries(EntryList entries, const CardTexts& card, std::string_view text) {
+void AddResidentEntries(EntryList entries, const CardTexts& card, const CardBlocks& blocks) {
   entries.Add(ResultItem::card_type, "1");
   entries.AddConvertedTexts(card);
   entries.AddDates(card);
-  entries.Add(ResultItem::text_block, HexText(BuildTextBlock(card)));
-  if (entries.AddPhoto(text)) {
+  entries.AddBlock(ResultItem::text_block, blocks.text);
+  entries.AddBlock(ResultItem::photo_block, blocks.photo);
+  entries.AddBlock(ResultItem::fingerprint_block, blocks.fingerprint);
+  if (!blocks.text.empty() && !blocks.photo.empty()) {
     entries.Add(ResultItem::success, "Success");
   }
 }
 
 void AddOtherEntries(EntryList entries, CardType type, const CardTexts& card,
-                     std::string_view text) {
+                     const std::vector<std::uint8_t>& photo) {
   entries.AddConvertedTexts(card);
   entries.AddNationality(GbkOf(card.nationality));
   entries.AddDates(card);
   entries.Add(ResultItem::pass_check_id, card.passCheckId);
   entries.Add(ResultItem::name_english, WithoutSpaces(card.nameEnglish + card.nameEnglishAdd));
   entries.Add(ResultItem::success, "Success");
-  entries.Add(ResultItem::card_type, std::to_string(static_cast<int>(type)));
-  entries.AddPhoto(text);
+  if (type != CardType::none) {
+    entries.Add(ResultItem::card_type, std::to_string(static_cast<int>(type)));
+  }
+  entries.AddBlock(ResultItem::photo_block, photo);
 }
 
 }  // namespace
 
-IdentityContent ParseIdentityContent(std::string_view text) {
+CardBlocks ReadRawFrame(std::string_view text) {
+  ImageArea area{};
+  // The count is compared unsigned: a frame that is missing altogether passes as a frame of zeros.
+  const std::uint32_t count = ReadByteArray(text, "data", area.data(), area.size());
+  CardBlocks blocks;
+  if (count >= kFrameTextEnd) {
+    blocks.text = Part(area, kFrameTextBegin, kFrameTextEnd);
+  }
+  if (count >= kFramePhotoEnd) {
+    blocks.photo = Part(area, kFrameTextEnd, kFramePhotoEnd);
+  }
+  if (count == kFrameTrailerSize + 512 || count == kFrameTrailerSize + 1024) {
+    blocks.fingerprint = Part(area, kFramePhotoEnd, count - 1);
+  }
+  if (blocks.photo.empty()) {
+    blocks.photo = ReadPhotoBlock(text);
+  }
+  return blocks;
+}
+
+IdentityContent ParseIdentityContent(std::string_view text, bool contentPresent, bool frameFlag) {
   IdentityContent content;
-  const std::string_view typeText = ReadValue(text, "type").value_or(std::string_view());
-  for (const TypeWord& row : kTypeWords) {
-    if (typeText.find(row.word) != std::string_view::npos) {
-      content.type = row.type;
-      // Only the card's own object is searched; without one there is nothing to read.
-      const std::string_view object = ReadObject(text, row.objectKey);
-      const CardTexts card = ReadTexts(object, row.type);
-      if (row.type == CardType::resident) {
-        AddResidentEntries(EntryList(content), card, object);
-      } else {
-        AddOtherEntries(EntryList(content), row.type, card, object);
-      }
-      break;
+  CardType type = CardType::none;
+  if (contentPresent) {
+    const std::string_view typeText = ReadValue(text, "type").value_or(std::string_view());
+    const auto row = std::find_if(std::begin(kTypeWords), std::end(kTypeWords), [&](auto& each) {
+      return typeText.find(each.word) != std::string_view::npos;
+    });
+    content.typeKnown = row != std::end(kTypeWords);
+    if (!content.typeKnown) {
+      return content;
     }
+    type = row->type;
+    content.resident = type == CardType::resident;
+    frameFlag = true;
+    // Only the card's own object is searched; without one there is nothing to read.
+    text = ReadObject(text, row->objectKey);
+  }
+  const CardTexts card = ReadTexts(text, type);
+  if (content.resident) {
+    AddResidentEntries(EntryList(content), card, ReadResidentBlocks(text, card, frameFlag));
+  } else {
+    AddOtherEntries(EntryList(content), type, card, ReadPhotoBlock(text));
   }
   return content;
 }

@@ -26,6 +26,7 @@ class DeviceCode final : public Dialect {
  public:
   bool NeedsLogin() const override { return false; }
   bool UploadsEverySector21() const override { return true; }
+  bool FrameFlag() const override { return true; }
 
   std::string UploadMessage(const ServiceSession& session, ServiceCommand command,
                             BlockView plainBlock) const override {

@@ -51,6 +51,9 @@ class Dialect {
   // Sector 21 goes out with its data also when the card has no fingerprint.
   virtual bool UploadsEverySector21() const = 0;
 
+  // The last argument of ParseIdentityContent.
+  virtual bool FrameFlag() const = 0;
+
   // For one send. A plain block goes out enciphered; an empty one says that the card has none.
   virtual std::string UploadMessage(const ServiceSession& session, ServiceCommand command,
                                     BlockView plainBlock) const = 0;

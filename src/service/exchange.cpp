@@ -140,10 +140,10 @@ void Exchange::ReadContent() {
     return;
   }
   trace("ParseIDContent");
-  IdentityContent parsed = ParseIdentityContent(content.text);
-  if (parsed.type != CardType::unknown) {
+  IdentityContent parsed = ParseIdentityContent(content.text, true, dialect.FrameFlag());
+  if (parsed.typeKnown) {
     result.entries = std::move(parsed.entries);
-    trace(parsed.type == CardType::resident ? "ParseIDContent End" : "ParseIDContent NEW End");
+    trace(parsed.resident ? "ParseIDContent End" : "ParseIDContent NEW End");
   } else {
     ErrorLog().Log("parse type fail");
   }

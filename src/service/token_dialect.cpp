@@ -82,6 +82,7 @@ class Token final : public Dialect {
  public:
   bool NeedsLogin() const override { return true; }
   bool UploadsEverySector21() const override { return false; }
+  bool FrameFlag() const override { return false; }
 
   std::string UploadMessage(const ServiceSession& session, ServiceCommand command,
                             BlockView plainBlock) const override {

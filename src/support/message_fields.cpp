@@ -42,6 +42,15 @@ std::optional<std::string_view> ReadValue(std::string_view text, std::string_vie
   return text.substr(begin, end - begin);
 }
 
+std::optional<std::string_view> ReadTrailingString(std::string_view text, std::string_view key) {
+  const std::size_t begin = FindKey(text, key);
+  const std::size_t end = begin < text.size() ? text.find("\"}", begin + 1) : kKeyNotFound;
+  if (end == kKeyNotFound) {
+    return std::nullopt;
+  }
+  return text.substr(begin + 1, end - begin - 1);
+}
+
 std::uint32_t ReadByteArray(std::string_view text, std::string_view key, std::uint8_t* bytes,
                             std::size_t capacity) {
   const std::size_t position = FindKey(text, key);

@@ -25,6 +25,10 @@ std::size_t FindKey(std::string_view text, std::string_view key);
 // quote, anything else at the first "}". Nothing when the key or the end is missing.
 std::optional<std::string_view> ReadValue(std::string_view text, std::string_view key);
 
+// A string that is the last field of its object: the character after the colon is skipped without a
+// look, the value ends at the first double quote that a "}" follows.
+std::optional<std::string_view> ReadTrailingString(std::string_view text, std::string_view key);
+
 // An array of decimal numbers, each read as atoi would and stored as its low 8 bits. Returns the
 // number of elements (0 for "[]"), or kArrayNotFound. Elements beyond the capacity are counted, not
 // stored; a comma at the end is followed by no element.

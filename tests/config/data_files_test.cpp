@@ -13,10 +13,11 @@ using testing::ElementsAre;
 TEST(DataFiles, AFieldGivesItsPlainTextBack) {
   // By hand: 20 is the start; Q^D0 = 81, 81-20 = 61 'a'; J^44 = 0E, 0E-D0-1 = 3D '=';
   // X^2D = 75, 75-44 = 31 '1'.
-  EXPECT_EQ(DescrambleField("20D0442D"), "a=1");
-  EXPECT_EQ(DescrambleField("20d0442d5"), "a=1");
-  EXPECT_EQ(DescrambleField("0051"), "\xFF");  // the mixed byte equals the one before
-  for (const char* nothing : {"20", "2", ""}) EXPECT_EQ(DescrambleField(nothing), "");
+  EXPECT_EQ(DescrambleField("20D0442D", kDataFileKey), "a=1");
+  EXPECT_EQ(DescrambleField("20d0442d5", kDataFileKey), "a=1");
+  EXPECT_EQ(DescrambleField("0051", kDataFileKey), "\xFF");  // the mixed byte equals the one before
+  EXPECT_EQ(DescrambleField("10E357EA", ""), "x=1");         // without a key the default one
+  for (const char* nothing : {"20", "2", ""}) EXPECT_EQ(DescrambleField(nothing, kDataFileKey), "");
 }
 
 TEST(DataFiles, LinesAreCutAtTheirEndsAndTabs) {

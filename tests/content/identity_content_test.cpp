@@ -23,7 +23,7 @@ std::string Array(const std::string& key, int count) {
 
 const std::string kImage = Array("image", 1025);
 
-IdentityContent Parse(const std::string& text) { return ParseIdentityContent(text); }
+IdentityContent Parse(const std::string& text) { return ParseIdentityContent(text, true, false); }
 
 IdentityContent ParseCard(const std::string& type, const std::string& object,
                           const std::string& fields) {
@@ -53,8 +53,9 @@ TEST(IdentityContent, TakesTheFirstTypeWordOfTheListThatIsThere) {
                                               {"x", 0}};
   for (const auto& [text, type] : rows) {
     const IdentityContent content = Parse(text);
-    EXPECT_EQ(static_cast<int>(content.type), type) << text;
+    EXPECT_EQ(content.typeKnown, type != 0) << text;
     EXPECT_EQ(content.entries.empty(), type == 0) << text;
+    EXPECT_EQ(Fields(content)[41], type == 0 ? "" : std::to_string(type)) << text;
   }
 }
 
@@ -118,6 +119,18 @@ TEST(IdentityContent, HasAPhotoFrom1025ElementsOn) {
       EXPECT_EQ(photo.substr(0, 8) + photo.substr(2040), "0001020314151617");
     }
   }
+}
+
+TEST(RawFrame, IsTakenApartByItsLength) {
+  for (const int count : {269, 270, 1293, 1294, 1806, 1807, 1808, 2319, 2320}) {
+    const CardBlocks blocks = ReadRawFrame("{" + Array("data", count) + "}");
+    EXPECT_EQ(blocks.text.size(), count < 270 ? 0U : 256U) << count;
+    EXPECT_EQ(blocks.photo.size(), count < 1294 ? 0U : 1024U) << count;
+    EXPECT_EQ(blocks.fingerprint.size(), count == 1807 ? 512U : count == 2319 ? 1024U : 0U);
+  }
+  // Without a photo in it there is the image; a missing frame counts as one of zeros.
+  EXPECT_EQ(ReadRawFrame("{" + Array("data", 300) + "," + kImage + "}").photo.size(), 1024U);
+  EXPECT_EQ(ReadRawFrame("{}").text, std::vector<std::uint8_t>(256));
 }
 
 }  // namespace

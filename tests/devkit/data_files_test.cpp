@@ -14,7 +14,7 @@ TEST(ScramblingTest, CarriesEveryByteButZeroFromEveryStart) {
   for (int byte = 1; byte < 256; ++byte) all += static_cast<char>(byte);
   for (int start = 0; start < 256; ++start) {
     const std::string scrambled = Scramble(all, kDataFileKey, static_cast<unsigned char>(start));
-    ASSERT_EQ(idcardreader::DescrambleField(scrambled), all) << start;
+    ASSERT_EQ(idcardreader::DescrambleField(scrambled, idcardreader::kDataFileKey), all) << start;
     ASSERT_EQ(Descramble(scrambled, kDataFileKey), all) << start;
   }
 }

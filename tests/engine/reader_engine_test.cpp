@@ -150,7 +150,7 @@ TEST(ReaderEngineStart, NamesThatHadNoAddressGoWithTheSecondPort) {
   sockets.names = {{"svc.example", "10.0.0.1"}, {"two.example", "10.0.0.2"}};
   sockets.servers[8] = {false, 1, 111};
   clock.ticks += 5'000;
-  EXPECT_FALSE(engine.ReadCardStartRead(false));
+  EXPECT_FALSE(engine.ReadCard());
   EXPECT_EQ(sockets.TakeCalls("connect"), "connect 10.0.0.1:8; connect 10.0.0.2:8; ");
 }
 

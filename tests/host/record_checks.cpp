@@ -97,13 +97,11 @@ Bytes ExpectedPhoto(const Card& card) {
 
 bool ExpectedToSucceed(const Card& card) {
   return card.IsIdentityCard() &&
-         (card.type != devkit::CardType::iden || !ExpectedPhoto(card).empty());
+         (card.typeNumber != IDCARDREADER_CARD_RESIDENT || !ExpectedPhoto(card).empty());
 }
 
 void ExpectFieldsOf(const Card& card, const ShippedLibrary& library) {
-  const int types[] = {IDCARDREADER_CARD_RESIDENT, IDCARDREADER_CARD_RESIDENCE_PERMIT,
-                       IDCARDREADER_CARD_PERMANENT_OLD, IDCARDREADER_CARD_PERMANENT_NEW};
-  EXPECT_EQ(library.GetNewCardType(), types[static_cast<int>(card.type)]);
+  EXPECT_EQ(library.GetNewCardType(), card.typeNumber);
   for (const FieldRow& row : FieldRows()) ExpectField(row, row.Expected(card), library);
   EXPECT_EQ(library.readCardGetDN(), devkit::ToHex(card.dn));
 }

@@ -48,6 +48,15 @@ TEST(MessageFields, AValueEndsAtTheNextQuoteOrElseAtTheBrace) {
   for (const auto& [text, value] : rows) EXPECT_EQ(ReadValue(text, "code"), value) << text;
 }
 
+TEST(MessageFields, ATrailingStringEndsAtQuoteAndBraceTogether) {
+  const std::pair<const char*, Found> rows[] = {
+      {R"({"name":"ab","sex":"1"})", R"(ab","sex":"1)"},
+      {R"({"name":[xy"}})", "xy"},  // the first character is not looked at
+      {R"({"name":)", kNone},
+      {R"({"name":"ab" })", kNone}};
+  for (const auto& [text, value] : rows) EXPECT_EQ(ReadTrailingString(text, "name"), value);
+}
+
 TEST(MessageFields, AnObjectEndsAtItsFirstBrace) {
   const std::pair<const char*, const char*> rows[] = {
       {R"({"card":{"a":{"b":"2"},"c":"3"}})", R"({"a":{"b":"2"})"},
