@@ -97,7 +97,7 @@ TEST(IdentityContent, KeepsOrDropsTheSpacesOfAText) {
 
 TEST(IdentityContent, SplitsTheNationalityAtItsFirstSlash) {
   const auto split = [](const std::string& nationality) {
-    auto fields = Fields(
+    auto fields =
         CardFields("yjzold", "yjzOldCard", R"("nationlity":")" + nationality + R"(","id":"1")");
     return fields.count(44) + fields.count(45) == 0 ? "none" : fields[44] + "|" + fields[45];
   };
