@@ -16,7 +16,11 @@ TEST(Text, IsCutAtAWholeCharacter) {
   } rows[] = {{TextEncoding::utf8,
                "a\xC3\xA9\xE5\x91\xA8\xF0\x9F\x98\x80z",
                {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 11}},
-              {TextEncoding::utf8, "\x80\x80\x80\x80\x80\xE5", {0, 1, 2, 3, 4, 5, 6}},
+              // No character has more than three bytes behind its first.
+              {TextEncoding::utf8,
+               "\x80\x80"
+               "a\x80\x80\x80\x80",
+               {0, 1, 2, 2, 2, 2, 6, 7}},
               {TextEncoding::gbk, "a\xD6\xDC\xD1\xF9z", {0, 1, 1, 3, 3, 5, 6}},
               // The second half of a character may be an ASCII letter; a last half is none.
               {TextEncoding::gbk, "\x81\x41\x42\xFE", {0, 0, 2, 3, 4}},
