@@ -12,12 +12,9 @@ using namespace std::string_literals;
 
 // A digest of everything that was added to it, with the lengths of the pieces.
 struct Digest {
-  template <class Text>
-  void Add(const Text& text) {
+  void Add(const auto& text) {
     AddNumber(static_cast<std::uint32_t>(text.size()));
-    for (const auto unit : text) {
-      AddNumber(static_cast<std::make_unsigned_t<typename Text::value_type>>(unit));
-    }
+    for (auto unit : text) AddNumber(static_cast<std::make_unsigned_t<decltype(unit)>>(unit));
   }
   void AddNumber(std::uint32_t number) { value = (value ^ number) * 0x01000193u; }
 

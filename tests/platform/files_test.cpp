@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
+#include "platform/socket.h"
 #include "support/temporary_folder.h"
 
 #ifdef _WIN32
@@ -12,7 +12,10 @@
 #include <windows.h>
 #else
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #endif
 
 namespace idcardreader::platform {
@@ -20,41 +23,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool IsInherited(std::FILE* file) {
-#ifdef _WIN32
-  DWORD flags = 0;
-  const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
-  EXPECT_TRUE(GetHandleInformation(handle, &flags));
-  return (flags & HANDLE_FLAG_INHERIT) != 0;
-#else
-  return (fcntl(fileno(file), F_GETFD) & FD_CLOEXEC) == 0;
-#endif
-}
-
 class FilesTest : public testing::Test {
  protected:
-  static std::string Read(const fs::path& path) {
-    const File file = OpenFile(path, "rt");
-    if (file == nullptr) return "(cannot be opened)";
-    char text[64] = {};
-    const std::size_t length = std::fread(text, 1, sizeof text - 1, file.get());
-    return {text, length};
-  }
-
   const TemporaryFolder own;
   const fs::path& folder = own.path;
 };
-
-// One file or empty folder at any depth; the library's own removal does not reach that deep on
-// Windows.
-void RemoveOne(const fs::path& path) {
-#ifdef _WIN32
-  const std::wstring name = L"\\\\?\\" + path.native();
-  EXPECT_TRUE(DeleteFileW(name.c_str()) || RemoveDirectoryW(name.c_str())) << GetLastError();
-#else
-  fs::remove(path);
-#endif
-}
 
 TEST_F(FilesTest, TakesPathsOfAnyLength) {
   fs::path deep = folder;
@@ -64,9 +37,17 @@ TEST_F(FilesTest, TakesPathsOfAnyLength) {
   }
   const fs::path file = deep / "file.txt";
   EXPECT_TRUE(WriteToFile(OpenFile(file, "at"), "deep down")) << LastSystemError();
-  EXPECT_EQ(Read(file), "deep down");
-  EXPECT_EQ(Read(deep / "." / ".." / deep.filename() / "file.txt"), "deep down");
-  for (fs::path path = file; path != folder; path = path.parent_path()) RemoveOne(path);
+  File read = OpenFile(deep / "." / ".." / deep.filename() / "file.txt", "rt");
+  ASSERT_NE(read, nullptr);
+  char text[64] = {};
+  EXPECT_EQ(std::string(text, std::fread(text, 1, sizeof text, read.get())), "deep down");
+#ifdef _WIN32  // where the removal of the folder does not reach that deep
+  read.reset();
+  for (fs::path path = file; path != folder; path = path.parent_path()) {
+    const std::wstring name = L"\\\\?\\" + path.native();
+    EXPECT_TRUE(DeleteFileW(name.c_str()) || RemoveDirectoryW(name.c_str())) << GetLastError();
+  }
+#endif
 }
 
 // What might never yield a byte: a pipe whose other end nobody holds, a device.
@@ -94,10 +75,35 @@ TEST_F(FilesTest, OpensRegularFilesOnly) {
 #endif
 }
 
-TEST_F(FilesTest, ChildProcessesInheritNoFile) {
+// Of a file or a socket.
+bool IsInherited(std::intptr_t handle) {
+#ifdef _WIN32
+  DWORD flags = HANDLE_FLAG_INHERIT;
+  EXPECT_TRUE(GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags));
+  return (flags & HANDLE_FLAG_INHERIT) != 0;
+#else
+  return fcntl(static_cast<int>(handle), F_GETFD) != FD_CLOEXEC;
+#endif
+}
+
+bool IsInherited(const File& file) {
+#ifdef _WIN32
+  return IsInherited(_get_osfhandle(_fileno(file.get())));
+#else
+  return IsInherited(fileno(file.get()));
+#endif
+}
+
+TEST_F(FilesTest, ChildProcessesInheritNeitherFilesNorSockets) {
   const fs::path path = folder / "file.txt";
-  EXPECT_FALSE(IsInherited(OpenFile(path, "at").get()));
-  EXPECT_FALSE(IsInherited(OpenAnsiFile(AnsiText(path).c_str(), "rb").get()));
+  EXPECT_FALSE(IsInherited(OpenFile(path, "at")));
+  EXPECT_FALSE(IsInherited(OpenAnsiFile(AnsiText(path).c_str(), "rb")));
+  SocketApi& sockets = SystemSockets();
+  sockets.StartSockets();
+  const SocketHandle socket = sockets.CreateTcpSocket();
+  EXPECT_FALSE(IsInherited(socket));
+  sockets.Close(socket);
+  sockets.StopSockets();
 }
 
 TEST_F(FilesTest, CreatesOneFolderForItsOwnerAndNoneAboveIt) {
@@ -110,6 +116,45 @@ TEST_F(FilesTest, CreatesOneFolderForItsOwnerAndNoneAboveIt) {
   EXPECT_EQ(fs::status(inner).permissions(), fs::perms::owner_all);
 #endif
 }
+
+#ifndef _WIN32
+
+// Where the standard streams have numbers of this kind, the number of one that is closed is free.
+TEST_F(FilesTest, ASocketOrFileIsNoStandardStream) {
+  const int saved = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  const SocketHandle socket = SystemSockets().CreateTcpSocket();
+  const File file = OpenFile(folder / "file", "at");
+  dup2(saved, STDIN_FILENO);
+  close(saved);
+  EXPECT_GT(socket, STDERR_FILENO);
+  EXPECT_FALSE(IsInherited(socket));
+  EXPECT_GT(fileno(file.get()), STDERR_FILENO);
+  SystemSockets().Close(socket);
+}
+
+// Its signal would end a process that does not handle it, and so the tests. One that waits for the
+// host goes on waiting.
+TEST_F(FilesTest, AWriteThatFailsRaisesNoSignalAndTakesNone) {
+  const File file = OpenFile(folder / "file", "at");
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit limited{0, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &limited);
+  EXPECT_FALSE(WriteToFile(file, "too long"));
+  sigset_t signal;
+  sigemptyset(&signal);
+  sigaddset(&signal, SIGXFSZ);
+  pthread_sigmask(SIG_BLOCK, &signal, nullptr);
+  pthread_kill(pthread_self(), SIGXFSZ);
+  EXPECT_FALSE(WriteToFile(file, "too long"));
+  constexpr timespec kAtOnce{};
+  EXPECT_EQ(sigtimedwait(&signal, nullptr, &kAtOnce), SIGXFSZ);
+  pthread_sigmask(SIG_UNBLOCK, &signal, nullptr);
+  setrlimit(RLIMIT_FSIZE, &before);
+}
+
+#endif
 
 TEST(Files, TheFoldersOfTheProgramDoNotDependOnTheCurrentOne) {
   // This code is linked into the program, so both are one here.

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "support/bytes.h"
@@ -15,8 +14,6 @@ namespace idcardreader::platform {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr char kAddress[] = "00:1a:2B:3c:4d:5e";
 
 // A tree like the kernel's: class/net/<name> beside the devices that it points to.
 class SysfsAdapterTest : public testing::Test {
@@ -29,13 +26,6 @@ class SysfsAdapterTest : public testing::Test {
     Write("class/net/eth0/address", address);
     return ReadNetworkAdapter(root.path / "class/net", "eth0");
   }
-  // Of a card that is this device.
-  std::string Maker(const fs::path& device) const {
-    fs::create_directories(root.path / device);
-    fs::remove(root.path / "class/net/eth0/device");
-    fs::create_directory_symlink(root.path / device, root.path / "class/net/eth0/device");
-    return Adapter(kAddress)->description;
-  }
 
   const TemporaryFolder root;
 };
@@ -45,26 +35,32 @@ TEST_F(SysfsAdapterTest, NeedsAnAddress) {
     EXPECT_FALSE(Adapter(none)) << none;
   }
   EXPECT_FALSE(ReadNetworkAdapter(root.path, "missing"));
-  EXPECT_EQ(Adapter(kAddress)->address, Bytes("001A2B3C4D5E"));
-  EXPECT_EQ(Adapter(kAddress)->description, "") << "it has no device";
+  EXPECT_EQ(Adapter("00:1a:2B:3c:4d:5e")->address, Bytes("001A2B3C4D5E"));
+  EXPECT_EQ(Adapter("00:1a:2B:3c:4d:5e")->description, "") << "it has no device";
 }
 
 TEST_F(SysfsAdapterTest, NamesTheMakerOfTheCardAndNotOfTheControllerAboveIt) {
-  Write("class/net/eth0/address", kAddress);
-  const std::pair<const char*, const char*> pciCards[] = {
-      {"0x10ec", "Realtek"}, {"0x8086", "Intel"}, {"0x168c", "Atheros"},
-      {"0x1969", "Atheros"}, {"0x1af4", ""},      {"0x0cf3", "Atheros"}};
-  for (const auto& [vendor, maker] : pciCards) {
-    Write("pci0/19.0/vendor", vendor);
-    EXPECT_EQ(Maker("pci0/19.0"), maker) << vendor;
-  }
+  Write("class/net/eth0/address", "00:1a:2B:3c:4d:5e");
   Write("pci0/14.0/vendor", "0x8086");
   Write("pci0/14.0/usb1/idVendor", "1d6b");
-  const std::pair<const char*, const char*> usbCards[] = {
-      {"0bda", "Realtek"}, {"8087", "Intel"}, {"0cf3", "Atheros"}, {"0b95", ""}};
-  for (const auto& [vendor, maker] : usbCards) {
-    Write("pci0/14.0/usb1/1-2/idVendor", vendor);
-    EXPECT_EQ(Maker("pci0/14.0/usb1/1-2/1-2:1.0"), maker) << vendor;
+  constexpr char kPci[] = "pci0/19.0/vendor";
+  constexpr char kUsb[] = "pci0/14.0/usb1/1-2/idVendor";
+  const struct {
+    const char* file;
+    const char* vendor;
+    const char* maker;
+  } rows[] = {{kPci, "0x10ec", "Realtek"}, {kPci, "0x8086", "Intel"}, {kPci, "0x168c", "Atheros"},
+              {kPci, "0x1969", "Atheros"}, {kPci, "0x1af4", ""},      {kPci, "0x0cf3", "Atheros"},
+              {kUsb, "0bda", "Realtek"},   {kUsb, "8087", "Intel"},   {kUsb, "0cf3", "Atheros"},
+              {kUsb, "0b95", ""}};
+  const fs::path link = root.path / "class/net/eth0/device";
+  for (const auto& [file, vendor, maker] : rows) {
+    Write(file, vendor);
+    const fs::path device = file == kPci ? "pci0/19.0" : "pci0/14.0/usb1/1-2/1-2:1.0";
+    fs::create_directories(root.path / device);
+    fs::remove(link);
+    fs::create_directory_symlink(root.path / device, link);
+    EXPECT_EQ(ReadNetworkAdapter(root.path / "class/net", "eth0")->description, maker) << vendor;
   }
 }
 

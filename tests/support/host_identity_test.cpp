@@ -9,25 +9,24 @@
 namespace idcardreader {
 namespace {
 
-platform::NetworkAdapter Adapter(const char* description, const std::string& address) {
-  return {description, Bytes(address)};
-}
-
 TEST(HostIdentity, IsTheFirstAdapterOfAKnownMaker) {
-  const auto other = Adapter("Someone's Ethernet", "112233445566");
-  const auto intel = Adapter("Intel(R) PRO/1000", "001A2B3C4D5E");
-  const auto realtek = Adapter("Realtek PCIe GbE", "AABBCCDDEEFF");
-  constexpr char kIntel[] = "00-1A-2B-3C-4D-5E";
-  EXPECT_EQ(HostAddress({other, intel}), kIntel);
-  EXPECT_EQ(HostAddress({intel, realtek}), kIntel);  // the makers are not ranked
-  EXPECT_EQ(HostAddress({realtek, intel}), "AA-BB-CC-DD-EE-FF");
-  EXPECT_EQ(HostAddress({Adapter("an Atheros card", "0102")}), "01-02");
-  EXPECT_EQ(HostAddress({}), "");
-  EXPECT_EQ(HostAddress({other, Adapter("intel REALTEK Athero", "0102"), Adapter("", "01")}), "");
-  EXPECT_EQ(HostAddress({Adapter("Intel", ""), realtek}), "");
+  using Adapter = platform::NetworkAdapter;
+  const Adapter other{"Someone's Ethernet", Bytes("112233445566")};
+  const Adapter intel{"Intel(R) PRO/1000", Bytes("001A2B3C4D5E")};
+  const Adapter realtek{"Realtek PCIe GbE", Bytes("AABBCCDDEEFF")};
+  const Adapter atheros{"an Atheros card", Bytes("0102")};
   // An address whose text takes more than 255 bytes ends the search.
-  EXPECT_EQ(HostAddress({Adapter("", std::string(85 * 2, '1')), intel}), kIntel);
-  EXPECT_EQ(HostAddress({Adapter("", std::string(86 * 2, '1')), intel}), "");
+  const Adapter longest{"", std::vector<std::uint8_t>(85)};
+  const Adapter tooLong{"", std::vector<std::uint8_t>(86)};
+  const std::pair<std::vector<Adapter>, const char*> rows[] = {
+      {{other, intel, realtek}, "00-1A-2B-3C-4D-5E"},  // the makers are not ranked
+      {{realtek, intel}, "AA-BB-CC-DD-EE-FF"},
+      {{longest, atheros}, "01-02"},
+      {{tooLong, atheros}, ""},
+      {{}, ""},
+      {{other, {"intel REALTEK Athero", Bytes("0102")}}, ""},
+      {{{"Intel", {}}, realtek}, ""}};
+  for (const auto& [adapters, address] : rows) EXPECT_EQ(HostAddress(adapters), address);
 }
 
 }  // namespace

@@ -35,7 +35,6 @@ class OwnErrorLog : public testing::Environment {
   }
 
   void SetUp() override {
-    if (!file.empty()) return;
     const std::filesystem::path folder = platform::LibraryFolder() / "errordata";
     const std::string mark = UniqueMark();
 #ifndef _WIN32  // where each program is one process

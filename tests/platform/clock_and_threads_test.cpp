@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <stdexcept>
+
+#include "platform/clock.h"
+#include "platform/threads.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <signal.h>
+#endif
+
+namespace idcardreader::platform {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using std::chrono::system_clock;
+
+TEST(SystemClock, SleepsNeitherShorterThanAskedNorByTheTickOfTheSystem) {
+  auto best = steady_clock::duration::max();
+  for (int i = 0; i < 100 && best > milliseconds(7); ++i) {
+    const auto start = steady_clock::now();
+    const std::uint32_t tick = SystemClock().TickCount();
+    SystemClock().Sleep(5);
+    EXPECT_LE(SystemClock().TickCount() - tick, 60'000U);
+    best = std::min(best, steady_clock::now() - start);
+    EXPECT_GE(best, milliseconds(4));
+  }
+  // A busy machine may delay some of them; by the tick all would take 15.6 ms.
+  EXPECT_LE(best, milliseconds(7));
+}
+
+TEST(SystemClock, TellsTheLocalTime) {
+  constexpr milliseconds kTick(20);  // of the coarser clocks
+  const auto before = system_clock::now();
+  const LocalTime now = SystemClock().Now();
+  std::tm parts{now.second, now.minute, now.hour, now.day, now.month - 1, now.year - 1900};
+  parts.tm_isdst = -1;
+  const auto told = system_clock::from_time_t(std::mktime(&parts)) + milliseconds(now.millisecond);
+  EXPECT_GE(told + kTick, before);
+  EXPECT_LE(told, system_clock::now() + kTick);
+}
+
+TEST(CSThread, AnExceptionEndsTheThreadOnly) {
+  CSThread thread;
+  ASSERT_TRUE(thread.Start([] { throw std::runtime_error("nobody catches this"); }));
+  thread.Join();
+  EXPECT_FALSE(thread.Running());
+}
+
+// Whether a wait goes on until another thread sets the event: one that does not finds that thread
+// still asleep.
+bool WaitsForANewSignal(Event& event) {
+  std::atomic<bool> set{false};
+  CSThread setter;
+  setter.Start([&] {
+    SystemClock().Sleep(5);
+    set = true;
+    event.Set();
+  });
+  event.Wait();
+  const bool waited = set;
+  setter.Join();
+  return waited;
+}
+
+TEST(Event, KeepsOneSignalUntilAWaitOrAReset) {
+  Event event;
+  event.Set();
+  event.Set();
+  event.Wait();
+  EXPECT_TRUE(WaitsForANewSignal(event)) << "the second Set added nothing";
+  event.Set();
+  event.Reset();
+  EXPECT_TRUE(WaitsForANewSignal(event));
+}
+
+#ifdef _WIN32
+
+TEST(NamedEvent, IsShownToOthersWhoCannotTakeItsSignals) {
+  constexpr char kName[] = "idcardreader-shown-event-test";
+  Event first(kName);
+  Event second(kName);  // the name is taken: it shows nothing
+  const HANDLE shown = OpenEventA(EVENT_ALL_ACCESS, FALSE, kName);
+  const auto isSignalled = [shown] { return WaitForSingleObject(shown, 0) == WAIT_OBJECT_0; };
+  second.Set();
+  EXPECT_FALSE(isSignalled());
+  first.Set();
+  EXPECT_TRUE(isSignalled());
+  first.Wait();  // its signal is still there
+  first.Set();
+  first.Reset();
+  EXPECT_FALSE(isSignalled());
+  SetEvent(shown);
+  EXPECT_TRUE(WaitsForANewSignal(first));
+  CloseHandle(shown);
+  Event refused("no\\such\\namespace");
+  EXPECT_TRUE(WaitsForANewSignal(refused));
+}
+
+#else
+
+// A host may have handlers and timers of its own, which must not run on the library's threads.
+TEST(PosixThread, TakesNoSignalsButItsOwnFaults) {
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, nullptr, &before);
+  sigset_t inside;
+  sigemptyset(&inside);
+  CSThread thread;
+  ASSERT_TRUE(thread.Start([&] { pthread_sigmask(SIG_BLOCK, nullptr, &inside); }));
+  thread.Join();
+  for (const int number : {SIGTERM, SIGINT, SIGALRM, SIGUSR1, SIGCHLD, SIGPIPE}) {
+    EXPECT_EQ(sigismember(&inside, number), 1) << number;
+  }
+  EXPECT_EQ(sigismember(&inside, SIGSEGV), 0);
+  sigset_t after;
+  pthread_sigmask(SIG_BLOCK, nullptr, &after);
+  EXPECT_EQ(sigismember(&after, SIGTERM), sigismember(&before, SIGTERM));
+}
+
+#endif
+
+}  // namespace
+}  // namespace idcardreader::platform
