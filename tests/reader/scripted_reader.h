@@ -40,6 +40,7 @@ class ScriptedReader : public ReaderBackend {
   void Script(std::uint8_t command, Reports reports) {
     scripts[command].push_back(std::move(reports));
   }
+  std::map<std::uint8_t, std::deque<Reports>> scripts;
   std::deque<Report> pending;  // reports that lie about
   std::int32_t openFailure = ERRORT_None;
   bool writesFail = false;
@@ -140,7 +141,6 @@ class ScriptedReader : public ReaderBackend {
   }
 
   platform::CSMutex mutex;  // guards what is written
-  std::map<std::uint8_t, std::deque<Reports>> scripts;
 };
 
 }  // namespace idcardreader
