@@ -148,39 +148,52 @@ TEST_F(ReaderEngineTest, WhatWasLeftBehindARefusedReadIsDrained) {
   EXPECT_EQ(engine.KnownReader().authorizeCode, "A1A2A3A4A5A6");
 }
 
-// First for the answer that is awaited, then, counted anew, for somebody to collect what it brought.
+// First for the answer that is awaited, then, counted anew, for somebody to collect what it brought;
+// in both the ticks may wrap.
 TEST_F(ReaderEngineTest, AReadWaitsForTheSecondsThatTheReaderHas) {
   service.answers.erase("BB21_2");
-  for (const std::uint32_t seconds : {2, 3}) {
+  for (const auto& [startTick, milliseconds] :
+       {std::pair{0xFFFFFF00U, 2000U}, {0xFFFFF448U, 2000U}, {1000U, 3000U}}) {
+    const bool patient = milliseconds == 3000;
+    EXPECT_EQ(patient && engine.SetDeviceType(false), patient);
+    clock.ticks = startTick;
     std::future<bool> read = ReadUntilSent(7);
     AwaitPass();
-    clock.ticks += seconds * 1000;
+    clock.ticks += milliseconds;
     AwaitPass();
     sockets.Answer(wire::PermitAnswer());
     EXPECT_TRUE(Await(read, engine));
     AwaitPass();
-    clock.ticks += seconds * 1000;
+    clock.ticks += milliseconds;
     AwaitPass();
     EXPECT_NE(Name(), "");
     EXPECT_EQ(engine.GetLastErrorText(), "");
     clock.ticks += 1;
     EXPECT_TRUE(Eventually([this] { return Failed(ERRORT_ReadTimeout); }));
-    EXPECT_EQ(Name(), "");
-    EXPECT_TRUE(engine.SetDeviceType(false));
+    EXPECT_EQ(Name() + engine.DnHex(), "");
   }
 }
 
-TEST_F(ReaderEngineTest, AStopLeavesTheFieldsToTheThreadThatClearsThem) {
+TEST_F(ReaderEngineTest, FieldsGoTwoSecondsAfterAReadThatNobodyWaitsForAnyMore) {
   EXPECT_TRUE(Read());
-  engine.StopRead();
+  engine.ExitEngine();  // then it is for whoever asks to clear them
+  clock.ticks += 2000;
   EXPECT_NE(Name(), "");
+  clock.ticks += 1;
+  EXPECT_EQ(Name() + engine.DnHex(), "");
+  EXPECT_TRUE(Read());
+  engine.StopRead();  // then the read thread does it
   EXPECT_TRUE(Eventually([this] {
     clock.ticks += 2001;
     platform::SystemClock().Sleep(2);
-    clock.ticks -= 2001;  // whoever asks now does not clear them
+    clock.ticks -= 2001;
     return Name().empty();
   }));
   EXPECT_EQ(engine.GetLastErrorText(), "");
+  // After the pass that it may be in, it has nothing to do.
+  const std::uint32_t before = clock.sleptMs;
+  platform::SystemClock().Sleep(20);
+  EXPECT_LE(clock.sleptMs - before, 10U);
 }
 
 TEST_F(ReaderEngineTest, TheWaitOfTheReadBeforeEndsWithTheNextOne) {
