@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -232,6 +233,17 @@ TEST_F(CardReaderTest, WhatIsOverIsNotBegunOrWaitedForUntilItHasCome) {
   EXPECT_EQ(Do("open; left"), "done; 0");
   EXPECT_EQ(*++backend.timeouts.rbegin(), 60U) << "nothing came for so long";
   EXPECT_EQ(backend.timeouts.back(), 0U);
+}
+
+// The code's text follows when the code is raised.
+TEST(SystemReaderBackend, LogsWhyAPortDoesNotOpen) {
+  const LoggedLines errors;
+  std::unique_ptr<ReaderDevice> device;
+  const std::string port = platform::SerialPortName(998, "");
+  EXPECT_EQ(Described(SystemReaderBackend().OpenSerial(port, 9600, device)), "48");
+  EXPECT_THAT(
+      errors.Get(),
+      ElementsAre(testing::StartsWith("Open(): CreateFile() failed, invalid handle value: (2) ")));
 }
 
 // At 300 baud, with a line that takes its time for each piece of an answer.
