@@ -3,14 +3,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/serial_port.h"
 #include "reader/scripted_reader.h"
-#include "support/eventually.h"
 #include "support/logged_lines.h"
 #include "support/test_clock.h"
 
@@ -18,12 +20,7 @@ namespace idcardreader {
 namespace {
 
 using testing::ElementsAre;
-using Reports = std::vector<ScriptedReader::Report>;
-
-const auto& kNothing = ScriptedReader::kNothing;
-const auto& kLost = ScriptedReader::kLost;
-ScriptedReader::Report Reply(std::string_view hex) { return ScriptedReader::Reply(hex); }
-ScriptedReader::Report Part(std::uint8_t value) { return ScriptedReader::Report(64, value); }
+using Report = ScriptedReader::Report;
 
 bool Never() { return false; }
 
@@ -33,398 +30,277 @@ std::string Described(const ReaderOutcome& outcome) {
              : (outcome.Done() ? "done" : std::to_string(outcome.code));
 }
 
-class CardReaderTest : public testing::Test {
- protected:
-  CardReaderTest() { reader.Configure(ReaderSettings()); }
-
-  std::string Open() {
-    bool newlyOpened = false;
-    const ReaderOutcome outcome = reader.OpenDevice(newlyOpened, Never);
-    return Described(outcome) + (newlyOpened ? " anew" : "");
-  }
-  // A command that brings these reports.
-  std::string Dn(const Reports& reports, const AbandonTest& abandoned = Never) {
-    backend.Script(0x06, reports);
-    return Described(reader.ReadDn(answer, abandoned));
-  }
-  std::string File(const CardFile& cardFile, const Reports& reports,
-                   const AbandonTest& abandoned = Never) {
-    backend.Script(0x0B, reports);
-    return Described(reader.ReadCardFile(cardFile, file, abandoned));
-  }
-  std::string SwitchSearchOn(const Reports& reports) {
-    backend.Script(0x01, reports);
-    notified = false;
-    return Described(reader.openAutoFindCard(notified, Never));
+// The code under test between a scripted reader and a clock that stands still.
+class Desk {
+ public:
+  // Takes steps like "open; dn 0500 -" and yields what they bring. Behind a command stand the reports
+  // that answer it: a whole one that begins with these digits, with "=" just these bytes, "-" for
+  // none, "!" for the loss of the reader.
+  std::string Do(const std::string& steps) {
+    std::istringstream stream(steps);
+    std::string outcomes;
+    for (std::string step; std::getline(stream, step, ';');) {
+      std::istringstream words(step);
+      std::string verb, word;
+      words >> verb;
+      ScriptedReader::Reports reports;
+      while (words >> word) reports.push_back(ReportOf(word));
+      const auto code = kCodes.find(verb);
+      if (code != kCodes.end() && !reports.empty()) backend.Script(code->second, reports);
+      const std::string outcome = Do(verb, word);
+      outcomes += outcomes.empty() || outcome.empty() ? outcome : "; " + outcome;
+    }
+    return outcomes;
   }
 
   ScriptedReader backend;
   TestClock clock;
-  const std::string logName = testing::UnitTest::GetInstance()->current_test_info()->name();
-  ActivityLog log{logName, clock};
+  ActivityLog log{"Reader", clock};
   CardReader reader{backend, log, clock};
+  ReaderSettings settings;
   Answer answer{};
   Block file;
-  bool notified = false;
+
+ private:
+  static inline const std::map<std::string, std::uint8_t> kCodes = {
+      {"open", 0x64},       {"dn", 0x06},  {"file", 0x0B}, {"search", 0x01},
+      {"end-search", 0x01}, {"uid", 0x0D}, {"beep", 0x65}};
+
+  static Report ReportOf(const std::string& word) {
+    if (word == "!") return ScriptedReader::kLost;
+    if (word == "-") return ScriptedReader::kNothing;
+    return word[0] == '=' ? Bytes(word.substr(1)) : ScriptedReader::Reply(word);
+  }
+
+  std::string Do(const std::string& verb, const std::string& word) {
+    bool newlyOpened = false;
+    bool notified = false;
+    const auto number = [&word] { return static_cast<std::uint32_t>(std::atoi(word.c_str())); };
+    const auto search = [&](const ReaderOutcome& outcome) {
+      return Described(outcome) + (notified ? " card" : "") +
+             (reader.SearchIsOn() ? " on" : " off");
+    };
+    if (verb == "vid") settings.vid = number();
+    if (verb == "pid") settings.pid = number();
+    if (verb == "port") settings.comnum = number();
+    reader.Configure(settings);
+    if (verb == "usb" || verb == "serial") reader.UseSerialPort(verb == "serial");
+    if (verb == "opening-fails") backend.openFailure = std::atoi(word.c_str());
+    if (verb == "writing-fails") backend.writesFail = number() != 0;
+    if (verb == "close") reader.Close();
+    if (verb == "300-pend") backend.pending.assign(300, ReportOf("0600EE"));
+    if (verb == "left") return std::to_string(std::exchange(backend.pending, {}).size());
+    if (verb == "opened") return std::to_string(backend.opened.size());
+    if (verb == "open") {
+      const ReaderOutcome outcome = reader.OpenDevice(newlyOpened, Never);
+      return Described(outcome) + (newlyOpened ? " anew" : "");
+    }
+    if (verb == "dn") return Described(reader.ReadDn(answer, Never));
+    if (verb == "file") return Described(reader.ReadCardFile(kFile11, file, Never));
+    if (verb == "chip") return Described(reader.getSfzCardUid(Never));
+    if (verb == "uid") return Described(reader.ReadTypeACardUid(Never));
+    if (verb == "search") return search(reader.openAutoFindCard(notified, Never));
+    if (verb == "end-search") return search(reader.closeAutoFindCard(Never));
+    if (verb == "find") return search(reader.idReader_FindCard(notified, Never));
+    if (verb == "is-on") return search({});
+    if (verb == "beep") {
+      reader.beep(number(), Never);
+      return HexText(&backend.written.back()[2], 1);
+    }
+    const CardReader::Info known = reader.Known();
+    if (verb == "reader") {
+      return std::to_string(known.deviceStatus) + known.versionCode + known.authorizeCode;
+    }
+    if (verb == "card") return std::to_string(known.cardKind) + " " + known.cardUidHex;
+    return "";
+  }
 };
 
-TEST_F(CardReaderTest, OpensAnewAfterAnOpeningThatFailed) {
-  for (const int code : {27, 28}) {
-    backend.openFailure = code;
-    EXPECT_EQ(Open(), std::to_string(code));
-  }
-  backend.openFailure = ERRORT_None;
-  backend.Script(0x64, {kNothing});
-  EXPECT_EQ(Open(), "30");
-  // Without a code the status that the buffer holds decides.
-  backend.Script(0x64, {Reply("3105"), Reply("3205")});
-  EXPECT_EQ(Open(), "0");
-  backend.Script(0x64, {Reply("3100"), Reply("3200 AB CD")});
-  EXPECT_EQ(Open(), "done anew");
-  EXPECT_EQ(reader.Known().versionCode, "ABCD");
-  EXPECT_EQ(Open(), "done");
-  EXPECT_EQ(backend.opened, 5);
-}
+class CardReaderTest : public testing::Test, public Desk {};
 
-TEST_F(CardReaderTest, AChangeOfItsKindIdentifiesTheReaderAnew) {
-  EXPECT_EQ(Open(), "done anew");
-  reader.UseSerialPort(true);
-  reader.UseSerialPort(true);
-  EXPECT_EQ(Open(), "done anew");
-  EXPECT_EQ(Open(), "done");
-  for (const bool serial : {false, true}) reader.UseSerialPort(serial);
-  EXPECT_EQ(Open(), "done anew");
-  EXPECT_EQ(backend.opened, 2) << "a serial port stays open";
-  reader.Close();
-  EXPECT_EQ(backend.openNow, 0);
-}
-
-TEST_F(CardReaderTest, EachStatusHasItsCodeAndItsTextInTheLog) {
-  const char* const texts[] = {"通信错误", "冲突检测信号", "通信超时", "缓冲区太小", "内部错误",
-                               "参数非法", "CRC_A 不匹配", "卡被锁死", "未知错误",   "未知错误"};
-  const auto file =
-      platform::LibraryFolder() / "logdata" / ("20240102-030405006-" + logName + ".txt");
-  std::filesystem::remove(file);  // of a run before
-  Open();
-  log.Switch(true);
-  std::string wanted;
-  std::uint8_t status = 0;
-  for (const char* text : texts) {
-    ++status;
-    EXPECT_EQ(Dn({{0x06, status}}), "30") << "a whole report is 64 bytes";
-    EXPECT_EQ(Dn({Reply("06" + HexText(&status, 1))}),
-              std::to_string(status > 8 ? 31 : 31 + status));
-    wanted += Gbk(text) + ";";
-  }
-  std::string logged;
-  Eventually([&] {  // the log has a thread of its own
-    logged.clear();
-    for (const std::string& line : LinesOf(file)) {
-      if (line.find("HID") == std::string::npos) logged += line.substr(line.rfind('|') + 1) + ";";
-    }
-    return logged == wanted;
-  });
-  EXPECT_EQ(logged, wanted);
+TEST(CardReader, StepsBring) {
+  const std::string longest = HexText(&ScriptedReader::Reply("0D00443C")[4], 60);
+  const struct {
+    const char* what;
+    std::string steps, outcomes;
+  } rows[] = {
+      {"an opening that failed is followed by another",
+       "opening-fails 27; open; opening-fails 28; open; opening-fails 0; open -; open; opened",
+       "27; 28; 30; done anew; 4"},
+      {"without a code the status in the buffer decides",
+       "open 3105 3205; open 3100 3200ABCD; reader; open", "0; done anew; 1ABCDA1A2A3A4A5A6; done"},
+      {"a loss", "open; dn 0500 !; reader; open; reader",
+       "done anew; 47; 3; done anew; 10284A1A2A3A4A5A6"},
+      {"a USB reader without ids", "vid 0; open; vid 65536; open; vid 1; pid 0; open; opened",
+       "27; 27; 27; 0"},
+      {"another kind is identified anew, and a serial port stays open",
+       "usb; open; serial; open; usb; open; usb; open; serial; open; serial; open; opened",
+       "done anew; done anew; done anew; done; done anew; done; 3"},
+      {"closed is closed", "serial; open; close; open; opened", "done anew; done anew; 2"},
+      {"there is no serial port 1000", "serial; port 1000; open; port 999; open; opened",
+       "48; done anew; 1"},
+      {"a serial port that takes no command is opened anew",
+       "serial; open; writing-fails 1; dn; opening-fails 48; open; writing-fails 0; opening-fails "
+       "0;"
+       "open; opened",
+       "done anew; 30; 48; done anew; 3"},
+      // What is left over is dropped where something went wrong, and once is enough.
+      {"nothing went wrong", "open; 300-pend; open; left", "done anew; done; 300"},
+      {"silence", "open; dn -; 300-pend; open; left; 300-pend; open; left",
+       "done anew; 30; done; 0; done; 300"},
+      {"another answer first", "open; dn 0500 0600; 300-pend; open; left",
+       "done anew; done; done; 0"},
+      {"a silent beep", "open; beep -; 300-pend; open; left", "done anew; 01; done; 0"},
+      {"a gap in a file", "open; file 01 - 03 04; 300-pend; open; left",
+       "done anew; done; done; 0"},
+      {"a search that may be acknowledged late", "open; search -; 300-pend; open; left",
+       "done anew; 0 off; done; 0"},
+      {"a card that may be reported while the search ends",
+       "open; search; end-search; 300-pend; open; left", "done anew; done on; done off; done; 0"},
+      {"a DN is never taken from what lies there", "open; 300-pend; dn 0603; left",
+       "done anew; 34; 0"},
+      {"a search that is refused", "open; search 0101", "done anew; 0 off"},
+      {"a search with another answer", "open; search 0200 -", "done anew; 0 off"},
+      {"a card before the acknowledgement", "open; search 011008E001020304050607 0100; card",
+       "done anew; done card on; 16 E001020304050607"},
+      {"a refused search that reports a card", "open; search 010404DEADBEEF 0101; card",
+       "done anew; 0 card on; 4 DEADBEEF"},
+      {"a search that refuses to end", "open; search; end-search 0101; end-search",
+       "done anew; done on; 0 on; done off"},
+      {"it is on where it was switched on, until the line is lost",
+       "open; search; serial; is-on; end-search; usb; is-on; dn !; is-on",
+       "done anew; done on; done off; done off; done on; 47; done off"},
+      {"a serial line tells of a card only while the search is switched on; silence is a failure",
+       "serial; open; search 010404DEADBEEF 0100 011008E001020304050607; find; find; card",
+       "done anew; done card on; done on; 0 on; 4 DEADBEEF"},
+      {"a beep has units of ten milliseconds",
+       "open; beep 0; beep 19; beep 20; beep 2559; beep 2560; beep 2580",
+       "done anew; 01; 01; 02; FF; 01; 02"},
+      {"UIDs", "open; chip; card; uid; card",
+       "done anew; done; 16 E001020304050607; done; 4 DEADBEEF"},
+      {"UIDs of any length that an answer can hold",
+       "open; uid 0D004401; card; uid 0D004400; uid 0D00443C; uid 0D00443D; uid 0D0044FF; card",
+       "done anew; done; 68 21; 0; done; 0; 0; 68 " + longest},
+  };
+  for (const auto& row : rows) EXPECT_EQ(Desk().Do(row.steps), row.outcomes) << row.what;
 }
 
 TEST_F(CardReaderTest, LogsWhatItCouldNotUse) {
-  Open();
   const LoggedLines errors;
-  Dn({Reply("0500"), kNothing});
-  Dn({kNothing});
+  EXPECT_EQ(Do("open; dn 0500 -; dn 0500 0603; dn -; dn =0603"), "done anew; 0; 34; 30; 30");
+  const std::string other = "intput:" + HexText(ScriptedReader::Reply("0500")) + "00";
   const std::string request = "0006" + std::string(126, '0');
-  const std::string other = HexText(Reply("0500")) + "00";
+  const std::string silent = "writeAndReadData-write:" + request;
   // What an earlier answer held, of another card perhaps, is not among it.
-  EXPECT_THAT(errors.Get(), ElementsAre("output:" + request, "intput:" + other, "output:" + request,
-                                        "intput:" + other, "writeAndReadData-write:" + request,
-                                        "writeAndReadData-read:" + std::string(130, '0')));
-}
-
-TEST_F(CardReaderTest, AFailingLineLosesTheReader) {
-  Open();
-  EXPECT_EQ(Dn({Reply("0500"), Reply("0603")}), "34");
-  EXPECT_EQ(reader.Known().versionCode, "0284");
-  EXPECT_EQ(Dn({Reply("0500"), kLost}), "47");
-  EXPECT_EQ(reader.Known().deviceStatus, 3U);
-  EXPECT_EQ(reader.Known().versionCode + reader.Known().authorizeCode, "");
-  EXPECT_EQ(Open(), "done anew");
-  EXPECT_EQ(reader.Known().deviceStatus, 1U);
+  EXPECT_THAT(errors.Get(), ElementsAre("output:" + request, other, "output:" + request, other,
+                                        "output:" + request, other, silent,
+                                        "writeAndReadData-read:" + std::string(130, '0'), silent,
+                                        "writeAndReadData-read:0603" + std::string(126, '0')));
 }
 
 TEST_F(CardReaderTest, CommandsTakeTheirParametersAndTimes) {
   const Block key = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88};
-  Open();
-  EXPECT_EQ(Dn({Reply("0600")}), "done");
+  EXPECT_EQ(Do("open; dn"), "done anew; done");
   EXPECT_TRUE(reader.WriteInputKey(key, answer, Never).Done());
   EXPECT_EQ(HexText(answer).substr(0, 12), "070021222324");
   EXPECT_TRUE(reader.ReadCardFile({0x12, 0x0134}, file, Never).Done());
   EXPECT_TRUE(reader.WriteOutputKey(key, Never).Done());
-  EXPECT_EQ(Dn({Reply("0600")}), "done");
+  EXPECT_EQ(Do("dn; search; find; end-search"), "done; done on; done on; done off");
   std::vector<std::string> requests;
-  for (const auto& request : backend.Written()) {
+  for (const Report& request : backend.written) {
     EXPECT_EQ(request.size(), 65U);
-    requests.push_back(HexText(request).substr(0, 22));
+    requests.push_back(HexText(request).substr(2, 20));
   }
   // What a command does not write is what the one before has left; no key stays behind.
-  EXPECT_THAT(requests, ElementsAre("0030000000000000000000", "0064000000000000000000",
-                                    "0006000000000000000000", "0007112233445566778800",
-                                    "000B120134445566778800", "0008112233445566778800",
-                                    "0006000000000000000000"));
-  EXPECT_THAT(backend.Timeouts(),
-              ElementsAre(1000, 1000, 0, 2000, 2000, 100, 100, 100, 100, 100, 100, 2000, 0, 2000));
+  EXPECT_THAT(requests,
+              ElementsAre("30000000000000000000", "64000000000000000000", "06000000000000000000",
+                          "07112233445566778800", "0B120134445566778800", "08112233445566778800",
+                          "06000000000000000000", "01010000000000000000", "01000000000000000000"));
+  EXPECT_THAT(backend.timeouts, ElementsAre(1000, 1000, 0, 2000, 2000, 100, 100, 100, 100, 100, 100,
+                                            2000, 0, 2000, 100, 1000, 1000));
 }
 
-// The read thread may get the reader only after the next read has begun there.
-TEST_F(CardReaderTest, WhatIsOverBeforeItBeginsIsNotSent) {
-  Open();
-  const std::string before = backend.Commands();
-  EXPECT_EQ(Dn({}, [] { return true; }), "abandoned");
-  EXPECT_EQ(backend.Commands(), before);
-}
-
-TEST_F(CardReaderTest, DropsWhatWasLeftOverBeforeTheNextCard) {
-  Open();
-  const auto leftAfterOpening = [this](std::size_t pending) {
-    backend.Pend(Reply("0600 EE"), pending);
-    Open();
-    const std::size_t left = backend.ReportsLeft();
-    backend.Forget();
-    return left;
-  };
-  EXPECT_EQ(leftAfterOpening(2), 2U);  // nothing went wrong, so nobody looks
-  Dn({kNothing});
-  EXPECT_EQ(leftAfterOpening(300), 0U);
-  EXPECT_EQ(backend.Timeouts().back(), 0U);
-  EXPECT_EQ(leftAfterOpening(2), 2U);  // once is enough
-  Dn({Reply("0500"), Reply("0600")});
-  EXPECT_EQ(leftAfterOpening(2), 0U);
-  backend.Script(0x65, {kNothing});
-  reader.beep(500, Never);
-  EXPECT_EQ(leftAfterOpening(2), 0U);
-  SwitchSearchOn({kNothing});  // may be acknowledged late
-  EXPECT_EQ(leftAfterOpening(2), 0U);
-  SwitchSearchOn({Reply("0100")});
-  reader.closeAutoFindCard(Never);  // a card may have been reported meanwhile
-  EXPECT_EQ(leftAfterOpening(2), 0U);
-  File(kFile11, {Part(1), kNothing, Part(3), Part(4)});
-  EXPECT_EQ(leftAfterOpening(2), 0U);
-  // A DN is asked for with nothing left, whatever has happened.
-  backend.Pend(Reply("0600 EE"));
-  EXPECT_TRUE(reader.ReadDn(answer, Never).Done());
-  EXPECT_EQ(answer[2], 1);
-}
-
-// A file goes on coming when it is abandoned.
-TEST_F(CardReaderTest, WaitsUntilAnAbandonedFileHasCome) {
-  Open();
+// The read thread may get the reader only after the next read has begun there; and a file goes on
+// coming when it is abandoned.
+TEST_F(CardReaderTest, WhatIsOverIsNotBegunOrWaitedForUntilItHasCome) {
+  Do("open");
+  EXPECT_EQ(Described(reader.ReadDn(answer, [] { return true; })), "abandoned");
+  EXPECT_EQ(backend.Commands(), "30 64");
   int steps = 0;
-  EXPECT_EQ(File(kFile13, Reports(18, Part(1)), [&steps] { return ++steps > 3; }), "abandoned");
-  EXPECT_EQ(backend.ReportsLeft(), 16U);
-  Open();
-  EXPECT_EQ(backend.ReportsLeft(), 0U);
-  const auto timeouts = backend.Timeouts();
-  EXPECT_EQ(timeouts[timeouts.size() - 2], 60U);  // nothing came for so long
-  EXPECT_EQ(timeouts.back(), 0U);
+  EXPECT_EQ(Described(reader.ReadCardFile(kFile13, file, [&steps] { return ++steps > 3; })),
+            "abandoned");
+  EXPECT_EQ(backend.pending.size(), 16U);
+  EXPECT_EQ(Do("open; left"), "done; 0");
+  EXPECT_EQ(*++backend.timeouts.rbegin(), 60U) << "nothing came for so long";
+  EXPECT_EQ(backend.timeouts.back(), 0U);
 }
 
-TEST_F(CardReaderTest, WithoutIdsOfTheReaderThereIsNone) {
-  ReaderSettings settings;
-  for (const auto& [vid, pid] : {std::pair{0U, 258U}, {49686U, 0U}, {65536U, 258U}}) {
-    settings.vid = vid;
-    settings.pid = pid;
-    reader.Configure(settings);
-    EXPECT_EQ(Open(), "27");
-  }
-  EXPECT_EQ(backend.opened, 0);
-}
-
-TEST_F(CardReaderTest, TheSearchIsOnWhenTheReaderSaysSo) {
-  const auto card = Reply("0110 08 E001020304050607");
-  const struct {
-    Reports reports;
-    bool done, notified, on;
-  } rows[] = {
-      {{Reply("0100")}, true, false, true},
-      {{Reply("0101")}, false, false, false},  // refused
-      {{Reply("0200"), kNothing}, false, false, false},
-      {{kNothing}, false, false, false},
-      {{card, Reply("0100")}, true, true, true},
-      {{card, Reply("0101")}, false, true, true},  // it reports a card, so it searches
-  };
-  Open();
-  for (const auto& row : rows) {
-    reader.Close();
-    Open();
-    EXPECT_EQ(SwitchSearchOn(row.reports) == "done", row.done);
-    EXPECT_EQ(notified, row.notified);
-    EXPECT_EQ(reader.SearchIsOn(), row.on);
-  }
-  EXPECT_EQ(reader.Known().cardUidHex, "E001020304050607");
-  backend.Script(0x01, {Reply("0101")});
-  reader.closeAutoFindCard(Never);
-  EXPECT_TRUE(reader.SearchIsOn()) << "it has refused to end";
-  EXPECT_TRUE(reader.closeAutoFindCard(Never).Done());
-  EXPECT_FALSE(reader.SearchIsOn());
-  EXPECT_EQ(backend.Timeouts().back(), 1000U);
-}
-
-TEST_F(CardReaderTest, TheSearchIsOnWhereItWasSwitchedOnUntilTheLineIsLost) {
-  Open();
-  EXPECT_EQ(SwitchSearchOn({Reply("0100")}), "done");
-  reader.UseSerialPort(true);
-  EXPECT_FALSE(reader.SearchIsOn());
-  EXPECT_TRUE(reader.closeAutoFindCard(Never).Done());  // nothing to be sent down this line
-  reader.UseSerialPort(false);
-  EXPECT_TRUE(reader.SearchIsOn());
-  Dn({kLost});
-  EXPECT_FALSE(reader.SearchIsOn());
-}
-
-TEST_F(CardReaderTest, BeepsInUnitsOfTenMilliseconds) {
-  Open();
-  for (const auto& [milliseconds, duration] :
-       {std::pair{0U, 1}, {19U, 1}, {20U, 2}, {2559U, 255}, {2560U, 1}, {2580U, 2}}) {
-    backend.Script(0x65, {Reply("6508")});  // nobody looks at the answer
-    EXPECT_TRUE(reader.beep(milliseconds, Never).Done());
-    EXPECT_EQ(backend.Written().back()[2], duration) << milliseconds;
-  }
-}
-
-TEST_F(CardReaderTest, KnowsTheUidOfACard) {
-  Open();
-  EXPECT_TRUE(reader.getSfzCardUid(Never).Done());
-  EXPECT_EQ(reader.Known().cardUidHex, "E001020304050607");
-  EXPECT_EQ(reader.Known().cardKind, 16U);
-  for (const int length : {0, 1, 60, 61, 255}) {
-    reader.ForgetCardUid();
-    ScriptedReader::Report report = Reply("0D0044");
-    report[3] = static_cast<std::uint8_t>(length);
-    backend.Script(0x0D, {report});
-    const bool valid = length > 0 && length <= 60;
-    EXPECT_EQ(Described(reader.ReadTypeACardUid(Never)), valid ? "done" : "0") << length;
-    EXPECT_EQ(reader.Known().cardUidHex, HexText(&report[4], valid ? report[3] : 0U));
-  }
-  EXPECT_EQ(reader.Known().cardKind, 0x44U);
-}
-
-// In a line of its own; the code's text follows when the code is raised.
+// The code's text follows when the code is raised.
 TEST(SystemReaderBackend, LogsWhyAPortDoesNotOpen) {
   const LoggedLines errors;
   std::unique_ptr<ReaderDevice> device;
-  const auto opened =
-      SystemReaderBackend().OpenSerial(platform::SerialPortName(998, ""), 9600, device);
-  EXPECT_EQ(Described(opened), "48");
+  const std::string port = platform::SerialPortName(998, "");
+  EXPECT_EQ(Described(SystemReaderBackend().OpenSerial(port, 9600, device)), "48");
   EXPECT_THAT(
       errors.Get(),
       ElementsAre(testing::StartsWith("Open(): CreateFile() failed, invalid handle value: (2) ")));
 }
 
-// A serial line at 300 baud that takes its time for each piece of an answer.
-class SerialReaderTest : public CardReaderTest {
- protected:
-  SerialReaderTest() {
-    ReaderSettings settings;
-    settings.comport = 300;
-    settings.comnum = 7;
-    reader.Configure(settings);
-    reader.UseSerialPort(true);
-    backend.clock = &clock;
-    Open();
-    begun = clock.ticks;
-  }
-  static Reports Pieces(const ScriptedReader::Report& whole, std::size_t size) {
-    Reports pieces;
-    for (std::size_t at = 0; at < whole.size(); at += size) {
-      const auto from = whole.begin() + static_cast<std::ptrdiff_t>(at);
-      pieces.emplace_back(from,
-                          from + static_cast<std::ptrdiff_t>(std::min(size, whole.size() - at)));
-    }
-    return pieces;
-  }
-  std::uint32_t Passed() { return clock.ticks - begun; }
-
-  std::uint32_t begun = 0;
-};
-
-TEST_F(SerialReaderTest, OpensItsPortOnceAndAnewWhenItTakesNoCommand) {
-  EXPECT_EQ(backend.ports, platform::SerialPortName(7, "") + "@300 ");
+// At 300 baud, with a line that takes its time for each piece of an answer.
+TEST_F(CardReaderTest, ASerialAnswerIsWhatComesInItsTime) {
+  const struct {
+    bool isFile;
+    std::size_t sent, pieceSize;
+    std::uint32_t pieceMs;
+    int asked;  // at which it is abandoned
+    const char* outcome;
+    std::size_t received;
+    std::uint32_t passedMs;  // a tenth of a second to empty the line before the command
+  } rows[] = {
+      {false, 64, 20, 0, 0, "done", 64, 100},
+      {false, 64, 13, 150, 0, "done", 64, 100 + 5 * 150},  // the pauses do not add up
+      {false, 2, 2, 0, 0, "done", 2, 100 + 200},
+      {false, 1, 1, 0, 0, "30", 1, 100 + 200},
+      {false, 1, 1, 300, 0, "30", 0, 100 + 200},
+      {false, 64, 1, 150, 4, "abandoned", 3, 100 + 3 * 150},
+      // What drips ends a second behind its first byte.
+      {false, 64, 1, 150, 0, "done", 7, 100 + 150 + 1000},
+      // A file may pause for two seconds, and ends three behind what its rate needs: here eight for
+      // 240 bytes of ten bits.
+      {true, 240, 60, 1500, 0, "done", 240, 100 + 4 * 1500},
+      {true, 240, 60, 2100, 0, "30", 0, 100 + 2000},
+      {true, 240, 1, 150, 0, "30", 73, 100 + 8000 + 3000},
+      {true, 240, 1, 150, 4, "abandoned", 2, 100 + 2 * 150},
+  };
+  settings.comport = 300;
+  EXPECT_EQ(Do("port 7; serial; open; dn =4203"), "done anew; 34") << "nothing is echoed";
+  EXPECT_THAT(backend.opened, ElementsAre(platform::SerialPortName(7, "") + "@300"));
   EXPECT_EQ(clock.sleptMs, 100U);
-  EXPECT_EQ(Open(), "done");
-  backend.writesFail = true;
-  EXPECT_EQ(Dn({}), "30");
-  EXPECT_EQ(backend.openNow, 0);
-  backend.openFailure = ERRORT_SerialPort;
-  EXPECT_EQ(Open(), "48");
-  backend.writesFail = false;
-  backend.openFailure = ERRORT_None;
-  EXPECT_EQ(Open(), "done anew");
-  EXPECT_EQ(backend.opened, 3);
-  reader.Close();
-  ReaderSettings settings;
-  settings.comnum = 1000;
-  reader.Configure(settings);
-  EXPECT_EQ(Open(), "48") << "there is no such port";
-  EXPECT_EQ(backend.opened, 3);
-}
-
-TEST_F(SerialReaderTest, AnAnswerIsWhatComesUntilItIsWholeOrPauses) {
-  EXPECT_EQ(Dn(Pieces(Reply("0600"), 20)), "done");
-  EXPECT_EQ(HexText(answer), HexText(Reply("0600")));
-  backend.pieceMs = 150;  // the pauses do not add up
-  EXPECT_EQ(Dn(Pieces(Reply("0600"), 13)), "done");
-  EXPECT_EQ(HexText(answer), HexText(Reply("0600")));
-  EXPECT_EQ(Dn({Bytes("0600")}), "done");
-  EXPECT_EQ(answer[2], 0);
-  EXPECT_EQ(Dn({Bytes("06")}), "30");
-  EXPECT_EQ(Dn({}), "30");
-  EXPECT_EQ(Dn({Bytes("4203")}), "34") << "nothing is echoed";
-}
-
-TEST_F(SerialReaderTest, AFileMayPauseForTwoSeconds) {
-  ScriptedReader::Report bytes(256);
-  for (std::size_t at = 0; at < bytes.size(); ++at) bytes[at] = static_cast<std::uint8_t>(at);
-  backend.pieceMs = 1500;
-  EXPECT_EQ(File(kFile12, Pieces(bytes, 60)), "done");
-  EXPECT_EQ(file, bytes);
-  backend.pieceMs = 2100;
-  begun = clock.ticks;
-  EXPECT_EQ(File(kFile12, Pieces(bytes, 60)), "30");
-  EXPECT_EQ(Passed(), 100U + 2000U);
-}
-
-// An answer that drips ends a second behind its first byte, a file three seconds behind what its rate
-// needs: here eight for 240 bytes of ten bits.
-TEST_F(SerialReaderTest, WhatDripsIsGivenUp) {
-  backend.pieceMs = 150;
-  EXPECT_EQ(Dn(Pieces(Reply("0600"), 1)), "done");
-  EXPECT_GE(Passed(), 100U + 1000U);
-  EXPECT_LE(Passed(), 100U + 150U + 1000U);
-  backend.Forget();
-  begun = clock.ticks;
-  EXPECT_EQ(File({0x12, 240}, Pieces(ScriptedReader::Report(240), 1)), "30");
-  EXPECT_EQ(Passed(), 100U + 3000U + 8000U);
-}
-
-TEST_F(SerialReaderTest, AStopEndsAnAnswerAndAFile) {
-  backend.pieceMs = 150;
-  int asked = 0;
-  const AbandonTest soon = [&asked] { return ++asked % 4 == 0; };
-  EXPECT_EQ(Dn(Pieces(Reply("0600"), 1), soon), "abandoned");
-  EXPECT_EQ(File(kFile12, Pieces(Reply("0600"), 1), soon), "abandoned");
-  EXPECT_LE(Passed(), 2 * (100U + 4 * 150U));
-}
-
-TEST_F(SerialReaderTest, TellsOfACardOnlyWhileTheSearchIsSwitchedOn) {
-  const auto card = Reply("0104 04 DEADBEEF");
-  EXPECT_EQ(SwitchSearchOn({card, Reply("0100")}), "done");
-  EXPECT_TRUE(notified);
-  EXPECT_EQ(reader.Known().cardUidHex, "DEADBEEF");
-  notified = false;
-  backend.Pend(card);
-  EXPECT_EQ(Described(reader.idReader_FindCard(notified, Never)), "done");
-  EXPECT_FALSE(notified);
-  EXPECT_EQ(Described(reader.idReader_FindCard(notified, Never)), "0") << "silence is a failure";
-  EXPECT_EQ(Passed(), 100U + 200U);
+  backend.clock = &clock;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.sent) + " by " + testing::PrintToString(row.pieceSize));
+    Report bytes = Bytes("0600");
+    for (std::uint8_t next = 1; bytes.size() < row.sent; ++next) bytes.push_back(next);
+    bytes.resize(row.sent);
+    Do("left");
+    backend.Script(row.isFile ? 0x0B : 0x06, {bytes});
+    backend.pieceSize = row.pieceSize;
+    backend.pieceMs = row.pieceMs;
+    int asked = 0;
+    const AbandonTest abandoned = [&] { return ++asked == row.asked; };
+    const std::uint32_t begun = clock.ticks;
+    EXPECT_EQ(Described(row.isFile ? reader.ReadCardFile({0x12, 240}, file, abandoned)
+                                   : reader.ReadDn(answer, abandoned)),
+              row.outcome);
+    EXPECT_EQ(clock.ticks - begun, row.passedMs);
+    bytes.resize(row.received);
+    bytes.resize(row.isFile ? file.size() : answer.size());  // nothing of before stands behind it
+    EXPECT_EQ(row.isFile ? HexText(file) : HexText(answer), HexText(bytes));
+  }
+  Do("left");
+  const std::uint32_t begun = clock.ticks;
+  EXPECT_EQ(Do("find"), "0 off");
+  EXPECT_EQ(clock.ticks - begun, 200U);
 }
 
 }  // namespace
