@@ -14,6 +14,8 @@ bool IsQuoted(std::string_view text, std::string_view key) {
 
 }  // namespace
 
+const char kSdkVersion[] = IDCARDREADER_SDK_VERSION;  // from the public header, by way of the build
+
 std::string LoginMessage(const ServiceIdentity& identity) {
   MessageWriter message;
   message.AddString("appId", identity.applicationId);

@@ -8,7 +8,7 @@
 namespace idcardreader {
 
 // The library's version as hosts and the service are told it.
-inline constexpr char kSdkVersion[] = "V2.84";
+extern const char kSdkVersion[];
 
 // The messages that are the same in every dialect, each for one send. The login ends with a line
 // feed, the heartbeat does not, and the service relies on that.
