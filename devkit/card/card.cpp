@@ -49,10 +49,6 @@ const TypeRule& RuleOf(CardType type) {
                        [type](const TypeRule& rule) { return rule.type == type; });
 }
 
-[[noreturn]] void Fail(const std::string& where, const std::string& what) {
-  throw FileError(where + ": " + what);
-}
-
 const TypeRule& ParseType(const Json& json, const std::string& where) {
   std::vector<std::string_view> words;
   for (const TypeRule& rule : TypeRules()) {

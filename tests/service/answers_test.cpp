@@ -37,8 +37,8 @@ std::string WithData(const char* start, const std::string& data) {
 }
 
 constexpr char kInputKey[] = "1122334455667788";
-constexpr char kOutputKey[] = "A1A2A3A4A5A6A7A8";
-constexpr char kDn[] = R"({"code":"00","type":"dn",)";
+constexpr char kOutputKeyDigits[] = "A1A2A3A4A5A6A7A8";
+constexpr char kDnAnswer[] = R"({"code":"00","type":"dn",)";
 
 struct KeyCase {
   std::string answer;
@@ -53,32 +53,32 @@ TEST(KeyAnswer, CarriesItsKeyInTheTokenDialect) {
   for (int element = 0; element < 5000; ++element) oversized += ",-1";
   const KeyCase rows[] = {
       {wire::InputKeyAnswer(), KeyKind::input, kInputKey},
-      {wire::OutputKeyAnswer(), KeyKind::output, kOutputKey},
+      {wire::OutputKeyAnswer(), KeyKind::output, kOutputKeyDigits},
       {wire::InputKeyAnswer(), KeyKind::output, ""},
       {wire::OutputKeyAnswer(), KeyKind::input, ""},
-      {WithData(kDn, wire::kOutputKeyData), KeyKind::input, ""},  // the word says another key
-      {WithData(kDn, wire::kShortKeyData), KeyKind::input, ""},
-      {WithData(kDn, wire::kStrangeKeyData), KeyKind::input, ""},
+      {WithData(kDnAnswer, wire::kOutputKeyData), KeyKind::input, ""},  // the word says another key
+      {WithData(kDnAnswer, wire::kShortKeyData), KeyKind::input, ""},
+      {WithData(kDnAnswer, wire::kStrangeKeyData), KeyKind::input, ""},
       {WithData(R"({"code":"00","type":"dn2",)", wire::kInputKeyData), KeyKind::input, ""},
       {WithData(R"({"code":"01","type":"dn",)", wire::kInputKeyData), KeyKind::input, ""},
       {WithData(R"({"type":"dn",)", wire::kInputKeyData), KeyKind::input, ""},
-      {WithData(kDn, "[]"), KeyKind::input, ""},
-      {WithData(kDn, "[1,2,3]"), KeyKind::input, ""},
-      {WithData(kDn, oversized + "]"), KeyKind::input, ""},
+      {WithData(kDnAnswer, "[]"), KeyKind::input, ""},
+      {WithData(kDnAnswer, "[1,2,3]"), KeyKind::input, ""},
+      {WithData(kDnAnswer, oversized + "]"), KeyKind::input, ""},
       {R"({"code":"00","type":"dn"})", KeyKind::input, ""},
       {"", KeyKind::input, ""}};
   for (const auto& [answer, expected, key] : rows) {
     EXPECT_EQ(HexText(TokenDialect().ReadKey(answer, expected, {}).key), key) << answer;
   }
   const ThrowingHardStop throwing;
-  EXPECT_THROW(TokenDialect().ReadKey(WithData(kDn, "[00000001]"), KeyKind::input, {}),
+  EXPECT_THROW(TokenDialect().ReadKey(WithData(kDnAnswer, "[00000001]"), KeyKind::input, {}),
                ThrowingHardStop::Stopped);
 }
 
 TEST(KeyAnswer, CarriesItsKeyInTheDeviceCodeDialect) {
   const KeyCase rows[] = {
       {wire::FirstAnswer(wire::kInputKeyData), KeyKind::input, kInputKey},
-      {wire::FirstAnswer(wire::kOutputKeyData), KeyKind::output, kOutputKey},
+      {wire::FirstAnswer(wire::kOutputKeyData), KeyKind::output, kOutputKeyDigits},
       {wire::FirstAnswer(wire::kOutputKeyData), KeyKind::input, ""},
       {wire::FirstAnswer(wire::kShortKeyData), KeyKind::input, ""},
       {WithData(R"({"dataType":"THIRD",)", wire::kInputKeyData), KeyKind::input, ""},
