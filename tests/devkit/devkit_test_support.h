@@ -5,10 +5,10 @@
 #include <string>
 
 #include "base/cipher.h"
+#include "base/encoding.h"
 #include "base/json_file.h"
 #include "card/card.h"
 #include "decode_service/blocks.h"
-#include "decode_service/content.h"
 
 namespace devkit {
 
