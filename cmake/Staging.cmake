@@ -13,7 +13,12 @@ install(
   RUNTIME DESTINATION bin COMPONENT reading
   LIBRARY DESTINATION lib COMPONENT reading
   ARCHIVE DESTINATION lib COMPONENT reading)
-install(DIRECTORY include/idcardreader DESTINATION include COMPONENT reading)
+install(
+  DIRECTORY include/idcardreader
+  DESTINATION include
+  COMPONENT reading
+  FILES_MATCHING
+  PATTERN "*.h")
 install(TARGETS readcard RUNTIME DESTINATION bin COMPONENT reading)
 # It goes where no loader finds it by accident: a host gets it by being started beside it.
 install(
