@@ -14,6 +14,8 @@ endif()
 
 set(IDCARDREADER_SANITIZERS "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
 if(IDCARDREADER_SANITIZERS)
+  set(CMAKE_C_FLAGS_RELEASE "-O1 -DNDEBUG")
+  set(CMAKE_CXX_FLAGS_RELEASE "-O1 -DNDEBUG")
   add_compile_options(
     -fsanitize=${IDCARDREADER_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
   add_link_options(-fsanitize=${IDCARDREADER_SANITIZERS})

@@ -1,13 +1,13 @@
-# GTest::gtest_main and GTest::gmock. Debian's binary serves the plain Linux build; everything else
-# (Windows, sanitizers, the other compiler) builds Debian's source of it. Without either there are no
-# tests; reading a card needs none.
-if(WIN32
-   OR IDCARDREADER_SANITIZERS
-   OR NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+# GTest::gtest_main and GTest::gmock, from Debian's binary or, where that does not do – on Windows, and
+# under the thread sanitizer, which has to see every lock – from Debian's source of it. Without either
+# there are no tests; reading a card needs none.
+if(WIN32 OR IDCARDREADER_SANITIZERS MATCHES "thread")
   if(EXISTS /usr/src/googletest/CMakeLists.txt)
     set(INSTALL_GTEST OFF)
-    set(BUILD_GMOCK ON)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    foreach(library gtest gtest_main gmock)
+      target_compile_options(${library} PRIVATE -O0) # takes a quarter of the time to compile
+    endforeach()
   endif()
 else()
   find_package(GTest QUIET)

@@ -92,15 +92,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::VirtualClock clock;
   fuzz::FuzzedReader reader(script, clock);
   fuzz::FuzzedService service(script, clock);
-  const Dialect& dialect = script.Choice(2) == 0 ? TokenDialect() : DeviceCodeDialect();
+  const std::size_t choice = script.Choice(4);
+  const Dialect& dialect = choice % 2 == 0 ? TokenDialect() : DeviceCodeDialect();
+  if (choice >= 2) fuzz::Files()["conf.yaml"] = "canLog: true\n";
   bool processEnded = false;
   {
     ReaderEngine engine({reader, service, clock, "/host", "/library", dialect});
     fuzz::WhileCallerWaits([&] {
-      const std::uint8_t choice = script.Byte();
-      if (choice == 0xFF) engine.StopRead();
-      if (choice == 0xFE) engine.GetCardUid(0);
-      fuzz::RunThread(choice);
+      const std::uint8_t action = script.Byte();
+      if (action == 0xFF) engine.StopRead();
+      if (action == 0xFE) engine.GetCardUid(0);
+      fuzz::RunThread(action);
     });
     try {
       for (int count = 0; count < kMostActs && !script.Empty(); ++count) {

@@ -45,6 +45,9 @@ ensure_packages() {
       missing+=("$package")
   done
   [[ ${#missing[@]} -gt 0 ]] || return 0
+  local lock
+  exec {lock}>"$logs/packages.lock"
+  flock "$lock"
 
   local root=()
   if [[ $(id -u) -ne 0 ]]; then
@@ -54,6 +57,7 @@ ensure_packages() {
   fi
   run_logged packages "Installing ${missing[*]} ($reason)" \
     install_packages "${missing[@]}"
+  exec {lock}>&-
 }
 
 install_packages() {
@@ -66,15 +70,18 @@ install_packages() {
 
 jobs=$(nproc)
 
-# build PRESET TARGET...: configures and builds. Configuring anew takes a second and finds what was
-# installed since.
+# build PRESET TARGET...: configures and builds, when nobody else does so in this folder. Configuring
+# anew takes a second and finds what was installed since.
 build() {
-  local preset=$1
+  local preset=$1 lock
   shift
   cd "$repository"
+  exec {lock}>"$logs/build-$preset.lock"
+  flock "$lock"
   run_logged "configure-$preset" "Configuring $preset" cmake --preset "$preset"
   run_logged "build-$preset" "Building $preset: $*" \
     cmake --build --preset "$preset" -j "$jobs" --target "$@"
+  exec {lock}>&-
 }
 
 # Makes Wine's folder beforehand, so that no program has to wait for it. Descriptor 9 tells other

@@ -13,7 +13,7 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
       "Reads the identity card that lies on the reader and prints what it holds.\n"
       "Exit status: 0 every card was read, 1 a read failed, 2 wrong usage or no library.",
       "readcard");
-  app.set_version_flag("--version", "readcard " READCARD_VERSION);
+  app.set_version_flag("--version", "readcard " IDCARDREADER_VERSION);
   CLI::Option* const json =
       app.add_flag("--json", options.json, "Print one JSON document a read, and nothing else");
   CLI::Option* const files =

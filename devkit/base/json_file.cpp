@@ -7,6 +7,10 @@
 
 namespace devkit {
 
+void Fail(const std::string& where, const std::string& what) {
+  throw FileError(where + ": " + what);
+}
+
 std::string PathText(const std::filesystem::path& path) {
   const std::u8string text = path.generic_u8string();
   return {text.begin(), text.end()};

@@ -16,6 +16,8 @@ class FileError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+[[noreturn]] void Fail(const std::string& where, const std::string& what);
+
 // UTF-8 on every platform.
 std::string PathText(const std::filesystem::path& path);
 std::filesystem::path PathFromText(const std::string& utf8);

@@ -44,10 +44,6 @@ const std::vector<TypeRule>& TypeRules() {
   return rules;
 }
 
-[[noreturn]] void Fail(const std::string& where, const std::string& what) {
-  throw FileError(where + ": " + what);
-}
-
 const TypeRule& ParseType(const Json& json, const std::string& where) {
   std::vector<std::string_view> words;
   for (const TypeRule& rule : TypeRules()) {

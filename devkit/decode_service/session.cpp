@@ -4,6 +4,7 @@
 #include <array>
 
 #include "base/cipher.h"
+#include "base/encoding.h"
 #include "decode_service/blocks.h"
 #include "decode_service/content.h"
 #include "platform/code_page.h"

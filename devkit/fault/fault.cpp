@@ -15,10 +15,6 @@ std::chrono::microseconds FromMilliseconds(double milliseconds) {
   return std::chrono::microseconds(std::llround(milliseconds * 1000));
 }
 
-[[noreturn]] void Fail(const std::string& where, const std::string& what) {
-  throw FileError(where + ": " + what);
-}
-
 std::string RequiredWord(const Json& fault, const char* member, const std::string& where,
                          const std::vector<std::string_view>& allowed) {
   const auto found = fault.find(member);

@@ -35,7 +35,7 @@ File OpenAnsiFile(const char* name, const char* mode) { return OpenFile(name, mo
 bool WriteToFile(const File&, std::string_view) { return true; }
 bool AnsiFileExists(const char*) { return false; }
 void RemoveAnsiFile(const char*) {}
-bool CreateFolder(const std::filesystem::path&) { return true; }
+void CreateFolder(const std::filesystem::path&) {}
 unsigned long LastSystemError() { return static_cast<unsigned long>(errno); }
 bool OutOfDescriptors() { return false; }
 std::string AnsiText(const std::filesystem::path& path) { return path.native(); }

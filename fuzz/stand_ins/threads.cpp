@@ -102,8 +102,6 @@ void CSThread::Join() {
   fuzz::Expect(state->ended, "a thread that is joined comes to its end");
 }
 
-bool CSThread::IsCurrent() const { return fuzz::current == state.get(); }
-
 }  // namespace idcardreader::platform
 
 // The reader's operations are performed where they are asked for.
@@ -148,7 +146,5 @@ void Event::Wait() {
   }
   state->signalled = false;
 }
-
-bool Event::WaitFor(std::chrono::milliseconds) { return std::exchange(state->signalled, false); }
 
 }  // namespace idcardreader::platform

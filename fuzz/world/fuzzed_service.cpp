@@ -15,18 +15,13 @@ namespace wire = idcardreader::wire;
 // A shorter one passes for an acknowledgement.
 constexpr std::size_t kShortestContentAnswer = 201;
 
-bool HasWord(const std::string& message, const std::string& word) {
-  return Within('"' + word + '"', message);
-}
+constexpr char kDeviceCodeStart[] = R"({"data":"x","dataType":"FIFTH","kind":"INFO",)";
 
 // Just over a photo's size.
-const std::string& ImageArray() {
-  static const std::string array = [] {
-    std::string text = "[-1";
-    for (int count = 0; count < 1024; ++count) text += ",0";
-    return text + "]";
-  }();
-  return array;
+const std::string kImage = devkit::ByteArrayText(devkit::Bytes(1025, 0xFF));
+
+bool HasWord(const std::string& message, const std::string& word) {
+  return Within('"' + word + '"', message);
 }
 
 }  // namespace
@@ -73,13 +68,13 @@ std::string FuzzedService::Person() {
   return std::string(permit ? R"("type":"gat","gatCard":{)" : R"("type":"iden","idCard":{)") +
          R"("name":")" + id + R"(","sex":")" + id + R"(","birthday":")" + id + R"(","id":")" + id +
          R"(","issue":")" + id + R"(","passCheckId":")" + id + "\"" +
-         (permit ? "" : R"(,"image":)" + ImageArray()) + "}";
+         (permit ? "" : R"(,"image":)" + kImage) + "}";
 }
 
 std::string FuzzedService::ContentAnswer(const std::string& content) {
   contents += content;
   if (HasWord(content, "FIFTH")) return content;
-  std::string answer = R"({"data":")" + Base64(Deflated(content)) + "\"}";
+  std::string answer = R"({"data":")" + devkit::Base64(devkit::Deflate(content)) + "\"}";
   answer.resize(std::max(answer.size(), kShortestContentAnswer), ' ');
   return answer + "\n";
 }
@@ -94,7 +89,7 @@ std::string FuzzedService::GoodAnswer(const std::string& message) {
   if (HasWord(message, "NULL")) return wire::FirstAnswer(wire::kInputKeyData);
   if (HasWord(message, "FIRST") && ++uploads == 1) return wire::FirstAnswer(wire::kOutputKeyData);
   if (uploads == 5) {
-    return ContentAnswer(R"({"data":"x","dataType":"FIFTH","kind":"INFO",)" + Person() + "}");
+    return ContentAnswer(kDeviceCodeStart + Person() + "}");
   }
   return wire::kAcknowledgement;
 }
@@ -103,55 +98,51 @@ int FuzzedService::Send(Handle socket, const void* data, std::size_t length) {
   Expect(socket == last && open == 1, "what is sent goes to the open socket");
   const std::string message(static_cast<const char*>(data), length);
   if (shut) return -1;
-  const std::string deviceCodeStart = R"({"data":"x","dataType":"FIFTH","kind":"INFO",)";
+  std::string answer;
   switch (script.Choice(12)) {
     case 1:
       return -1;
     case 2:  // silence
+      return static_cast<int>(length);
+    case 3:  // the connection ends
       break;
-    case 3:
-      pieces.emplace_back();
+    case 4:  // in two pieces
+      answer = GoodAnswer(message);
+      pieces.push_back(answer.substr(0, 1 + script.Choice(answer.size())));
+      answer.erase(0, pieces.back().size());
+      if (answer.empty()) return static_cast<int>(length);
       break;
-    case 4: {
-      const std::string answer = GoodAnswer(message);
-      const std::size_t cut = 1 + script.Choice(answer.size());
-      pieces.push_back(answer.substr(0, cut));
-      if (cut < answer.size()) pieces.push_back(answer.substr(cut));
-      break;
-    }
     case 5:
       carriesNoise = true;
-      pieces.push_back(script.LongText());
+      answer = script.LongText();
       break;
     case 6:
-      pieces.push_back(ContentAnswer(script.LongText()));
+      answer = ContentAnswer(script.LongText());
       break;
     case 7:
-      pieces.push_back(ContentAnswer(deviceCodeStart + script.LongText()));
+      answer = ContentAnswer(kDeviceCodeStart + script.LongText());
       break;
-    case 8: {
-      std::string answer = GoodAnswer(message);
-      answer[script.Choice(answer.size())] ^= static_cast<char>(script.Byte());
+    case 8:
       carriesNoise = true;
-      pieces.push_back(std::move(answer));
+      answer = GoodAnswer(message);
+      answer[script.Choice(answer.size())] ^= static_cast<char>(script.Byte());
       break;
-    }
-    case 9: {
-      const std::string answer = GoodAnswer(message);
-      pieces.push_back(answer.substr(0, script.Choice(answer.size())));
+    case 9:
+      answer = GoodAnswer(message);
+      answer.resize(script.Choice(answer.size()));
       break;
-    }
     case 10:  // twice
       pieces.push_back(GoodAnswer(message));
-      pieces.push_back(GoodAnswer(message));
+      answer = GoodAnswer(message);
       break;
     case 11:
-      pieces.emplace_back("{\"code\":\"99\",\"msg\":\"token已过期\"}\n");
+      answer = "{\"code\":\"99\",\"msg\":\"token已过期\"}\n";
       break;
     default:
-      pieces.push_back(GoodAnswer(message));
+      answer = GoodAnswer(message);
       break;
   }
+  pieces.push_back(std::move(answer));
   return static_cast<int>(length);
 }
 

@@ -179,6 +179,18 @@
 #define IDCARDREADER_API
 #endif
 
+/* The version of this header and of the library that it belongs to; the build takes it from here. */
+#define IDCARDREADER_VERSION_MAJOR 2
+#define IDCARDREADER_VERSION_MINOR 84
+#define IDCARDREADER_VERSION_PATCH 0
+#define IDCARDREADER_VERSION_TEXT(major, minor, patch) #major "." #minor "." #patch
+#define IDCARDREADER_VERSION_TEXT_OF(major, minor, patch) \
+  IDCARDREADER_VERSION_TEXT(major, minor, patch)
+/* "2.84.0" */
+#define IDCARDREADER_VERSION                                                           \
+  IDCARDREADER_VERSION_TEXT_OF(IDCARDREADER_VERSION_MAJOR, IDCARDREADER_VERSION_MINOR, \
+                               IDCARDREADER_VERSION_PATCH)
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -417,7 +429,7 @@ IDCARDREADER_API int32_t readCardGetUID(int32_t mode, char* buffer);
  *   readCardGetAuthorizeCode   the reader's authorize code, 12 hexadecimal digits; likewise.
  *   readCardGetHostDeviceCode  what names this host to the service: a network adapter's address,
  *                              as 00-1A-2B-3C-4D-5E, or "pcDevice".
- *   readCardGetSdkVersion      the library's version, as "V2.84".
+ *   readCardGetSdkVersion      major and minor number of the library's version, as "V2.84".
  *   readCardGetComSet          serial port and baud rate as configured; empty without conf.yaml.
  */
 IDCARDREADER_API const char* readCardGetVersionCode(void);

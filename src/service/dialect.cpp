@@ -4,6 +4,8 @@
 
 namespace idcardreader {
 
+const char kSdkVersion[] = IDCARDREADER_SDK_VERSION;  // from the public header, by way of the build
+
 std::string LoginMessage(const ServiceIdentity& identity) {
   MessageWriter message;
   message.AddString("appId", identity.applicationId);

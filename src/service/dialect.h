@@ -13,7 +13,7 @@
 namespace idcardreader {
 
 // The library's version as hosts and the service are told it.
-inline constexpr char kSdkVersion[] = "V2.84";
+extern const char kSdkVersion[];
 
 // As whom the service is spoken to.
 struct ServiceSession {

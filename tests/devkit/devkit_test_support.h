@@ -2,25 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
-#include "base/bytes.h"
 #include "base/cipher.h"
+#include "base/encoding.h"
 #include "base/json_file.h"
 #include "card/card.h"
 #include "decode_service/blocks.h"
-#include "decode_service/content.h"
-#include "fault/fault.h"
 
 namespace devkit {
-
-inline std::filesystem::path SourceFolder() {
-  const char* folder = std::getenv("IDCARDREADER_SOURCE");
-  return folder != nullptr ? PathFromText(folder) : std::filesystem::path(".");
-}
 
 inline Card CardOf(const std::string& json) {
   return ParseCard(ParseJsonText(json, "card"), "card", "card");
@@ -33,10 +23,6 @@ inline Card Resident() {
 
 inline Card ResidentWithoutFingerprint() {
   return CardOf(R"({"type": "iden", "photo": {"seed": 6}, "chip": {"seed": 6}})");
-}
-
-inline Scenario ScenarioOf(const std::string& json) {
-  return ParseScenario(ParseJsonText(json, "scenario"), "scenario");
 }
 
 // The messages of a client, written by hand around the blocks.
@@ -53,10 +39,6 @@ struct ClientTexts {
   }
   static std::string NoFingerprint(const std::string& token) {
     return R"({"type":"BB21_2","token":")" + token + R"("})";
-  }
-  static std::string DeviceCodeUpload(const std::string& dataType, ByteView block) {
-    return R"({"sbm":"a&b&c&d","type":"INFO","dataType":")" + dataType + R"(","data":)" +
-           ByteArrayText(Encipher(kMessageKey, block)) + "}";
   }
 };
 

@@ -2,7 +2,6 @@
 
 #include "decode_service/session.h"
 
-#include "decode_service/answer_plan.h"
 #include "devkit/devkit_test_support.h"
 
 namespace devkit {
@@ -102,45 +101,6 @@ TEST_F(SessionTest, NothingIsAcceptedWithoutAGreetingOrAValidToken) {
   const Reply reply = Say(dn);
   EXPECT_FALSE(reply.accepted);
   EXPECT_NE(reply.answer.find("\"msg\":\"token\xD2\xD1\xB9\xFD\xC6\xDA\"}"), std::string::npos);
-}
-
-std::vector<std::string> Sent(const Reply& reply) {
-  std::vector<std::string> texts;
-  for (const LineStep& step : PlanAnswer(reply)) texts.push_back(step.bytes);
-  return texts;
-}
-
-Reply Spoiled(const std::string& answer, const std::string& fault) {
-  Reply reply;
-  reply.answer = answer;
-  reply.latency = std::chrono::milliseconds(4);
-  reply.fault = ScenarioOf(R"({"service": {"faults": [{"at": "login", )" + fault + "}]}}")
-                    .service.faults.front();
-  return reply;
-}
-
-TEST(AnswerPlanTest, PlaysFaultsOfTheLine) {
-  const std::string answer = R"({"code":"00"})";
-  EXPECT_EQ(Sent(Spoiled(answer, R"("fault": "split", "parts": 3)")),
-            (std::vector<std::string>{"{\"cod", "e\":\"0", "0\"}"}));
-  EXPECT_EQ(Sent(Spoiled(answer, R"("fault": "half")")), std::vector<std::string>{"{\"code"});
-  EXPECT_EQ(Sent(Spoiled(answer, R"("fault": "slow", "bytes": 2)")).size(), 7u);
-  EXPECT_EQ(PlanAnswer(Spoiled(answer, R"("fault": "reset")")).at(0).then, LineStep::Then::reset);
-  EXPECT_EQ(PlanAnswer(Spoiled(answer, R"("fault": "delay", "ms": 30)")).at(0).pause,
-            std::chrono::milliseconds(34));
-}
-
-TEST(AnswerPlanTest, LongAnswersKeepTheirForm) {
-  const std::string oversized =
-      Sent(Spoiled("{\"code\":\"00\"}\n", R"("fault": "oversized", "bytes": 20000)")).at(0);
-  EXPECT_EQ(oversized.size(), 20000u);
-  EXPECT_EQ(oversized.back(), '\n');
-  EXPECT_EQ(FieldOf(oversized, "code"), "00");
-  // A client ends itself on purpose at an array with long elements; garbage must hold none.
-  const std::string garbage = Sent(Spoiled("{}", R"("fault": "garbage", "bytes": 65536)")).at(0);
-  EXPECT_EQ(garbage.size(), 65536u);
-  EXPECT_EQ(garbage.find("data"), std::string::npos);
-  EXPECT_EQ(garbage.find("image"), std::string::npos);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <set>
 #include <unordered_map>
 
+#include "base/encoding.h"
 #include "decode_service/content.h"
 #include "host/record_checks.h"
 #include "platform/code_page.h"
