@@ -230,6 +230,7 @@ TEST_F(SerialTerminalTest, AReadTakesWhatIsThereButNoMoreThanItsRoom) {
   std::thread sender([&] {
     for (int i = 0; i < 100; ++i) {
       DeviceSends("a");
+      std::this_thread::sleep_for(std::chrono::microseconds(100));  // it is taken alone, at times
       DeviceSends("bcdefg");
     }
   });

@@ -5,6 +5,7 @@
 // Behind asio, which wants to bring in the headers of the system itself.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <string>
 #include <vector>
