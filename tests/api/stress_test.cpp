@@ -15,26 +15,7 @@ constexpr std::size_t kRounds = 12;
 // How long each round lasts: a few reads, some of them ended by the others.
 constexpr milliseconds kRound(250);
 
-class StressTest : public HostTest {
- protected:
-  // Calls each of these in a thread of its own, again and again, until the round is over.
-  static void CallAtOnce(const std::vector<std::function<void()>>& calls) {
-    std::atomic<bool> over = false;
-    std::vector<std::thread> threads;
-    threads.reserve(calls.size());
-    for (const auto& call : calls) {
-      threads.emplace_back([&over, &call] {
-        while (!over) {
-          call();
-          std::this_thread::sleep_for(milliseconds(1));
-        }
-      });
-    }
-    std::this_thread::sleep_for(kRound);
-    over = true;
-    for (std::thread& thread : threads) thread.join();
-  }
-};
+class StressTest : public HostTest {};
 
 TEST_F(StressTest, EverythingAtOnceEndsAndTheNextReadIsGood) {
   const auto& l = *library;
@@ -80,7 +61,16 @@ TEST_F(StressTest, EverythingAtOnceEndsAndTheNextReadIsGood) {
   for (std::size_t round = 0; round < kRounds; ++round) {
     std::vector<std::function<void()>> calls = always;
     calls.push_back(disturbances[round % disturbances.size()]);
-    CallAtOnce(calls);
+    std::atomic<bool> over = false;
+    std::vector<std::thread> threads;
+    for (const auto& call : calls) {
+      threads.emplace_back([&over, &call] {
+        for (; !over; std::this_thread::sleep_for(milliseconds(1))) call();
+      });
+    }
+    std::this_thread::sleep_for(kRound);
+    over = true;
+    for (std::thread& thread : threads) thread.join();
     library->readCardStop();
     ExpectGoodRead(round % 2 == 0 ? "gat" : kAnyCard);
   }
