@@ -74,17 +74,6 @@ TEST_F(LifecycleTest, CloseTakesTheFieldsAndLeavesTheBlocks) {
             IDCARDREADER_SDT_NOTHING_READ);
 }
 
-TEST_F(LifecycleTest, FieldsGoTwoSecondsAfterTheReadAndBlocksStay) {
-  ExpectGoodRead(kAnyCard);
-  const auto ended = std::chrono::steady_clock::now();
-  EXPECT_TRUE(Eventually([this] { return library->GetNewCardType() == 0; }));
-  EXPECT_GT(std::chrono::steady_clock::now() - ended, milliseconds(1900));
-  ExpectBlocksOf(CardOf(kAnyCard), *library);
-  ExpectNoFields(*library);
-  ExpectCode(46);
-  ExpectGoodRead("gat");
-}
-
 // Whoever only looks at the reader neither ends a read nor takes what it has brought.
 TEST_F(LifecycleTest, BystandersDoNotDisturbAReadUntilItsCallerHasLeft) {
   ExpectGoodRead(kAnyCard);

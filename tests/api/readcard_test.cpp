@@ -1,8 +1,10 @@
 // The command-line host: what it prints, where, and how it ends. Also what conf.yaml does, since that
-// stands beside a program.
+// stands beside a program, and what becomes of programs beside each other and at their ends.
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <sstream>
 
 #include "host/child_process.h"
@@ -221,6 +223,68 @@ TEST_F(ReadcardTest, TheReaderAndTheLogsOfTheConfigurationAreUsed) {
     EXPECT_EQ(Run("").status, 0);
     EXPECT_EQ(folder.Files("logdata").size(), files);
   }
+}
+
+// What the library names stays in its process. The other has a folder with a program, a library and a reader of its own, on whose desk a card
+// lies.
+TEST_F(ReadcardTest, TwoProgramsReadAtTheSameTimeAndDoNotDisturbEachOther) {
+  constexpr std::size_t kReads = 10;
+  constexpr char kCardOfTheOther[] = "yjznew";
+  const fs::path other = folder.Path() / "other";
+  fs::create_directory(other);
+  for (const auto& entry : fs::directory_iterator(folder.Path())) {
+    if (entry.is_regular_file()) fs::copy_file(entry.path(), other / entry.path().filename());
+  }
+  const fs::path card = SourceFolder() / "devkit" / "cards" / kCardOfTheOther;
+  folder.WriteFile("other/virtual-reader.json",
+                   nlohmann::json{{"card", card.generic_string() + ".json"}}.dump());
+
+  std::future<ChildResult> running = std::async(std::launch::async, [&other] {
+    return RunProgram(other.string(), "readcard", "--json --repeat " + std::to_string(kReads));
+  });
+  // Between the other's first message and its last.
+  std::size_t met = 0;
+  const auto ofTheOther = [&] {
+    const auto received = service->Received();
+    return std::count_if(received.begin(), received.end(),
+                         [&](const auto& message) { return message.card == kCardOfTheOther; });
+  };
+  do {
+    const auto before = ofTheOther();
+    ExpectGoodRead(kAnyCard);
+    if (before > 0 && ofTheOther() > before) ++met;
+  } while (running.wait_for(milliseconds(0)) != std::future_status::ready);
+  EXPECT_GT(met, 0u) << "the two have not met";
+  const ChildResult child = running.get();
+  EXPECT_EQ(child.status, 0) << child.errors;
+  const std::vector<json> documents = Documents(child.output);
+  EXPECT_EQ(documents.size(), kReads);
+  for (const json& document : documents) {
+    EXPECT_EQ(document["dn"], devkit::ToHex(CardOf(kCardOfTheOther).dn));
+  }
+  fs::remove_all(other);
+}
+
+void ExpectGoodExits(int count) {
+  const std::string library = RunFolder::Get().Library().string();
+  for (int round = 0; round < count; ++round) {
+    const ChildResult child = RunProgram(HOST_PROGRAMS, "exiting_host", library);
+    ASSERT_EQ(child.status, 0) << round << " " << child.errors;
+  }
+}
+
+TEST(ProcessExit, TakesNothingFromThreadsThatStillCall) {
+#ifdef _WIN32
+  ExpectGoodExits(8);
+#else
+  ExpectGoodExits(60);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  // A library that is loaded before the program begins is ended in another order.
+  setenv("LD_PRELOAD", RunFolder::Get().Library().c_str(), 1);
+  ExpectGoodExits(60);
+  unsetenv("LD_PRELOAD");
+#endif
+#endif
 }
 
 }  // namespace

@@ -7,8 +7,6 @@
 namespace hosttest {
 namespace {
 
-using nlohmann::json;
-
 class SearchTest : public HostTest {
  protected:
   // The reader goes on searching when its host goes, so one that an earlier test left so has to lose
@@ -51,26 +49,6 @@ TEST_F(SearchTest, ReportsACardThatComesLater) {
   desk.TakeCardAway();
   EXPECT_EQ(Search(), 0);
   EXPECT_EQ(library->readCardGetCardType(), 0) << "the kind of the card before";
-
-  desk.Put(kAnyCard);
-  EXPECT_TRUE(Eventually([this] { return Search() == 1; }));
-  desk.Misbehave(FaultAt("notification", "wrong-layout"));
-  EXPECT_EQ(Search(), 0) << "no card has this layout";
-  EXPECT_EQ(library->readCardGetCardType(), 0);
-}
-
-// The reader refuses to search some times before it does; five times are enough for the library.
-TEST_F(SearchTest, IsAskedForFiveTimes) {
-  desk.Put(kAnyCard);
-  for (const int refusals : {4, 5}) {
-    SCOPED_TRACE(refusals);
-    desk.Misbehave(FaultAt("search-on", "status", {{"status", 4}, {"times", refusals}}));
-    EXPECT_EQ(Search(), refusals < 5 ? 1 : 0) << LastError();
-    EXPECT_TRUE(IsOver());
-  }
-  // A search that is not on is not switched off either.
-  desk.Misbehave(FaultAt("search-off", "io-error"));
-  ExpectGoodRead(kAnyCard);
 }
 
 // What the system does for a thread, such as waiting for the reader, it ends with the thread.
@@ -119,16 +97,6 @@ TEST_F(SearchTest, UnpluggedWhileSearchingIsCode47AndTheNextSearchOpensAgain) {
   desk.Plug();
   desk.Put(kAnyCard);
   EXPECT_EQ(Search(), 1) << LastError();
-}
-
-TEST_F(SearchTest, AReaderThatWasPluggedInAgainDoesNotSearchAnyMore) {
-  desk.TakeCardAway();
-  EXPECT_EQ(Search(), 0);
-  desk.Unplug();
-  desk.Put(kAnyCard);
-  EXPECT_EQ(Read().result, 0);
-  desk.Plug();
-  ExpectGoodRead(kAnyCard);
 }
 
 TEST_F(SearchTest, AStopEndsIt) {
