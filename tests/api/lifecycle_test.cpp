@@ -1,11 +1,14 @@
-// Starting, closing and unloading, from one thread and from several; the fault matrix has the stops.
+// Starting, closing and unloading, from one thread and from several; the faults have the stops.
 
 #include <atomic>
+#include <functional>
 #include <thread>
+#include <vector>
 
 #include "host/host_test.h"
 #include "host/output_buffer.h"
 #include "host/process_resources.h"
+#include "support/redirected_output.h"
 
 namespace hosttest {
 namespace {
@@ -64,35 +67,13 @@ TEST_F(LifecycleTest, CloseTakesTheFieldsAndLeavesTheBlocks) {
   library->CloseComm();
   ExpectNoFields(*library);
   EXPECT_STREQ(library->readCardGetDN(), "");
-  OutputBuffer text, photo, none;
-  EXPECT_EQ(library->SDT_ReadBaseMsg(1, text.Data(), &text.length, photo.Data(), &photo.length),
-            IDCARDREADER_SDT_SUCCESS);
+  OutputBuffer text, none;
+  EXPECT_EQ(library->Routon_ReadBaseMsg(text.Data(), &text.length), 1);
   text.ExpectBlock(ExpectedTextBlock(CardOf(kAnyCard)), "text");
   // This one asks for an engine, and there is none.
   EXPECT_EQ(library->SDT_ReadBaseFPMsg(1, none.Data(), &none.length, none.Data(), &none.length,
                                        none.Data(), &none.length),
             IDCARDREADER_SDT_NOTHING_READ);
-}
-
-TEST_F(LifecycleTest, FieldsGoTwoSecondsAfterTheReadAndBlocksStay) {
-  ExpectGoodRead(kAnyCard);
-  const auto ended = std::chrono::steady_clock::now();
-  EXPECT_TRUE(Eventually([this] { return library->GetNewCardType() == 0; }));
-  EXPECT_GT(std::chrono::steady_clock::now() - ended, milliseconds(1900));
-  ExpectBlocksOf(CardOf(kAnyCard), *library);
-  ExpectNoFields(*library);
-  ExpectCode(46);
-  ExpectGoodRead("gat");
-}
-
-TEST_F(LifecycleTest, TwoThreadsThatStartAtOnceNeverMixTheirReads) {
-  desk.Put(kAnyCard);
-  for (int round = 0; round < 3; ++round) {
-    std::future<ReadResult> one = ReadInBackground();
-    std::future<ReadResult> other = ReadInBackground();
-    EXPECT_GE(Await(one).result + Await(other).result, 1) << LastError();
-    ExpectFieldsOf(CardOf(kAnyCard), *library);
-  }
 }
 
 // Whoever only looks at the reader neither ends a read nor takes what it has brought.
@@ -109,10 +90,7 @@ TEST_F(LifecycleTest, BystandersDoNotDisturbAReadUntilItsCallerHasLeft) {
   });
   for (int round = 0; round < 20; ++round) {
     EXPECT_EQ(library->readCardStart(0), 1) << LastError();
-    OutputBuffer text;
-    EXPECT_EQ(library->SDT_ReadBaseMsg(1, text.Data(), &text.length, nullptr, nullptr),
-              IDCARDREADER_SDT_SUCCESS);
-    text.ExpectBlock(ExpectedTextBlock(CardOf(kAnyCard)), "text");
+    ExpectBlocksOf(CardOf(kAnyCard), *library);
   }
   over = true;
   bystander.join();
@@ -142,6 +120,23 @@ TEST_F(LifecycleTest, UnloadedItLeavesNoHandleAndNoMemory) {
       << before.allocatedBytes << " bytes before";
 }
 
+// The library tells of its progress there; nothing else may be printed meanwhile.
+TEST_F(LifecycleTest, ReadsWhetherItsOutputIsTakenOrNot) {
+  desk.Put(kAnyCard);
+  idcardreader::Pipe withoutReader, full;
+  withoutReader.CloseReader();
+  ASSERT_TRUE(full.Fill());
+  for (const int output : {withoutReader.write, full.write}) {
+    int good = 0;
+    {
+      const idcardreader::RedirectedOutput redirected(output);
+      for (int count = 0; count < 3; ++count) good += library->readCardStart(0);
+      library->CloseComm();
+    }
+    EXPECT_EQ(good, 3);
+  }
+}
+
 TEST_F(LifecycleTest, UnloadedWithoutCloseItStaysAndGoesOnWorking) {
   ExpectGoodRead(kAnyCard);
   Unload();
@@ -151,6 +146,70 @@ TEST_F(LifecycleTest, UnloadedWithoutCloseItStaysAndGoesOnWorking) {
   library->CloseComm();
   Unload();
   EXPECT_FALSE(IsLoaded(folder.Library()));
+}
+
+// Every function that may run beside others does, from several threads at once; nothing of it may
+// bring the library into a state that a good read does not end.
+TEST_F(LifecycleTest, EverythingAtOnceEndsAndTheNextReadIsGood) {
+  constexpr std::size_t kRounds = 12;
+  // How long each round lasts: a few reads, some of them ended by the others.
+  constexpr milliseconds kRound(250);
+  const auto& l = *library;
+  const auto read = [&l] { l.readCardStart(0); };
+  // These share no memory of the host's.
+  const std::vector<std::function<void()>> always = {
+      read, read, [&l] { l.SDT_SelectIDCard(1, nullptr); }, [&l] { l.Read_Content(0); },
+      [&l] { l.readCardGetDeviceStatus(); }, [&l] { l.readCardGetCardType(); },
+      [&l] { l.GetNewCardType(); }, [&l] { l.readCardBeep(0); }, [&l] { l.HID_BeepLED(1, 1, 10); },
+      [&l] { l.readCardSetDeviceType(0); }, [&l] { l.readCardInit(); },
+      [&l] {
+        char uid[IDCARDREADER_UID_BYTES];
+        l.readCardGetUID(0, uid);
+      },
+      // Those that return texts share one place, so one thread asks for all of them, and for the
+      // fields besides.
+      [&l] {
+        l.readCardErrorInfo(40);
+        for (const auto text : {l.readCardGetLastError, l.readCardGetDN, l.readCardGetVersionCode,
+                                l.readCardGetAuthorizeCode, l.readCardGetHostDeviceCode,
+                                l.readCardGetSdkVersion, l.readCardGetComSet}) {
+          text();
+        }
+        char field[IDCARDREADER_LONG_FIELD_BYTES];
+        for (const FieldRow& row : FieldRows()) {
+          if (row.pointer != nullptr) (l.*row.pointer)();
+          (l.*row.copy)(field);
+        }
+      }};
+  // Each round another one ends what the readers have begun.
+  const std::vector<std::function<void()>> disturbances = {
+      [] {},
+      [&l] { l.readCardStop(); },
+      [&l] { l.readCardStart(1); },  // the search
+      [&l] { l.Authenticate(); },
+      [&l] { l.readCardDestory(); },
+      [&l] { l.CloseComm(); },
+      [&l] {
+        l.readCardLog(1);
+        l.readCardLog(0);
+      }};
+  desk.Put(kAnyCard);
+  for (std::size_t round = 0; round < kRounds; ++round) {
+    std::vector<std::function<void()>> calls = always;
+    calls.push_back(disturbances[round % disturbances.size()]);
+    std::atomic<bool> over = false;
+    std::vector<std::thread> threads;
+    for (const auto& call : calls) {
+      threads.emplace_back([&over, &call] {
+        for (; !over; std::this_thread::sleep_for(milliseconds(1))) call();
+      });
+    }
+    std::this_thread::sleep_for(kRound);
+    over = true;
+    for (std::thread& thread : threads) thread.join();
+    library->readCardStop();
+    ExpectGoodRead(round % 2 == 0 ? "gat" : kAnyCard);
+  }
 }
 
 }  // namespace

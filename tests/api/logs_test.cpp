@@ -16,20 +16,13 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-constexpr char kReaderLog[] = R"(\d{8}-\d{9}-Reader\.txt)";
-constexpr char kServerLog[] = R"(\d{8}-\d{9}-Server\.txt)";
-constexpr char kErrorLog[] = R"(\d{8}-\d{9}-Error\.txt)";
-constexpr char kDataFileLog[] = R"(\d{8}-\d{6}Error\.txt)";
-
 class LogsTest : public HostTest {
  protected:
-  // Whether this folder holds one such file and no other, or two.
-  void ExpectFiles(const char* subfolder, const std::vector<const char*>& patterns) const {
-    const std::vector<std::string> names = folder.Files(subfolder);
-    ASSERT_EQ(names.size(), patterns.size()) << subfolder;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      EXPECT_TRUE(std::regex_match(names[i], std::regex(patterns[i]))) << names[i];
-    }
+  // The names of all files of the folder, each with a blank behind it.
+  void ExpectFiles(const char* subfolder, const char* pattern) const {
+    std::string names;
+    for (const std::string& name : folder.Files(subfolder)) names += name + ' ';
+    EXPECT_TRUE(std::regex_match(names, std::regex(pattern))) << names;
   }
 
   // The messages of the logs in a folder without their time, but for the one that tells of a missing
@@ -45,36 +38,21 @@ class LogsTest : public HostTest {
     return messages;
   }
 
-  // A thread of the log's own writes them.
-  void ExpectLine(const std::string& message) const {
-    EXPECT_TRUE(Eventually([&] {
-      const std::vector<std::string> messages = Messages("logdata");
-      return std::find(messages.begin(), messages.end(), message) != messages.end();
-    })) << message;
-  }
-
   static constexpr std::size_t kTimeLength = sizeof("2024:01:02|03:04:05|006|") - 1;
 };
 
 TEST_F(LogsTest, SwitchedOnReaderAndServerWriteOneFileEach) {
   EXPECT_EQ(library->readCardLog(1), 1);
   ExpectGoodRead(kAnyCard);
-  ExpectLine("read_sfz   END   Sucess");
-  ExpectFiles("logdata", {kReaderLog, kServerLog});
+  // A thread of the log's own writes it.
+  EXPECT_TRUE(Eventually(
+      [this] { return testing::Value(Messages("logdata"), Contains("read_sfz   END   Sucess")); }));
+  ExpectFiles("logdata", R"(\d{8}-\d{9}-Reader\.txt \d{8}-\d{9}-Server\.txt )");
   const std::regex line(R"(\d{4}:\d\d:\d\d\|\d\d:\d\d:\d\d\|\d{3}\|[^]*)");
   for (const std::string& name : folder.Files("logdata")) {
     EXPECT_TRUE(std::regex_match(folder.ReadFile("logdata/" + name), line)) << name;
   }
   EXPECT_THAT(Messages(), IsEmpty());
-  // What the reader's status bytes mean.
-  const char* const texts[] = {"通信错误", "冲突检测信号", "通信超时", "缓冲区太小", "内部错误",
-                               "参数非法", "CRC_A 不匹配", "卡被锁死", "未知错误"};
-  for (int status = 1; status <= 9; ++status) {
-    desk.Misbehave(FaultAt("uid", "status", {{"status", status}}));
-    char uid[IDCARDREADER_UID_BYTES];
-    EXPECT_EQ(library->readCardGetUID(1, uid), 0);
-    ExpectLine(Gbk(texts[status - 1]));
-  }
 }
 
 TEST_F(LogsTest, SwitchedOffNothingOfACardIsWritten) {
@@ -83,7 +61,7 @@ TEST_F(LogsTest, SwitchedOffNothingOfACardIsWritten) {
   ExpectGoodRead(kAnyCard);
   library->CloseComm();
   EXPECT_THAT(Messages(), IsEmpty());
-  ExpectFiles("logdata", {});
+  ExpectFiles("logdata", "");
   const std::string logs = folder.AllOf("LogData") + folder.AllOf("errordata");
   for (const std::string& part :
        {card.Field("id"), Gbk(card.Field("name")), devkit::ToHex(card.dn)}) {
@@ -93,7 +71,7 @@ TEST_F(LogsTest, SwitchedOffNothingOfACardIsWritten) {
 
 // Before it, since the last message counts as the error's text.
 TEST_F(LogsTest, TheSystemsCauseOfAFailedOpeningStandsBeforeTheCode) {
-  desk.Misbehave({{"faults", {{{"at", "open"}, {"fault", "no-device"}}}}});
+  desk.Misbehave(FaultAt("open", "no-device"));
   EXPECT_EQ(Read().result, 0);
   const std::string text = library->readCardErrorInfo(28);
   EXPECT_EQ(Messages(), (std::vector<std::string>{"the virtual reader cannot be opened", text}));
@@ -103,8 +81,8 @@ TEST_F(LogsTest, TheSystemsCauseOfAFailedOpeningStandsBeforeTheCode) {
 TEST_F(LogsTest, AFailureIsInTheErrorLogAlsoWhenLoggingIsOff) {
   desk.TakeCardAway();
   EXPECT_EQ(Read().result, 0);
-  ExpectFiles("errordata", {kErrorLog});
-  ExpectFiles("logdata", {});
+  ExpectFiles("errordata", R"(\d{8}-\d{9}-Error\.txt )");
+  ExpectFiles("logdata", "");
   EXPECT_THAT(Messages(), Contains(Gbk("第二次重试DN")));
   EXPECT_EQ(Messages().back(), Gbk("读取DN码"));
   // A success empties the last error, also what the log's last line was.
@@ -118,7 +96,7 @@ TEST_F(LogsTest, AMissingDataFileIsToldInBothLogs) {
   library->readCardLog(0);
   EXPECT_THAT(Messages(), Contains(Gbk("打开appid文件失败")));
   EXPECT_EQ(Messages().back(), "Read Appid File Fail!");
-  ExpectFiles("LogData", {kDataFileLog});
+  ExpectFiles("LogData", R"(\d{8}-\d{6}Error\.txt )");
   EXPECT_THAT(folder.AllOf("LogData"), HasSubstr(Gbk("打开appid文件失败")));
 }
 

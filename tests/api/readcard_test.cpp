@@ -1,8 +1,10 @@
 // The command-line host: what it prints, where, and how it ends. Also what conf.yaml does, since that
-// stands beside a program.
+// stands beside a program, and what becomes of programs beside each other and at their ends.
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <sstream>
 
 #include "host/child_process.h"
@@ -44,9 +46,7 @@ class ReadcardTest : public HostTest {
   // The one document of a run with --json.
   json Document(const std::string& arguments = "") const {
     const ChildResult child = Run("--json " + arguments);
-    const std::vector<json> documents = Documents(child.output);
-    EXPECT_EQ(documents.size(), 1u) << child.output << child.errors;
-    json document = documents.empty() ? json::object() : documents[0];
+    const json document = json::parse(child.output);
     EXPECT_EQ(child.status, document["ok"] == true ? 0 : 1);
     return document;
   }
@@ -59,31 +59,29 @@ TEST_F(ReadcardTest, PrintsForPeopleAndEndsWithItsStatus) {
     const char* card;  // null: none
     const char* arguments;
     int status;
-    std::string output;  // begins so; empty when there is none
-    std::string errors;
+    std::string text;  // begins so: the output of a success, or else the error output
   } rows[] = {{kAnyCard, "", 0,
                "Card type      resident identity card\nName           周样本\nSex            男\n"
-               "Nation         蒙古\n",
-               ""},
-              {kAnyCard, "uid", 0, number + "  identity card\n", ""},
-              {kTypeACard, "uid", 0, otherNumber + "  other card, kind 4\n", ""},
-              {kAnyCard, "beep", 0, "", ""},
-              {kAnyCard, "--version", 0, "readcard 2.", ""},
-              {nullptr, "", 1, "", "The card was not read (code 40): 读取DN码\nLay one card "},
-              {kAnyCard, "--nonsense", 2, "", "The following argument"},
-              {kAnyCard, "--repeat 0", 2, "", "--repeat"},
-              {kAnyCard, "--interface none", 2, "", "--interface"},
-              {kAnyCard, "--library nowhere", 2, "", "The library"},
-              {kAnyCard, "--serial nothing", 2, "", ""}};
+               "Nation         蒙古\n"},
+              {kAnyCard, "uid", 0, number + "  identity card\n"},
+              {kTypeACard, "uid", 0, otherNumber + "  other card, kind 4\n"},
+              {kAnyCard, "beep", 0, ""},
+              {kAnyCard, "--version", 0, "readcard 2."},
+              {nullptr, "", 1, "The card was not read (code 40): 读取DN码\nLay one card "},
+              {kAnyCard, "--nonsense", 2, "The following argument"},
+              {kAnyCard, "--repeat 0", 2, "--repeat"},
+              {kAnyCard, "--interface none", 2, "--interface"},
+              {kAnyCard, "--library nowhere", 2, "The library"},
+              {kAnyCard, "--serial nothing", 2, ""}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments);
     row.card != nullptr ? desk.Put(row.card) : desk.TakeCardAway();
     const ChildResult child = Run(row.arguments);
     EXPECT_EQ(child.status, row.status);
-    EXPECT_EQ(child.output.substr(0, row.output.size()), row.output);
-    EXPECT_EQ(child.output.empty(), row.output.empty() && row.status != 0) << child.output;
-    EXPECT_EQ(child.errors.substr(0, row.errors.size()), row.errors);
-    EXPECT_EQ(child.errors.empty(), row.status == 0) << child.errors;
+    const std::string& text = row.status == 0 ? child.output : child.errors;
+    EXPECT_THAT(text, StartsWith(row.text));
+    EXPECT_NE(text, "");
+    EXPECT_EQ(row.status == 0 ? child.errors : child.output, "");
     EXPECT_EQ(child.output.find("iInitAppid"), std::string::npos) << "the library's own lines";
   }
   for (const char* command : {"", "watch", "uid", "beep"}) {
@@ -106,47 +104,39 @@ TEST_F(ReadcardTest, ShowsTheLibrarysLinesOnTheErrorOutputWhenAskedTo) {
 }
 
 TEST_F(ReadcardTest, JsonHoldsWhatTheFamilyOfFunctionsYieldsInUtf8AndNothingElseIsPrinted) {
+  constexpr char kCloud[] = "", kLegacy[] = "--interface legacy";
+  // The text block holds codes, and cuts what the fields hold whole; only resident cards have one.
+  constexpr char kStandard[] = "--interface standard";
   const struct {
     const char* card;
     const char* arguments;
     int type;     // 0: it is not told
     json fields;  // some of them
   } rows[] = {
-      {"resident", "", 1, {{"name", "周样本"}, {"validUntil", "长期"}, {"passNumber", ""}}},
-      {"resident", "--interface legacy", 1, {{"nation", "蒙古"}, {"validUntil", "长期"}}},
-      {"resident-rare-private", "", 1, {{"name", "陈\ue1a3一"}}},
-      {"gat", "", 2, {{"name", "何通行"}, {"passNumber", "H00000001"}, {"nation", ""}}},
-      {"gat", "--interface legacy", 2, {{"name", "何通行"}}},
-      {"yjzold", "", 3, {{"englishName", "SAMPLE,PERSONONE"}, {"countryCode", "CAN"}}},
-      {"yjznew",
-       "",
-       4,
-       {{"englishName", "SPECIMEN,ALEXANDRAMARIAVONEXAMPLE"}, {"country", "德国 "}}},
-      // The text block holds codes, and cuts what the fields hold whole.
-      {"resident",
-       "--interface standard",
-       0,
-       {{"name", "周样本"}, {"sexCode", "1"}, {"nationCode", "02"}}},
-      {"resident-long-name",
-       "--interface standard",
-       0,
-       {{"name", "阿卜杜拉虚构买买提艾山江吐尔逊"}}},
-      {"resident-long-name", "", 1, {{"name", "阿卜杜拉虚构买买提艾山江吐尔逊示例样本甲乙"}}}};
+      {"resident", kCloud, 1, {{"name", "周样本"}, {"validUntil", "长期"}, {"passNumber", ""}}},
+      {"resident", kLegacy, 1, {{"nation", "蒙古"}, {"validUntil", "长期"}}},
+      {"resident", kStandard, 0, {{"name", "周样本"}, {"sexCode", "1"}, {"nationCode", "02"}}},
+      {"resident-rare-private", kCloud, 1, {{"name", "陈\ue1a3一"}}},
+      {"resident-long-name", kCloud, 1, {{"name", "阿卜杜拉虚构买买提艾山江吐尔逊示例样本甲乙"}}},
+      {"resident-long-name", kStandard, 0, {{"name", "阿卜杜拉虚构买买提艾山江吐尔逊"}}},
+      {"gat", kCloud, 2, {{"name", "何通行"}, {"passNumber", "H00000001"}, {"nation", ""}}},
+      {"gat", kLegacy, 2, {{"name", "何通行"}}},
+      {"gat", kStandard, 0, json::object()},
+      {"yjzold", kCloud, 3, {{"englishName", "SAMPLE,PERSONONE"}, {"countryCode", "CAN"}}},
+      {"yjznew", kCloud, 4, {{"country", "德国 "}}}};
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.card) + row.arguments);
     desk.Put(row.card);
     json document = Document(row.arguments);
     EXPECT_EQ(document.value("cardType", 0), row.type);
-    if (*row.arguments == '\0') {
+    if (row.arguments == kCloud) {
       EXPECT_EQ(document["dn"], devkit::ToHex(CardOf(row.card).dn));
     }
+    EXPECT_EQ(document["fields"].empty(), row.fields.empty());
     for (const auto& [key, text] : row.fields.items()) {
       EXPECT_EQ(document["fields"][key], text) << key;
     }
   }
-  // Only resident cards have a text block.
-  desk.Put("gat");
-  EXPECT_EQ(Document("--interface standard")["fields"], json::object());
   desk.TakeCardAway();
   EXPECT_EQ(Document()["code"], 40);
 }
@@ -217,7 +207,7 @@ TEST_F(ReadcardTest, KeepsTheSerialPortInTheConfiguration) {
   folder.WriteFile("conf.yaml", "canLog: false\ncomname: /dev/old\n");
   const ChildResult child = Run("--serial COM998");
   EXPECT_EQ(child.status, 1);
-  EXPECT_NE(child.errors.find("code 48"), std::string::npos) << child.errors;
+  EXPECT_THAT(child.errors, HasSubstr("code 48"));
   EXPECT_EQ(folder.ReadFile("conf.yaml"), "# settings of the reader\ncanLog: false\ncomnum: 998\n");
 }
 
@@ -233,6 +223,68 @@ TEST_F(ReadcardTest, TheReaderAndTheLogsOfTheConfigurationAreUsed) {
     EXPECT_EQ(Run("").status, 0);
     EXPECT_EQ(folder.Files("logdata").size(), files);
   }
+}
+
+// What the library names stays in its process. The other has a folder with a program, a library and a reader of its own, on whose desk a card
+// lies.
+TEST_F(ReadcardTest, TwoProgramsReadAtTheSameTimeAndDoNotDisturbEachOther) {
+  constexpr std::size_t kReads = 10;
+  constexpr char kCardOfTheOther[] = "yjznew";
+  const fs::path other = folder.Path() / "other";
+  fs::create_directory(other);
+  for (const auto& entry : fs::directory_iterator(folder.Path())) {
+    if (entry.is_regular_file()) fs::copy_file(entry.path(), other / entry.path().filename());
+  }
+  const fs::path card = SourceFolder() / "devkit" / "cards" / kCardOfTheOther;
+  folder.WriteFile("other/virtual-reader.json",
+                   nlohmann::json{{"card", card.generic_string() + ".json"}}.dump());
+
+  std::future<ChildResult> running = std::async(std::launch::async, [&other] {
+    return RunProgram(other.string(), "readcard", "--json --repeat " + std::to_string(kReads));
+  });
+  // Between the other's first message and its last.
+  std::size_t met = 0;
+  const auto ofTheOther = [&] {
+    const auto received = service->Received();
+    return std::count_if(received.begin(), received.end(),
+                         [&](const auto& message) { return message.card == kCardOfTheOther; });
+  };
+  do {
+    const auto before = ofTheOther();
+    ExpectGoodRead(kAnyCard);
+    if (before > 0 && ofTheOther() > before) ++met;
+  } while (running.wait_for(milliseconds(0)) != std::future_status::ready);
+  EXPECT_GT(met, 0u) << "the two have not met";
+  const ChildResult child = running.get();
+  EXPECT_EQ(child.status, 0) << child.errors;
+  const std::vector<json> documents = Documents(child.output);
+  EXPECT_EQ(documents.size(), kReads);
+  for (const json& document : documents) {
+    EXPECT_EQ(document["dn"], devkit::ToHex(CardOf(kCardOfTheOther).dn));
+  }
+  fs::remove_all(other);
+}
+
+void ExpectGoodExits(int count) {
+  const std::string library = RunFolder::Get().Library().string();
+  for (int round = 0; round < count; ++round) {
+    const ChildResult child = RunProgram(HOST_PROGRAMS, "exiting_host", library);
+    ASSERT_EQ(child.status, 0) << round << " " << child.errors;
+  }
+}
+
+TEST(ProcessExit, TakesNothingFromThreadsThatStillCall) {
+#ifdef _WIN32
+  ExpectGoodExits(8);
+#else
+  ExpectGoodExits(60);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  // A library that is loaded before the program begins is ended in another order.
+  setenv("LD_PRELOAD", RunFolder::Get().Library().c_str(), 1);
+  ExpectGoodExits(60);
+  unsetenv("LD_PRELOAD");
+#endif
+#endif
 }
 
 }  // namespace
