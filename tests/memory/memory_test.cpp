@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/socket.h>
-#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,13 +35,12 @@ struct Find {
   std::uintptr_t begin;
   std::uintptr_t end;
   std::string what;
-  std::string place;  // the mapping, as the system describes it, and the bytes around the find
+  std::string mapping;  // as the system describes it
 };
 
 void PrintTo(const Find& find, std::ostream* stream) {
   *stream << find.what << ", " << find.end - find.begin << " bytes at 0x" << std::hex << find.begin
-          << " in\n"
-          << find.place << "\n";
+          << " in " << find.mapping;
 }
 
 // Everything that a card holds, in every spelling in which a program may have it, and in pieces.
@@ -56,17 +54,16 @@ class Needles {
       const std::u16string wide = idcardreader::platform::Utf8ToUtf16(text);
       // A piece has as many characters.
       AddSpellings(std::string(field) + " in UTF-16",
-                   {reinterpret_cast<const char*>(wide.data()), 2 * wide.size()}, kLongPiece);
+                   std::string_view(reinterpret_cast<const char*>(wide.data()), 2 * wide.size()),
+                   kLongPiece);
     }
-    AddSpellings("DN", TextOf(card.dn));
-    AddSpellings("input key", TextOf(card.inputKey));
-    AddSpellings("output key", TextOf(card.outputKey));
-    AddSpellings("answer to the input key", TextOf(card.keyAnswer));
-    for (const auto& [id, bytes] : card.files) {
-      AddSpellings("file " + std::to_string(id), TextOf(bytes));
-    }
+    AddSpellings("DN", card.dn);
+    AddSpellings("input key", card.inputKey);
+    AddSpellings("output key", card.outputKey);
+    AddSpellings("answer to the input key", card.keyAnswer);
+    for (const auto& [id, bytes] : card.files) AddSpellings("file " + std::to_string(id), bytes);
     if (card.image) {
-      AddSpellings("photo", TextOf(*card.image));
+      AddSpellings("photo", *card.image);
       Add("photo as numbers", devkit::ByteArrayText(*card.image), kLongPiece);
     }
     Add("content in base64", devkit::Base64(devkit::Deflate(devkit::ContentText(card))),
@@ -100,12 +97,6 @@ class Needles {
   static constexpr std::size_t kPiece = 8;
   static constexpr std::size_t kLongPiece = 16;
 
-  static std::string TextOf(const devkit::Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
-
-  static std::string Hex(const std::string& text) {
-    return devkit::ToHex(devkit::Bytes(text.begin(), text.end()));
-  }
-
   static std::uint64_t KeyAt(const char* bytes) {
     std::uint64_t key = 0;
     std::memcpy(&key, bytes, kKeyBytes);
@@ -113,9 +104,10 @@ class Needles {
   }
 
   // As they are, and in hexadecimal digits of either kind.
-  void AddSpellings(const std::string& what, const std::string& text, std::size_t size = kPiece) {
-    Add(what, text, size);
-    std::string digits = Hex(text);
+  template <typename Container>
+  void AddSpellings(const std::string& what, const Container& bytes, std::size_t size = kPiece) {
+    Add(what, {bytes.begin(), bytes.end()}, size);
+    std::string digits = devkit::ToHex(devkit::Bytes(bytes.begin(), bytes.end()));
     Add(what + " in hexadecimal", digits, 2 * size);
     for (char& digit : digits) digit = static_cast<char>(std::tolower(digit));
     Add(what + " in small hexadecimal", digits, 2 * size);
@@ -145,8 +137,7 @@ class Needles {
         if (same != finds.rend()) {
           same->end = std::max(same->end, begin + piece.size());
         } else {
-          finds.push_back(
-              {begin, begin + piece.size(), what, mapping + "\n" + Hex(part.substr(offset, 64))});
+          finds.push_back({begin, begin + piece.size(), what, mapping});
         }
       }
     }
@@ -220,32 +211,16 @@ class SearchedHost {
  private:
   void ServeReader(const fs::path& deskFile) const {
     devkit::VirtualReader desk(deskFile);
-    int handle = 0;
-    ReaderRequest request{};
+    const int handle = desk.Open(0, 0);
     std::array<unsigned char, 65> report{};
-    const iovec received[] = {{&request, sizeof request}, {report.data(), report.size()}};
     ssize_t length = 0;
-    while ((length = readv(readerSocket[0], received, 2)) > 0) {
-      const std::size_t written = static_cast<std::size_t>(length) - sizeof request;
-      int result = 0;
-      switch (request.operation) {
-        case ReaderRequest::open:
-          result = handle = desk.Open(0, 0);
-          break;
-        case ReaderRequest::write:
-          result = desk.Write(handle, report.data(), written);
-          break;
-        case ReaderRequest::read:
-          result = desk.Read(handle, report.data(), report.size(), request.milliseconds);
-          break;
-        case ReaderRequest::close:
-          desk.Close(handle);
-          break;
+    while ((length = recv(readerSocket[0], report.data(), report.size(), 0)) > 0) {
+      desk.Write(handle, report.data(), static_cast<std::size_t>(length));
+      // A reader without latencies has its answer, or a whole file, at once.
+      int answered = 0;
+      while ((answered = desk.Read(handle, report.data(), report.size(), 0)) > 0) {
+        send(readerSocket[0], report.data(), static_cast<std::size_t>(answered), MSG_NOSIGNAL);
       }
-      // Who asked for no report has no room for one.
-      const iovec sent[] = {{&result, sizeof result},
-                            {report.data(), static_cast<std::size_t>(std::max(result, 0))}};
-      if (writev(readerSocket[0], sent, 2) < 0) return;
     }
   }
 
