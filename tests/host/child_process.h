@@ -1,6 +1,10 @@
 #pragma once
 
+#include <cstdlib>
+#include <filesystem>
 #include <string>
+
+#include "base/json_file.h"
 
 namespace hosttest {
 
@@ -12,8 +16,29 @@ struct ChildResult {
 };
 
 // Runs a program of this folder (its name without an extension) there, and waits for it; it has to
-// end by itself. Arguments are separated by blanks.
-ChildResult RunProgram(const std::string& folder, const std::string& program,
-                       const std::string& arguments);
+// end by itself. Arguments are separated by blanks. The shell of either system is started in the
+// folder, so that no path has to be quoted for it.
+inline ChildResult RunProgram(const std::string& folder, const std::string& program,
+                              const std::string& arguments) {
+  namespace fs = std::filesystem;
+  const fs::path before = fs::current_path();
+  fs::current_path(folder);
+  const std::string command = (fs::path(".") / program).make_preferred().string() + " " +
+                              arguments + " >child.out 2>child.err";
+  ChildResult result;
+  result.status = std::system(command.c_str());
+#ifndef _WIN32
+  // There the exit status is the second byte, and the first one a signal.
+  result.status = (result.status & 0x7F) == 0 ? result.status >> 8 : -1;
+#endif
+  result.output = devkit::ReadTextFile("child.out").value();
+  result.errors = devkit::ReadTextFile("child.err").value();
+  std::erase(result.output, '\r');  // of Windows' line ends
+  std::erase(result.errors, '\r');
+  fs::remove("child.out");
+  fs::remove("child.err");
+  fs::current_path(before);
+  return result;
+}
 
 }  // namespace hosttest

@@ -1,8 +1,12 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
+
+#include "base/json_file.h"
+#include "host/run_folder.h"
 
 namespace hosttest {
 
@@ -11,24 +15,46 @@ namespace hosttest {
 class Desk {
  public:
   // The virtual reader's.
-  Desk();
+  Desk()
+      : file(RunFolder::Get().DeskFile()),
+        cards(devkit::PathText(SourceFolder() / "devkit" / "cards")) {}
   // Another reader's; the folder also holds the cards, by their own name for it.
-  explicit Desk(const std::filesystem::path& folder);
+  explicit Desk(const std::filesystem::path& folder) : file(folder / "desk.json"), cards("cards") {}
 
   // A card file of the devkit by its name without ".json"; presented anew each time.
-  void Put(const std::string& card);
-  void TakeCardAway();
-  void Unplug();
-  void Plug();
+  void Put(const std::string& card) {
+    content["serial"] = ++presentations;
+    Set("card", cards + "/" + card + ".json");
+  }
+  void TakeCardAway() { Set("card", nullptr); }
+  void Unplug() { Set("plugged", false); }
+  void Plug() { Set("plugged", true); }
   // The reader's faults and latencies, in the words of scenarios; a new one starts from the first
   // fault. The service has its own.
-  void Misbehave(const nlohmann::json& readerSection);
+  void Misbehave(const nlohmann::json& readerSection) {
+    content["serial"] = ++presentations;
+    Set("scenario", {{"reader", readerSection}});
+  }
   void Behave() { Misbehave(nlohmann::json::object()); }
+
   // What the virtual reader found wrong with its host since the last call.
-  std::string TakeComplaints();
+  std::string TakeComplaints() {
+    std::filesystem::path complaints = file;
+    complaints += ".complaints";
+    const std::string text = devkit::ReadTextFile(complaints).value_or("");
+    std::filesystem::remove(complaints);
+    return text;
+  }
 
  private:
-  void Write();
+  // In one piece, so that no reader finds half a desk.
+  void Set(const char* member, const nlohmann::json& value) {
+    content[member] = value;
+    std::filesystem::path part = file;
+    part += ".part";
+    std::ofstream(part, std::ios::binary) << content.dump(2);
+    std::filesystem::rename(part, file);
+  }
 
   std::filesystem::path file;
   std::string cards;

@@ -1,13 +1,17 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <future>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
+#include <thread>
 
+#include "datafile/data_files.h"
 #include "decode_service/decode_service.h"
 #include "host/desk.h"
 #include "host/run_folder.h"
@@ -27,35 +31,87 @@ struct ReadResult {
 // the devkit.
 class Host {
  public:
-  void Begin();
-  void End();
+  void Begin() {
+    folder.RemoveLogs();
+    desk.Plug();
+    StartService();
+    WriteDataFiles();
+    Load();
+  }
+  void End() {
+    if (library) library->CloseComm();
+    Unload();
+    StopService();
+  }
 
-  void Load();
+  void Load() { library = std::make_unique<ShippedLibrary>(folder.Library()); }
   // Without CloseComm.
   void Unload() { library.reset(); }
 
   // Starts the service, also once more on the port it had.
-  void StartService();
+  void StartService() {
+    serviceOptions.port = servicePort;
+    service = std::make_unique<devkit::DecodeService>(Cards(), devkit::Scenario{}, serviceOptions);
+    servicePort = service->Port();
+  }
   void StopService() { service.reset(); }
-  void ServiceMisbehaves(const nlohmann::json& serviceSection);
+  void ServiceMisbehaves(const nlohmann::json& serviceSection) {
+    service->SetScenario(devkit::ParseScenario({{"service", serviceSection}}, "scenario"));
+  }
   void ServiceBehaves() { ServiceMisbehaves(nlohmann::json::object()); }
+
   // To be called before the first call of the library, or after CloseComm: data files are read when
   // the engine is created.
-  void WriteDataFiles(const std::vector<std::string>& endpoints);
+  void WriteDataFiles(const std::vector<std::string>& endpoints) {
+    devkit::WriteDataFile(folder.Path() / "appid.dat", devkit::AppIdLines("test-application"));
+    devkit::WriteDataFile(folder.Path() / "hostport.dat", devkit::HostPortLines(endpoints));
+  }
   void WriteDataFiles() { WriteDataFiles({"127.0.0.1:" + std::to_string(servicePort)}); }
 
   // readCardStart(0).
-  ReadResult ReadHere() const;
-  std::future<ReadResult> ReadInBackground() const;
+  ReadResult ReadHere() const {
+    using std::chrono::steady_clock;
+    const auto begin = steady_clock::now();
+    const int result = library->readCardStart(0);
+    return {result,
+            std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - begin),
+            {}};
+  }
+  std::future<ReadResult> ReadInBackground() const {
+    return std::async(std::launch::async, [this] { return ReadHere(); });
+  }
   // Waits for its end; throws std::runtime_error, with the read stopped, when it does not come.
-  ReadResult Await(std::future<ReadResult>& read) const;
-  ReadResult Read() const;
+  ReadResult Await(std::future<ReadResult>& read) const {
+    if (read.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+      library->readCardStop();
+      read.wait();
+      throw std::runtime_error("the read did not end by itself");
+    }
+    return read.get();
+  }
+  ReadResult Read() const {
+    std::future<ReadResult> reading = std::async(std::launch::async, [this] {
+      ReadResult read = ReadHere();
+      read.lastError = LastError();
+      return read;
+    });
+    return Await(reading);
+  }
 
   std::string LastError() const { return library->readCardGetLastError(); }
 
-  static devkit::Card CardOf(const std::string& name);
   // All cards of the devkit.
-  static const std::vector<devkit::Card>& Cards();
+  static const std::vector<devkit::Card>& Cards() {
+    static const auto& cards =
+        *new std::vector<devkit::Card>(devkit::ReadCards(SourceFolder() / "devkit" / "cards"));
+    return cards;
+  }
+  static devkit::Card CardOf(const std::string& name) {
+    for (const devkit::Card& card : Cards()) {
+      if (card.label == name) return card;
+    }
+    throw std::runtime_error("there is no card " + name);
+  }
 
   std::unique_ptr<ShippedLibrary> library;
   std::unique_ptr<devkit::DecodeService> service;
@@ -66,11 +122,22 @@ class Host {
 };
 
 // One fault as the section of a scenario.
-nlohmann::json FaultAt(const std::string& place, const std::string& kind,
-                       nlohmann::json parameters = nlohmann::json::object());
+inline nlohmann::json FaultAt(const std::string& place, const std::string& kind,
+                              nlohmann::json parameters = nlohmann::json::object()) {
+  parameters["at"] = place;
+  parameters["fault"] = kind;
+  return {{"faults", nlohmann::json::array({parameters})}};
+}
 
 // Waits for what no event tells of; false when it has not become true within the limit.
-bool Eventually(const std::function<bool()>& condition,
-                milliseconds limit = std::chrono::seconds(10));
+template <typename Condition>
+bool Eventually(Condition condition, milliseconds limit = std::chrono::seconds(10)) {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(milliseconds(5));
+  }
+  return true;
+}
 
 }  // namespace hosttest

@@ -17,9 +17,10 @@
 #endif
 
 namespace hosttest {
-namespace {
 
 #if defined(_WIN32)
+
+namespace {
 
 std::int64_t AllocatedBytes() {
   std::vector<HANDLE> heaps(64);
@@ -74,20 +75,17 @@ bool IsLoaded(const std::filesystem::path& library) {
 
 #else
 
-int Entries(const char* folder) {
-  const std::filesystem::directory_iterator entries(folder);
-  return static_cast<int>(std::distance(begin(entries), end(entries)));
-}
-
-}  // namespace
-
 ProcessResources MeasureProcess() {
   const struct mallinfo2 heap = mallinfo2();
   std::ifstream statm("/proc/self/statm");
   std::int64_t pages = 0;
   statm >> pages >> pages;  // the second number: resident
+  const auto entries = [](const char* folder) {
+    const std::filesystem::directory_iterator found(folder);
+    return static_cast<int>(std::distance(begin(found), end(found)));
+  };
   return {static_cast<std::int64_t>(heap.uordblks + heap.hblkhd), pages * sysconf(_SC_PAGESIZE),
-          Entries("/proc/self/fd"), Entries("/proc/self/task")};
+          entries("/proc/self/fd"), entries("/proc/self/task")};
 }
 
 bool IsLoaded(const std::filesystem::path& library) {

@@ -35,9 +35,8 @@ std::string Gbk(const std::string& utf8);
 // Calls every function that hands out a read and compares all that it writes, and what it must
 // leave alone, with the card. To be called at once after the read.
 void ExpectRecordOf(const devkit::Card& card, const ShippedLibrary& library);
-// The fields alone.
+// The fields or the blocks alone.
 void ExpectFieldsOf(const devkit::Card& card, const ShippedLibrary& library);
-// The blocks alone.
 void ExpectBlocksOf(const devkit::Card& card, const ShippedLibrary& library);
 
 // No function hands out anything: neither fields nor blocks.

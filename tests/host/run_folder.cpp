@@ -1,13 +1,13 @@
 #include "host/run_folder.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <random>
+#include <set>
 #include <stdexcept>
 
+#include "base/json_file.h"
 #include "platform/dynamic_library.h"
 
 namespace hosttest {
@@ -17,25 +17,10 @@ namespace fs = std::filesystem;
 
 fs::path FolderFromEnvironment(const char* variable) {
   const char* const value = std::getenv(variable);
-  if (value == nullptr || *value == '\0') {
+  if (value == nullptr) {
     throw std::runtime_error(std::string(variable) + " is not set: run the tests with ctest");
   }
   return value;
-}
-
-std::string LibraryName() { return idcardreader::platform::DynamicLibraryFileName("idcardreader"); }
-
-// Only the files that a release of this platform has are copied.
-void CopyFiles(const fs::path& from, const fs::path& to) {
-  for (const auto& entry : fs::directory_iterator(from)) {
-    if (entry.is_regular_file()) fs::copy_file(entry.path(), to / entry.path().filename());
-  }
-}
-
-fs::path StagedLibrary() {
-  const fs::path stage = StageFolder();
-  const fs::path inLib = stage / "lib" / LibraryName();
-  return fs::exists(inLib) ? inLib : stage / "bin" / LibraryName();
 }
 
 // What processes left that could not remove their own folder: a loaded file cannot be removed
@@ -69,8 +54,11 @@ RunFolder::RunFolder() {
   do {
     folder = parent / std::to_string(random());
   } while (!fs::create_directory(folder));
-  fs::copy_file(StagedLibrary(), Library());
-  CopyFiles(StageFolder() / "devkit" / "virtual-reader", folder);
+  const fs::path inLib = StageFolder() / "lib" / Library().filename();
+  fs::copy_file(fs::exists(inLib) ? inLib : StageFolder() / "bin" / Library().filename(),
+                Library());
+  // The files of the virtual reader.
+  fs::copy(StageFolder() / "devkit" / "virtual-reader", folder);
 }
 
 RunFolder::~RunFolder() {
@@ -78,36 +66,26 @@ RunFolder::~RunFolder() {
   fs::remove_all(folder, ignored);
 }
 
-fs::path RunFolder::Library() const { return folder / LibraryName(); }
-
-fs::path RunFolder::DeskFile() const { return folder / "virtual-reader.json"; }
+fs::path RunFolder::Library() const {
+  return folder / idcardreader::platform::DynamicLibraryFileName("idcardreader");
+}
 
 void RunFolder::WriteFile(const std::string& name, const std::string& content) const {
   std::ofstream stream(folder / name, std::ios::binary | std::ios::trunc);
-  stream << content;
-  if (!stream.flush()) throw std::runtime_error(name + " cannot be written");
+  if (!(stream << content << std::flush)) throw std::runtime_error(name + " cannot be written");
 }
-
-void RunFolder::RemoveFile(const std::string& name) const { fs::remove(folder / name); }
 
 std::string RunFolder::ReadFile(const fs::path& relative) const {
-  std::ifstream stream(folder / relative, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
-std::vector<std::uint8_t> RunFolder::ReadBytes(const fs::path& relative) const {
-  const std::string content = ReadFile(relative);
-  return {content.begin(), content.end()};
+  return devkit::ReadTextFile(folder / relative).value_or("");
 }
 
 std::vector<std::string> RunFolder::Files(const std::string& subfolder) const {
-  std::vector<std::string> names;
+  std::set<std::string> names;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(folder / subfolder, error)) {
-    names.push_back(entry.path().filename().string());
+    names.insert(entry.path().filename().string());
   }
-  std::sort(names.begin(), names.end());
-  return names;
+  return {names.begin(), names.end()};
 }
 
 std::string RunFolder::AllOf(const std::string& subfolder) const {

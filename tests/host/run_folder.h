@@ -16,12 +16,16 @@ class RunFolder {
 
   const std::filesystem::path& Path() const { return folder; }
   std::filesystem::path Library() const;
-  std::filesystem::path DeskFile() const;
+  std::filesystem::path DeskFile() const { return folder / "virtual-reader.json"; }
 
   void WriteFile(const std::string& name, const std::string& content) const;
-  void RemoveFile(const std::string& name) const;
+  void RemoveFile(const std::string& name) const { std::filesystem::remove(folder / name); }
+  // Nothing when there is no such file.
   std::string ReadFile(const std::filesystem::path& relative) const;
-  std::vector<std::uint8_t> ReadBytes(const std::filesystem::path& relative) const;
+  std::vector<std::uint8_t> ReadBytes(const std::filesystem::path& relative) const {
+    const std::string content = ReadFile(relative);
+    return {content.begin(), content.end()};
+  }
   // Names of the files in a folder of it, sorted; none when there is no such folder.
   std::vector<std::string> Files(const std::string& subfolder) const;
   // What all of them hold.

@@ -4,6 +4,8 @@
 
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
+#include <string>
 
 #include "exported_functions.h"
 #include "platform/dynamic_library.h"
@@ -15,7 +17,17 @@ namespace hosttest {
 class ShippedLibrary {
  public:
   // Throws std::runtime_error when it does not load or lacks a function.
-  explicit ShippedLibrary(const std::filesystem::path& file);
+  explicit ShippedLibrary(const std::filesystem::path& file)
+      : library(idcardreader::platform::DynamicLibrary::Open(
+            file.string(),
+            idcardreader::platform::DynamicLibrary::Dependencies::from_its_own_folder)) {
+    if (!library) throw std::runtime_error("The library does not load: " + file.string());
+#define IDCARDREADER_BIND(name)                              \
+  name = reinterpret_cast<decltype(&::name)>(Symbol(#name)); \
+  if (name == nullptr) throw std::runtime_error("The library lacks " #name);
+    IDCARDREADER_FUNCTIONS(IDCARDREADER_BIND)
+#undef IDCARDREADER_BIND
+  }
 
   void* Symbol(const char* name) const { return library->Symbol(name); }
 

@@ -39,13 +39,15 @@ TEST_F(WindowsHidTest, ReadsThreeCards) {
   for (const char* card : {kAnyCard, "gat", "yjznew"}) ExpectGoodRead(card);
 }
 
+// What follows a search that has found nothing: another one, and from the third on a read.
 TEST_F(WindowsHidTest, EachSearchMayComeFromANewThread) {
-  desk.TakeCardAway();
   for (int i = 0; i < 4; ++i) {
+    desk.TakeCardAway();
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(SearchInNewThread(), 0);
     EXPECT_GT(std::chrono::steady_clock::now() - begin, milliseconds(900));
     EXPECT_EQ(library->readCardGetDeviceStatus(), 1) << LastError();
+    if (i >= 2) ExpectGoodRead(kAnyCard);
   }
   desk.Put(kAnyCard);
   bool found = false;
@@ -57,14 +59,6 @@ TEST_F(WindowsHidTest, EachSearchMayComeFromANewThread) {
   ExpectGoodRead("gat");
 }
 
-TEST_F(WindowsHidTest, AReadFollowsTheSearchOfAThreadThatHasEnded) {
-  for (int i = 0; i < 2; ++i) {
-    desk.TakeCardAway();
-    EXPECT_EQ(SearchInNewThread(), 0);
-    ExpectGoodRead(kAnyCard);
-  }
-}
-
 TEST_F(WindowsHidTest, UnpluggedInTheMidstOfAFileAndPluggedInAgain) {
   desk.Misbehave({{"latency", {{"file-13", 80}}}});  // which takes one and a half seconds
   desk.Put(kAnyCard);
@@ -73,7 +67,7 @@ TEST_F(WindowsHidTest, UnpluggedInTheMidstOfAFileAndPluggedInAgain) {
   desk.Unplug();
   ASSERT_EQ(read.wait_for(kPatience), std::future_status::ready);
   EXPECT_EQ(read.get().result, 0);
-  EXPECT_TRUE(LastError().starts_with(library->readCardErrorInfo(47))) << LastError();
+  ExpectCode(47);
   EXPECT_EQ(library->readCardGetDeviceStatus(), 3);
   ExpectNoRecord(*library);
   EXPECT_TRUE(Eventually(

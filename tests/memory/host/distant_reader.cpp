@@ -1,35 +1,15 @@
 // hidapi for a host that is searched for what a card holds: the reader is in another process, and no
 // byte of a report is kept here, not even on the stack.
 
-#include <sys/uio.h>
-
-#include <mutex>
+#include <poll.h>
+#include <unistd.h>
 
 #include "memory/host/protocol.h"
 #include "virtual_reader/hidapi_abi.h"
 
-namespace {
-
-int Ask(memorytest::ReaderRequest request, const unsigned char* written = nullptr,
-        std::size_t writtenLength = 0, unsigned char* answer = nullptr, std::size_t room = 0) {
-  static std::mutex oneAtATime;
-  const std::lock_guard guard(oneAtATime);
-  int result = -1;
-  const iovec sent[] = {{&request, sizeof request},
-                        {const_cast<unsigned char*>(written), writtenLength}};
-  const iovec received[] = {{&result, sizeof result}, {answer, room}};
-  const bool answered =
-      writev(memorytest::kReader, sent, 2) > 0 && readv(memorytest::kReader, received, 2) > 0;
-  return answered ? result : -1;
-}
-
-devkit::HidDeviceInfo theReader{};
-
-}  // namespace
-
 namespace devkit {
 
-using memorytest::ReaderRequest;
+static HidDeviceInfo theReader{};
 
 HidDeviceInfo* hid_enumerate(unsigned short vendorId, unsigned short productId) {
   theReader.vendorId = vendorId;
@@ -40,17 +20,19 @@ HidDeviceInfo* hid_enumerate(unsigned short vendorId, unsigned short productId) 
 void hid_free_enumeration(HidDeviceInfo*) {}
 
 HidDevice* hid_open(unsigned short, unsigned short, const wchar_t*) {
-  return Ask({ReaderRequest::open, 0}) > 0 ? reinterpret_cast<HidDevice*>(&theReader) : nullptr;
+  return reinterpret_cast<HidDevice*>(&theReader);
 }
 
 int hid_write(HidDevice*, const unsigned char* data, std::size_t length) {
-  return Ask({ReaderRequest::write, 0}, data, length);
+  return static_cast<int>(write(memorytest::kReader, data, length));
 }
 
 int hid_read_timeout(HidDevice*, unsigned char* data, std::size_t length, int milliseconds) {
-  return Ask({ReaderRequest::read, milliseconds}, nullptr, 0, data, length);
+  pollfd reader{memorytest::kReader, POLLIN, 0};
+  const bool comes = poll(&reader, 1, milliseconds) == 1;
+  return comes ? static_cast<int>(read(memorytest::kReader, data, length)) : 0;
 }
 
-void hid_close(HidDevice*) { Ask({ReaderRequest::close, 0}); }
+void hid_close(HidDevice*) {}
 
 }  // namespace devkit
