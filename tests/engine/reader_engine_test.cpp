@@ -162,7 +162,7 @@ TEST_F(ReaderEngineTest, AReadWaitsForTheSecondsThatTheReaderHas) {
     clock.ticks += milliseconds;
     AwaitPass();
     sockets.Answer(wire::PermitAnswer());
-    EXPECT_TRUE(Await(read, engine));
+    ASSERT_TRUE(Await(read, engine));
     AwaitPass();
     clock.ticks += milliseconds;
     AwaitPass();
