@@ -173,6 +173,8 @@ TEST(CardReader, StepsBring) {
       {"a serial line tells of a card only while the search is switched on; silence is a failure",
        "serial; open; search 010404DEADBEEF 0100 011008E001020304050607; find; find; card",
        "done anew; done card on; done on; 0 on; 4 DEADBEEF"},
+      {"what a serial answer lacks is not the card's before it",
+       "serial; open; search 010404DEADBEEF =01", "done anew; done card on"},
       {"a beep has units of ten milliseconds",
        "open; beep 0; beep 19; beep 20; beep 2559; beep 2560; beep 2580",
        "done anew; 01; 01; 02; FF; 01; 02"},
