@@ -51,7 +51,8 @@ bool DecodeServerLink::ServerInit(ReadGeneration generation, const ServiceSettin
       return false;
     }
     lastEndedRead = generation - 1;
-    read = {generation, settings.identity};
+    identity = settings.identity;
+    read = {generation};
     failureCode = ERRORT_None;
   }
   traceLog.Log("Server Init Begin");
@@ -220,7 +221,7 @@ bool DecodeServerLink::PerformNext() {
     generation = read.generation;
     command = std::move(read.commands.front());
     read.commands.pop_front();
-    session = {read.identity, token};
+    session = {identity, token};
   }
   const Trace trace = [this](std::string_view text) { traceLog.Log(WithoutLineEnd(text)); };
   File(generation,

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -65,12 +65,12 @@ class DecodeServerLink {
     ServiceCommand command = ServiceCommand::heartbeat;
     Block block;
   };
-  // All that belongs to one read, so that nothing of it is left when another takes its place.
+  // All that belongs to one read, so that nothing of it is left when another takes its place. An
+  // empty one takes no memory, which may be short where a read ends.
   struct Read {
     ReadGeneration generation = kNoRead;
-    ServiceIdentity identity;
     bool failed = false;  // the rest of it has become pointless
-    std::deque<Command> commands;
+    std::list<Command> commands;
     std::map<ResultItem, std::string> result;
     std::map<KeyKind, Block> keys;
   };
@@ -99,6 +99,7 @@ class DecodeServerLink {
   platform::CSMutex linkLock;
   bool stop = false;
   Read read;  // the current one
+  ServiceIdentity identity;
   ReadGeneration startedRead = kNoRead;
   ReadGeneration lastEndedRead = kNoRead;
   std::int32_t failureCode = 0;
