@@ -23,11 +23,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-constexpr auto kDn = ServiceCommand::dn;
-constexpr auto kSector11 = ServiceCommand::sector11;
-constexpr auto kSector12 = ServiceCommand::sector12;
-constexpr auto kSector13 = ServiceCommand::sector13;
-
 class DecodeServerLinkTest : public testing::Test {
  protected:
   DecodeServerLinkTest() {
@@ -115,15 +110,15 @@ TEST_F(DecodeServerLinkTest, DropsTheRestOfAReadAfterAFailure) {
   const std::string text = Text("CDF8C2E7BDE2CEF6312D4A736F6EB4EDCEF3");
   sockets.onSend = [this](const std::string&) { sockets.Answer(R"({"code":"05"})"); };
   ASSERT_TRUE(Init(1));
-  Post(1, {kDn, kSector11});
+  Post(1, {ServiceCommand::dn, ServiceCommand::sector11});
   EXPECT_EQ(AwaitResult(1)[ResultItem::fail], "Fail");
   EXPECT_EQ(link->TakeFailureText(), text);
-  Post(1, {kSector12});
+  Post(1, {ServiceCommand::sector12});
   platform::SystemClock().Sleep(20);  // nothing tells that it is not performed
   ASSERT_TRUE(Init(2));               // waits for the exchange under way, if there is one
   EXPECT_EQ(sockets.Sent().size(), 1U);
   ErrorLog().ClearLastMessage();
-  Post(2, {kDn});
+  Post(2, {ServiceCommand::dn});
   EXPECT_TRUE(Eventually([] { return ErrorLog().LastMessage() == R"({"code":"05"})"; }));
   ASSERT_TRUE(Init(3));
   EXPECT_THAT(link->TakeResult(3), IsEmpty());  // what nobody has taken belongs to the old read
@@ -132,14 +127,14 @@ TEST_F(DecodeServerLinkTest, DropsTheRestOfAReadAfterAFailure) {
 
 TEST_F(DecodeServerLinkTest, TakesNothingOfAnOlderRead) {
   ASSERT_TRUE(Init(2));
-  Post(1, {kSector11});
-  Post(3, {kSector11});
+  Post(1, {ServiceCommand::sector11});
+  Post(3, {ServiceCommand::sector11});
   link->EndRead(2);
-  Post(2, {kSector12});
+  Post(2, {ServiceCommand::sector12});
   ASSERT_TRUE(Init(4));
   EXPECT_FALSE(Init(3));
   link->EndRead(3);  // not this one's
-  Post(4, {kSector13});
+  Post(4, {ServiceCommand::sector13});
   ASSERT_TRUE(sockets.AwaitSent(1));
   EXPECT_THAT(sockets.Sent(), ElementsAre(StartsWith(R"({"type":"BB13")")));
 }
@@ -150,13 +145,13 @@ TEST_F(DecodeServerLinkTest, ACommandThatWaitedForTheSocketIsNotPerformedForTheN
   ASSERT_TRUE(Init(1));
   sockets.servers[1] = {false, 0, 0};
   sockets.onConnectWait = [this, waits = 0]() mutable {
-    if (++waits == 1) Post(2, {kSector11});
+    if (++waits == 1) Post(2, {ServiceCommand::sector11});
     platform::SystemClock().Sleep(2);
     if (waits == 20) link->EndRead(2);
   };
   EXPECT_FALSE(link->ServerInit(2, {{}, {{"10.0.0.1", 1}}, {}}));
   ASSERT_TRUE(Init(3));
-  Post(3, {kSector12});
+  Post(3, {ServiceCommand::sector12});
   ASSERT_TRUE(sockets.AwaitSent(1));
   EXPECT_THAT(sockets.Sent(), ElementsAre(StartsWith(R"({"type":"BB12")")));
 }
@@ -165,7 +160,7 @@ TEST_F(DecodeServerLinkTest, AnExchangeIsCutOffByANewReadAndByTheEnd) {
   sockets.blockWithoutAnswer = true;
   ASSERT_TRUE(Init(1));
   ErrorLog().ClearLastMessage();
-  Post(1, {kDn, kSector11});
+  Post(1, {ServiceCommand::dn, ServiceCommand::sector11});
   ASSERT_TRUE(sockets.AwaitSent(1));
   ASSERT_TRUE(Init(2));
   EXPECT_THAT(link->TakeResult(1), IsEmpty());
