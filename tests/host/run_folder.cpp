@@ -58,7 +58,10 @@ RunFolder::RunFolder() {
   fs::copy_file(fs::exists(inLib) ? inLib : StageFolder() / "bin" / Library().filename(),
                 Library());
   // The files of the virtual reader.
-  fs::copy(StageFolder() / "devkit" / "virtual-reader", folder);
+  // One by one: copying a folder into one that is there fails on Windows.
+  for (const auto& entry : fs::directory_iterator(StageFolder() / "devkit" / "virtual-reader")) {
+    if (entry.is_regular_file()) fs::copy_file(entry.path(), folder / entry.path().filename());
+  }
 }
 
 RunFolder::~RunFolder() {
