@@ -64,7 +64,7 @@ class SocketTest : public testing::Test {
   asio::ip::tcp::socket peer{context};
   const std::uint16_t port = acceptor.local_endpoint().port();
   std::vector<SocketHandle> created;
-  std::string block = std::string(20'000'000, 'x');  // more than any system keeps for a peer
+  std::vector<char> block = std::vector<char>(20'000'000, 'x');  // more than a system keeps
 };
 
 TEST_F(SocketTest, NothingButAConnectionIsTakenForOne) {
