@@ -160,11 +160,11 @@ ReaderModel::Taken ReaderModel::Request(ByteView request, Moment now) {
     QueueFile(name.empty() ? Bytes{} : FileBytes(request), name, fault, now);
     return taken;
   }
-  const bool searchWasOn = searchOn;
   // What is answered with a status is not done.
   const bool refused = name.empty() || (fault != nullptr && fault->kind == FaultKind::status);
   QueueAnswer(refused ? Header(request, ReaderStatus::refused) : Answer(request), name, fault, now);
-  if (searchOn && !searchWasOn && card) Notify(now);
+  // Also when it was on: the one who switched it on before may have gone without a word.
+  if (!refused && name == "search-on" && card) Notify(now);
   return taken;
 }
 

@@ -55,9 +55,11 @@ class HostTest : public testing::Test, protected Host {
   // Lays the command-line host beside the library.
   void CopyReadcard() const {
     for (const auto& entry : std::filesystem::directory_iterator(StageFolder() / "bin")) {
-      if (entry.path().stem() != "readcard") continue;
-      std::filesystem::copy_file(entry.path(), folder.Path() / entry.path().filename(),
-                                 std::filesystem::copy_options::skip_existing);
+      // Windows refuses a target that is there, whatever the options of the copy say.
+      const std::filesystem::path target = folder.Path() / entry.path().filename();
+      if (entry.path().stem() == "readcard" && !std::filesystem::exists(target)) {
+        std::filesystem::copy_file(entry.path(), target);
+      }
     }
   }
 };
