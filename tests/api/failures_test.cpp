@@ -295,7 +295,7 @@ TEST_F(FaultMatrixTest, TheSecondServerServesWhenTheFirstDoesNot) {
   ExpectCode(29);
 }
 
-constexpr milliseconds kStepDelay(800);
+constexpr milliseconds kStepDelay(1600);
 
 // A read is stopped while it waits at a step, and the next one is started at once.
 TEST_F(FaultMatrixTest, AStopEndsAReadAtOnceAndTheNextCardIsRead) {
