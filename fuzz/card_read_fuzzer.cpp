@@ -42,7 +42,7 @@ bool RecordIsEmpty(ReaderEngine& engine) {
 }
 
 bool Read(ReaderEngine& engine, const fuzz::FuzzedService& service) {
-  const bool succeeded = engine.ReadCard();
+  const bool succeeded = engine.ReadCardStartRead();
   const bool recordIsEmpty = RecordIsEmpty(engine);
   for (const auto item : {ResultItem::id_number, ResultItem::birthday, ResultItem::start_date,
                           ResultItem::pass_check_id}) {

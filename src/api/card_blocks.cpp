@@ -56,7 +56,7 @@ bool Fetch(ReaderEngine& engine, BlockBuffer& buffer) {
 bool ReadCardBlocking() {
   const bool succeeded = Guarded(false, [] {
     const EngineUse engine = UseOrCreateEngineToRead();
-    return engine && engine->ReadCard([&engine] {
+    return engine && engine->ReadCardStartRead([&engine] {
       const std::lock_guard guard(blockBuffers->lock);
       for (BlockBuffer& buffer : blockBuffers->buffers) {
         Fetch(*engine, buffer);

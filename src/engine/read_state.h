@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -46,7 +45,7 @@ struct ReadTask {
 struct ReadResult {
   bool succeeded = false;
   std::string failureText;  // when it is not empty, the last error
-  std::map<ResultItem, std::string> fields;
+  IdentityRecord fields;
 };
 
 // Where the current read stands, what it has brought, and who waits for it. Any thread may call;
@@ -164,7 +163,7 @@ class ReadState {
   std::optional<std::uint32_t> waitStartTick;  // of the wait for the service's final answer
   std::uint32_t serviceTimeoutMs = 2000;
   std::deque<ReadTask> taskQueue;
-  std::map<ResultItem, std::string> resultFields;
+  IdentityRecord resultFields;
   std::uint32_t fieldsTick = 0;  // when they came
   std::string lastErrorText;
   std::string dnHex;

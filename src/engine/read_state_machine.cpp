@@ -1,7 +1,6 @@
 #include "engine/read_state_machine.h"
 
 #include <algorithm>
-#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -101,7 +100,7 @@ void ReadStateMachine::Act(const ReadTask& task) {
       }
       break;
     case TaskType::await_end:
-      Complete(task.generation, false);
+      CheckResult(task.generation, false);
       // Also after the read is done: if the fields are not collected in time, they are cleared.
       Queue(task, TaskType::await_end);
       state.StartWaiting(task.generation);
@@ -127,9 +126,9 @@ void ReadStateMachine::RelayFile(const ReadTask& task) {
   }
 }
 
-void ReadStateMachine::Complete(ReadGeneration generation, bool early) {
+void ReadStateMachine::CheckResult(ReadGeneration generation, bool early) {
   const auto link = links.Get();
-  auto items = link != nullptr ? link->TakeResult(generation) : std::map<ResultItem, std::string>();
+  auto items = link != nullptr ? link->TakeResult(generation) : IdentityRecord();
   if (items.empty()) {
     return;
   }
@@ -182,7 +181,7 @@ bool ReadStateMachine::TakeKey(const ReadTask& task, KeyKind kind, Block& key) {
   if (!key.empty()) {
     return true;
   }
-  Complete(state.RelayedRead(), true);
+  CheckResult(state.RelayedRead(), true);
   if (!state.IsOver(task.generation)) {
     state.PostTask(task);
   }

@@ -31,7 +31,7 @@ class ReadStateMachine {
   void PostToLink(const ReadTask& task, ServiceCommand command);
   void RelayFile(const ReadTask& task);
   // Ends the read when the service is done with it: early, before it was sent everything.
-  void Complete(ReadGeneration generation, bool early);
+  void CheckResult(ReadGeneration generation, bool early);
   bool TakeKey(const ReadTask& task, KeyKind kind, Block& key);
   bool Succeeded(const ReadTask& task, const ReaderOutcome& outcome);
   AbandonTest OverTest(const ReadTask& task);

@@ -123,7 +123,7 @@ bool ReaderEngine::Succeeded(const ReaderOutcome& outcome, ReadGeneration genera
   return outcome.Done();
 }
 
-bool ReaderEngine::ReadCard(const std::function<void()>& onSuccess) {
+bool ReaderEngine::ReadCardStartRead(const std::function<void()>& onSuccess) {
   log.Log("\nReadCardStartRead");
   const ReadGeneration generation = state.Begin();
   if (generation == kNoRead) {

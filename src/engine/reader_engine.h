@@ -52,7 +52,7 @@ class ReaderEngine {
   void ExitForGood();
   // Reads one card: true when that succeeded. onSuccess fetches what was read before anybody else can
   // start something.
-  bool ReadCard(const std::function<void()>& onSuccess = {});
+  bool ReadCardStartRead(const std::function<void()>& onSuccess = {});
   // Asks once whether a card lies on the reader, by the reader's automatic search.
   bool FindCard();
   void StopRead();

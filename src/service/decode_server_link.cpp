@@ -105,7 +105,7 @@ void DecodeServerLink::PostCommand(ReadGeneration generation, ServiceCommand com
   wakeEvent.Set();
 }
 
-std::map<ResultItem, std::string> DecodeServerLink::TakeResult(ReadGeneration generation) {
+IdentityRecord DecodeServerLink::TakeResult(ReadGeneration generation) {
   const std::lock_guard guard(linkLock);
   if (read.generation != generation || read.result.count(ResultItem::done) == 0) {
     return {};

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <list>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,7 +53,7 @@ class DecodeServerLink {
   void PostCommand(ReadGeneration generation, ServiceCommand command, Block block);
   // Both once, and empty as long as there is nothing: what the read has brought when the service is
   // done with it, and a key on the way there.
-  std::map<ResultItem, std::string> TakeResult(ReadGeneration generation);
+  IdentityRecord TakeResult(ReadGeneration generation);
   Block TakeKey(ReadGeneration generation, KeyKind kind);
   // The text of the failure of the last read that had one, once; empty when there is none.
   std::string TakeFailureText();
@@ -71,7 +70,7 @@ class DecodeServerLink {
     ReadGeneration generation = kNoRead;
     bool failed = false;  // the rest of it has become pointless
     std::list<Command> commands;
-    std::map<ResultItem, std::string> result;
+    IdentityRecord result;
     std::map<KeyKind, Block> keys;
   };
 

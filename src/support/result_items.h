@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <string>
 #include <string_view>
 
 namespace idcardreader {
@@ -32,6 +34,9 @@ enum class ResultItem : std::int32_t {
 
 // Whether it belongs to the card, not to the read's end.
 constexpr bool OfTheCard(ResultItem item) { return item <= ResultItem::country_code; }
+
+// All that a read has brought.
+using IdentityRecord = std::map<ResultItem, std::string>;
 
 // GBK, as long as the library lives.
 std::string_view ItemLabel(ResultItem item);

@@ -37,7 +37,7 @@ struct World {
 };
 
 std::future<bool> ReadInBackground(ReaderEngine& engine) {
-  return std::async(std::launch::async, [&engine] { return engine.ReadCard(); });
+  return std::async(std::launch::async, [&engine] { return engine.ReadCardStartRead(); });
 }
 bool Await(std::future<bool>& read, ReaderEngine& engine) {
   if (read.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
@@ -256,7 +256,7 @@ TEST(ReaderEngineStart, NamesThatHadNoAddressGoWithTheSecondPort) {
   world.sockets.names = {{"svc.example", "10.0.0.1"}, {"two.example", "10.0.0.2"}};
   world.sockets.servers[8] = {false, 1, 111};
   world.clock.ticks += 5'000;
-  EXPECT_FALSE(engine.ReadCard());
+  EXPECT_FALSE(engine.ReadCardStartRead());
   EXPECT_EQ(world.sockets.TakeCalls("connect"), "connect 10.0.0.1:8; connect 10.0.0.2:8; ");
 }
 
