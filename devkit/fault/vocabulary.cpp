@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <initializer_list>
 
+#include "base/reader_commands.h"
+
 namespace devkit {
 namespace {
 
@@ -29,10 +31,17 @@ ParameterRule OnWriteOrRead() {
   return {"on", ParameterType::text, 0, 0, R"("write")", {"write", "read"}};
 }
 
+Names ReaderPlaces() {
+  Names places;
+  for (const ReaderRequest& request : kReaderRequests) places.push_back(request.name);
+  return Join({places, {"enumerate", "open", "write", "notification"}});
+}
+
 std::vector<KindRule> ReaderKinds() {
-  const Names commands = {"search-on", "search-off", "dn",        "input-key", "output-key",
-                          "uid",       "uid-a",      "authorize", "version",   "beep"};
-  const Names files = {"file-11", "file-12", "file-13", "file-21"};
+  Names commands, files;
+  for (const ReaderRequest& request : kReaderRequests) {
+    (request.command == Command::file ? files : commands).push_back(request.name);
+  }
   const Names requests = Join({commands, files});
   const Names answered = Join({commands, {"notification"}});
   return {
@@ -115,10 +124,7 @@ std::vector<KindRule> ServiceKinds() {
 // Built at first use and never destroyed: the virtual reader may still be called while the process
 // exits.
 const Names& Places(Side side) {
-  static const Names& reader =
-      *new Names{"search-on", "search-off", "dn",        "input-key", "output-key", "file-11",
-                 "file-12",   "file-13",    "file-21",   "uid",       "uid-a",      "authorize",
-                 "version",   "beep",       "enumerate", "open",      "write",      "notification"};
+  static const Names& reader = *new Names(ReaderPlaces());
   static const Names& service =
       *new Names{"connect",   "heartbeat", "login",     "dn",        "output-key",
                  "sector-11", "sector-12", "sector-13", "sector-21", "content"};

@@ -15,7 +15,7 @@
 #include <thread>
 
 #include "base/command_line.h"
-#include "reader_model/commands.h"
+#include "base/reader_commands.h"
 #include "reader_model/desk.h"
 #include "reader_model/reader_model.h"
 

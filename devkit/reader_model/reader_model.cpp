@@ -46,41 +46,11 @@ ReaderIdentity StandardReaderIdentity() {
 }
 
 std::string_view RequestName(ByteView request) {
-  if (request.empty()) return {};
-  const std::size_t length = RequestLength(request[0]);
-  if (length == 0 || request.size() < length) return {};
-  switch (static_cast<Command>(request[0])) {
-    case Command::search:
-      return request[1] == 0x01 ? "search-on" : request[1] == 0x00 ? "search-off" : "";
-    case Command::dn:
-      return "dn";
-    case Command::inputKey:
-      return "input-key";
-    case Command::outputKey:
-      return "output-key";
-    case Command::file:
-      switch (request[1]) {
-        case 0x11:
-          return "file-11";
-        case 0x12:
-          return "file-12";
-        case 0x13:
-          return "file-13";
-        case 0x21:
-          return "file-21";
-        default:
-          return {};
-      }
-    case Command::uid:
-      return "uid";
-    case Command::uidTypeA:
-      return "uid-a";
-    case Command::authorize:
-      return "authorize";
-    case Command::version:
-      return "version";
-    case Command::beep:
-      return "beep";
+  for (const ReaderRequest& known : kReaderRequests) {
+    if (request.size() >= known.length && request[0] == static_cast<std::uint8_t>(known.command) &&
+        (!known.parameter || request[1] == *known.parameter)) {
+      return known.name;
+    }
   }
   return {};
 }

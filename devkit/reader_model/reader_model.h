@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include "base/bytes.h"
+#include "base/reader_commands.h"
 #include "card/card.h"
 #include "fault/fault_book.h"
-#include "reader_model/commands.h"
 
 namespace devkit {
 

@@ -10,6 +10,19 @@
 namespace idcardreader {
 namespace {
 
+constexpr ReaderCommand kSearchOn{0x01, 100, 200};
+constexpr ReaderCommand kSearchOff{0x01, 1000, 200};
+constexpr ReaderCommand kCardNotification{0x01, 1000, 200};  // the search sends it unasked
+constexpr ReaderCommand kReadDn{0x06, 2000, 200};
+constexpr ReaderCommand kWriteInputKey{0x07, 2000, 200};
+constexpr ReaderCommand kWriteOutputKey{0x08, 2000, 200};
+constexpr ReaderCommand kReadCardFile{0x0B, 100, 200};  // its answer is a stream
+constexpr ReaderCommand kIdentityCardUid{0x0C, 1000, 200};
+constexpr ReaderCommand kTypeACardUid{0x0D, 100, 200};
+constexpr ReaderCommand kReadAuthorizeCode{0x30, 1000, 200};
+constexpr ReaderCommand kReadVersion{0x64, 1000, 200};
+constexpr ReaderCommand kBeep{0x65, 100, 100};
+
 constexpr std::uint32_t kOpened = 1;
 constexpr std::uint32_t kLost = 3;
 constexpr std::uint8_t kLargestKnownStatus = 8;

@@ -24,18 +24,6 @@ struct ReaderCommand {
   std::uint32_t usbMs;
   std::uint32_t serialMs;
 };
-inline constexpr ReaderCommand kSearchOn{0x01, 100, 200};
-inline constexpr ReaderCommand kSearchOff{0x01, 1000, 200};
-inline constexpr ReaderCommand kCardNotification{0x01, 1000, 200};  // the search sends it unasked
-inline constexpr ReaderCommand kReadDn{0x06, 2000, 200};
-inline constexpr ReaderCommand kWriteInputKey{0x07, 2000, 200};
-inline constexpr ReaderCommand kWriteOutputKey{0x08, 2000, 200};
-inline constexpr ReaderCommand kReadCardFile{0x0B, 100, 200};  // its answer is a stream
-inline constexpr ReaderCommand kIdentityCardUid{0x0C, 1000, 200};
-inline constexpr ReaderCommand kTypeACardUid{0x0D, 100, 200};
-inline constexpr ReaderCommand kReadAuthorizeCode{0x30, 1000, 200};
-inline constexpr ReaderCommand kReadVersion{0x64, 1000, 200};
-inline constexpr ReaderCommand kBeep{0x65, 100, 100};
 
 // Report id (always 0), command code, parameters. What a command does not write keeps the bytes of
 // the one before.
