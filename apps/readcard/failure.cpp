@@ -17,20 +17,17 @@ constexpr Cure kCures[] = {
 #include "status_code_cures.inc"
 };
 
-constexpr int kFirstFailureCode = 2;
-constexpr int kLastFailureCode = 55;
-
 // The interface hands out a text, not a number. The text begins with the text of the code; the
 // longest one that fits is it, since one code's text may begin with another's. `codeText` holds what
 // was found: the library's texts share one place.
 std::optional<int> CodeOf(const HostLibrary& library, std::string_view lastError,
                           std::string& codeText) {
   std::optional<int> code;
-  for (int candidate = kFirstFailureCode; candidate <= kLastFailureCode; ++candidate) {
-    const std::string_view text = library.readCardErrorInfo(candidate);
+  for (const Cure& cure : kCures) {
+    const std::string_view text = library.readCardErrorInfo(cure.code);
     if (text.size() > codeText.size() && lastError.starts_with(text)) {
       codeText = text;
-      code = candidate;
+      code = cure.code;
     }
   }
   return code;
@@ -48,8 +45,7 @@ std::string HintFor(std::optional<int> code) {
     if (code == cure.code) return cure.text;
   }
   return "There is no status code for this: the card's record may lack its photo or be of an "
-         "unknown "
-         "kind. The newest file in the folder errordata beside the library may tell more.";
+         "unknown kind. The newest file in the folder errordata beside the library may tell more.";
 }
 
 }  // namespace

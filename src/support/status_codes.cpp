@@ -1,6 +1,7 @@
 #include "support/status_codes.h"
 
 #include <array>
+#include <iterator>
 
 #include "support/text.h"
 
@@ -10,9 +11,9 @@ namespace {
 // Made once when the library is loaded; nothing here has a destructor, so threads that still run
 // while the process ends can go on reading the texts.
 
-const std::array<GbkText<40>, 57> ErrorTextTable = {{
+const GbkText<40> ErrorTextTable[] = {
 #include "status_code_texts.inc"
-}};
+};
 
 const std::array<GbkText<40>, 8> DeviceStatusTexts = {{
     GbkText<40>("通信错误"),
@@ -31,7 +32,7 @@ const GbkText<40> kUnknownDeviceStatus("未知错误");
 
 std::string_view StatusText(std::int32_t code) {
   const auto index = static_cast<std::uint32_t>(code);
-  return ErrorTextTable[index < ErrorTextTable.size() ? index : 0];
+  return ErrorTextTable[index < std::size(ErrorTextTable) ? index : 0];
 }
 
 std::string_view DeviceStatusText(std::uint8_t status) {
