@@ -4,6 +4,9 @@
 
 set(readingTargets idcardreader readcard virtual-reader)
 set(serviceTargets decode-service datafile)
+if(NOT WIN32)
+  list(APPEND serviceTargets serial-reader)
+endif()
 if(WIN32)
   list(APPEND readingTargets hidapi)
   install(TARGETS hidapi RUNTIME DESTINATION bin COMPONENT reading)
@@ -18,7 +21,27 @@ install(
   DESTINATION include
   COMPONENT reading
   FILES_MATCHING
-  PATTERN "*.h")
+  PATTERN "*.h"
+  PATTERN "*.hpp")
+install(
+  FILES include/idcardreader/codes.json
+  DESTINATION share/idcardreader
+  COMPONENT reading)
+
+# For what is built against the library. Both find the rest from where they lie.
+include(CMakePackageConfigHelpers)
+write_basic_package_version_file(
+  ${CMAKE_BINARY_DIR}/packages/idcardreaderConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+configure_file(packaging/idcardreader.pc.in ${CMAKE_BINARY_DIR}/packages/idcardreader.pc @ONLY)
+install(
+  FILES packaging/idcardreaderConfig.cmake
+        ${CMAKE_BINARY_DIR}/packages/idcardreaderConfigVersion.cmake
+  DESTINATION lib/cmake/idcardreader
+  COMPONENT reading)
+install(
+  FILES ${CMAKE_BINARY_DIR}/packages/idcardreader.pc
+  DESTINATION lib/pkgconfig
+  COMPONENT reading)
 install(TARGETS readcard RUNTIME DESTINATION bin COMPONENT reading)
 # It goes where no loader finds it by accident: a host gets it by being started beside it.
 install(
@@ -27,7 +50,19 @@ install(
   LIBRARY DESTINATION devkit/virtual-reader COMPONENT reading NAMELINK_SKIP
   ARCHIVE EXCLUDE_FROM_ALL DESTINATION lib COMPONENT unshipped)
 install(TARGETS ${serviceTargets} RUNTIME DESTINATION bin COMPONENT service)
-install(DIRECTORY devkit/cards devkit/scenarios DESTINATION devkit COMPONENT service)
+install(
+  DIRECTORY devkit/cards devkit/scenarios
+  DESTINATION devkit
+  COMPONENT service)
+install(
+  FILES devkit/README.md
+  DESTINATION devkit
+  COMPONENT service)
+if(NOT WIN32)
+  install(
+    TARGETS serial-reader
+    RUNTIME DESTINATION bin COMPONENT service)
+endif()
 
 # stage_reading and stage_service build and install their part; stage does both.
 foreach(part reading service)

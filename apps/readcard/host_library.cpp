@@ -25,7 +25,9 @@ std::vector<std::string> Candidates() {
     std::error_code ignored;
     if (std::filesystem::exists(place, ignored)) candidates.push_back(platform::AnsiText(place));
   }
-  candidates.push_back(LibraryFileName());
+  // The name that an installed library has for programs; the other one comes with its headers.
+  candidates.push_back(
+      platform::DynamicLibraryFileName("idcardreader", IDCARDREADER_VERSION_MAJOR));
   return candidates;
 }
 

@@ -31,7 +31,9 @@ VirtualReader& Reader() {
   // The state outlives every open and close of the host, so the library stays with it.
   static VirtualReader& reader = []() -> VirtualReader& {
     idcardreader::platform::PinModule();
-    return *new VirtualReader(DeskPath());
+    auto& made = *new VirtualReader(DeskPath());
+    made.Announce();
+    return made;
   }();
   return reader;
 }

@@ -20,6 +20,12 @@ constexpr std::chrono::milliseconds kDeskPause(20);
 
 VirtualReader::VirtualReader(std::filesystem::path path) : deskFile(std::move(path)) {}
 
+void VirtualReader::Announce() const {
+  const std::u8string name = deskFile.Path().u8string();
+  Note("at work: what is read now comes from " + std::string(name.begin(), name.end()) +
+       " and from no reader");
+}
+
 bool VirtualReader::Enumerate(unsigned short& vendorId, unsigned short& productId) {
   std::unique_lock lock(mutex);
   LookAtDesk();
@@ -49,8 +55,8 @@ int VirtualReader::Write(int handle, const unsigned char* report, std::size_t le
   LookAtDesk();
   if (LiveHandle(handle) == nullptr) return -1;
   if (length != kRequestSize || report[0] != 0) {
-    Complain("a request of " + std::to_string(length) + " bytes with report id " +
-             std::to_string(length > 0 ? report[0] : -1) + " was refused");
+    Note("a request of " + std::to_string(length) + " bytes with report id " +
+         std::to_string(length > 0 ? report[0] : -1) + " was refused");
     return -1;
   }
   const ReaderModel::Taken taken = reader.Request({report + 1, length - 1}, Clock::now());
@@ -97,7 +103,7 @@ void VirtualReader::Close(int handle) {
   if (const Handle* open = LiveHandle(handle); open != nullptr && open->reading != nullptr &&
                                                !open->reading->HasEnded() &&
                                                open->reading != ThreadLife::OfThisThread()) {
-    Complain("the device was closed while a read of another thread was under way");
+    Note("the device was closed while a read of another thread was under way");
   }
   handles.erase(handle);
   changed.notify_all();
@@ -106,7 +112,7 @@ void VirtualReader::Close(int handle) {
 void VirtualReader::LookAtDesk() {
   const std::optional<DeskState> state = deskFile.Look();
   if (const std::string complaint = deskFile.TakeComplaint(); !complaint.empty()) {
-    Complain(complaint);
+    Note(complaint);
   }
   if (!state) return;
   Apply(*state, desk.presentation, reader, Clock::now());
@@ -114,10 +120,10 @@ void VirtualReader::LookAtDesk() {
   changed.notify_all();
 }
 
-void VirtualReader::Complain(const std::string& text) const {
+void VirtualReader::Note(const std::string& text) const {
   std::fprintf(stderr, "virtual reader: %s\n", text.c_str());
   std::filesystem::path file = deskFile.Path();
-  file += ".complaints";
+  file += ".log";
   std::ofstream(file, std::ios::app) << text << '\n';
 }
 

@@ -23,6 +23,9 @@ class VirtualReader {
  public:
   explicit VirtualReader(std::filesystem::path deskFile);
 
+  // Says that it is at work, so that nobody takes it for a reader.
+  void Announce() const;
+
   // True when a reader with these ids is there; 0 stands for any id. The ids found come back.
   bool Enumerate(unsigned short& vendorId, unsigned short& productId);
   // A handle above 0, or 0.
@@ -42,7 +45,7 @@ class VirtualReader {
   void LookAtDesk();
   // To the standard error, and into a file beside the desk: a program with windows has no standard
   // error, and a test looks there.
-  void Complain(const std::string& text) const;
+  void Note(const std::string& text) const;
   bool Matches(unsigned short vendorId, unsigned short productId) const;
   Handle* LiveHandle(int number);
   bool Cancelled(const Handle& handle) const;

@@ -33,5 +33,7 @@ class DynamicLibrary {
 // The file name that a library of this base name has here: "DLL_File" is "DLL_File.dll" on Windows
 // and "libDLL_File.so" on Linux.
 std::string DynamicLibraryFileName(const std::string& baseName);
+// The same for one whose interface has this number: on Linux "libDLL_File.so.2".
+std::string DynamicLibraryFileName(const std::string& baseName, int interfaceNumber);
 
 }  // namespace idcardreader::platform

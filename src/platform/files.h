@@ -20,11 +20,12 @@ std::filesystem::path ExecutableFolder();
 
 // Opens a regular file in the way that fopen calls "rt", "rb", "at", "wb" or "wb+" (those with a "t"
 // are text modes where the platform has them); what else bears the name, and might never yield a
-// byte, cannot be opened. Null then; LastSystemError() tells why. Not inherited by child processes.
+// byte, cannot be opened. Null then; LastSystemError() tells why. Not inherited by child processes. A
+// file that is made is its owner's alone where the platform has that notion.
 File OpenFile(const std::filesystem::path& path, const char* mode);
 
 // The same for a name that a host application handed over: zero-terminated, in the system's ANSI
-// code page, relative to the current directory.
+// code page, relative to the current directory; made with the rights that files of the host have.
 File OpenAnsiFile(const char* name, const char* mode);
 
 // Writes at once: nothing is left to be written when the file is closed, and no signal of a failure

@@ -67,7 +67,7 @@ TEST(VirtualReaderTest, AReadThatTimedOutFailsOnceItsThreadHasEnded) {
   inThread([&] { EXPECT_EQ(read(), 0); });
   EXPECT_EQ(read(), 0);
   inThread([&] { reader.Close(handle); });
-  EXPECT_EQ(LinesOf(folder.path / "no-desk.json.complaints"),
+  EXPECT_EQ(LinesOf(folder.path / "no-desk.json.log"),
             std::vector<std::string>{
                 "the device was closed while a read of another thread was under way"});
 }

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 
 #include "base/json_file.h"
@@ -39,11 +40,15 @@ class Desk {
 
   // What the virtual reader found wrong with its host since the last call.
   std::string TakeComplaints() {
-    std::filesystem::path complaints = file;
-    complaints += ".complaints";
-    const std::string text = devkit::ReadTextFile(complaints).value_or("");
-    std::filesystem::remove(complaints);
-    return text;
+    std::filesystem::path log = file;
+    log += ".log";
+    std::istringstream lines(devkit::ReadTextFile(log).value_or(""));
+    std::filesystem::remove(log);
+    std::string complaints;
+    for (std::string line; std::getline(lines, line);) {
+      if (!line.starts_with("at work: ")) complaints += line + '\n';
+    }
+    return complaints;
   }
 
  private:

@@ -25,4 +25,8 @@ void* DynamicLibrary::Symbol(const char* name) const { return dlsym(handle, name
 
 std::string DynamicLibraryFileName(const std::string& baseName) { return "lib" + baseName + ".so"; }
 
+std::string DynamicLibraryFileName(const std::string& baseName, int interfaceNumber) {
+  return DynamicLibraryFileName(baseName) + "." + std::to_string(interfaceNumber);
+}
+
 }  // namespace idcardreader::platform

@@ -42,30 +42,10 @@ int WhyNotRegular(int descriptor) {
   return S_ISREG(status.st_mode) ? 0 : EINVAL;
 }
 
-}  // namespace
-
-std::filesystem::path LibraryFolder() {
-  return libraryFileKnown ? std::filesystem::path(libraryFile).parent_path()
-                          : std::filesystem::path();
-}
-
-std::filesystem::path ExecutableFolder() {
-  std::error_code error;
-  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-}
-
-File OpenFile(const std::filesystem::path& path, const char* mode) {
-  return OpenAnsiFile(path.c_str(), mode);
-}
-
-File OpenAnsiFile(const char* name, const char* mode) {
-  if (name == nullptr) {
-    errno = EINVAL;
-    return nullptr;
-  }
+File Open(const char* name, const char* mode, mode_t permissions) {
   // Not even the opening waits: a pipe would until somebody opens its other end.
-  const int descriptor =
-      AboveStandardStreams(open(name, OpenFlags(mode) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
+  const int descriptor = AboveStandardStreams(
+      open(name, OpenFlags(mode) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, permissions));
   if (descriptor < 0) return nullptr;
   int error = WhyNotRegular(descriptor);
   File file(error == 0 ? fdopen(descriptor, mode) : nullptr);
@@ -78,6 +58,31 @@ File OpenAnsiFile(const char* name, const char* mode) {
   fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
   if (*mode != 'r') std::setvbuf(file.get(), nullptr, _IONBF, 0);
   return file;
+}
+
+}  // namespace
+
+std::filesystem::path LibraryFolder() {
+  return libraryFileKnown ? std::filesystem::path(libraryFile).parent_path()
+                          : std::filesystem::path();
+}
+
+std::filesystem::path ExecutableFolder() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+}
+
+// Our own files may hold personal data, in a folder that is somebody else's.
+File OpenFile(const std::filesystem::path& path, const char* mode) {
+  return Open(path.c_str(), mode, S_IRUSR | S_IWUSR);
+}
+
+File OpenAnsiFile(const char* name, const char* mode) {
+  if (name == nullptr) {
+    errno = EINVAL;
+    return nullptr;
+  }
+  return Open(name, mode, 0666);
 }
 
 bool WriteToFile(const File& file, std::string_view bytes) {

@@ -28,4 +28,8 @@ void* DynamicLibrary::Symbol(const char* name) const {
 
 std::string DynamicLibraryFileName(const std::string& baseName) { return baseName + ".dll"; }
 
+std::string DynamicLibraryFileName(const std::string& baseName, int) {
+  return DynamicLibraryFileName(baseName);
+}
+
 }  // namespace idcardreader::platform
