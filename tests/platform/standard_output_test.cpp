@@ -31,16 +31,9 @@ TEST(StandardOutput, AFileGetsTheText) {
   const TemporaryFolder folder;
   const auto path = folder.path / "standard-output.txt";
   const int file = open(path.string().c_str(), O_WRONLY | O_CREAT, 0600);
-  bool complete = false;
-  {
-    const RedirectedOutput redirected(file);
-    WriteStandardOutput("one\ntwo\n");
-    WriteStandardOutput("three\n");
-    complete = Eventually([&] {
-      return LinesOf(path) == std::vector<std::string>{"one", "two", "three"};
-    });
-  }
-  EXPECT_TRUE(complete);
+  EXPECT_TRUE(WritesSoon(file, "one\ntwo\n", 2));
+  const std::vector<std::string> expected{"one", "two", "one", "two"};
+  EXPECT_TRUE(Eventually([&] { return LinesOf(path) == expected; }));
   close(file);
 }
 
@@ -51,13 +44,7 @@ TEST(StandardOutput, APipeThatNobodyReadsDelaysNobody) {
   // It takes text again once somebody reads.
   std::atomic<bool> arrived{false};
   std::thread reader([&] { arrived = !pipe.ReadUntil("behind it\n").empty(); });
-  {
-    const RedirectedOutput redirected(pipe.write);
-    Eventually([&] {
-      WriteStandardOutput("behind it\n");
-      return arrived.load();
-    });
-  }
+  Eventually([&] { return WritesSoon(pipe.write, "behind it\n", 1) && arrived; });
   EXPECT_TRUE(arrived);
   if (!arrived) std::exit(1);  // the reader would never end
   reader.join();

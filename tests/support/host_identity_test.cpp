@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "support/bytes.h"
 
 namespace idcardreader {
@@ -11,7 +9,7 @@ namespace {
 
 TEST(HostIdentity, IsTheFirstAdapterOfAKnownMaker) {
   using Adapter = platform::NetworkAdapter;
-  const Adapter other{"Someone's Ethernet", Bytes("112233445566")};
+  const Adapter other{"intel REALTEK Athero", Bytes("112233445566")};
   const Adapter intel{"Intel(R) PRO/1000", Bytes("001A2B3C4D5E")};
   const Adapter realtek{"Realtek PCIe GbE", Bytes("AABBCCDDEEFF")};
   const Adapter atheros{"an Atheros card", Bytes("0102")};
@@ -23,8 +21,7 @@ TEST(HostIdentity, IsTheFirstAdapterOfAKnownMaker) {
       {{realtek, intel}, "AA-BB-CC-DD-EE-FF"},
       {{longest, atheros}, "01-02"},
       {{tooLong, atheros}, ""},
-      {{}, ""},
-      {{other, {"intel REALTEK Athero", Bytes("0102")}}, ""},
+      {{other}, ""},
       {{{"Intel", {}}, realtek}, ""}};
   for (const auto& [adapters, address] : rows) EXPECT_EQ(HostAddress(adapters), address);
 }
