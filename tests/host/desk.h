@@ -1,9 +1,6 @@
 #pragma once
 
-#include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
-#include <string>
 
 #include "base/json_file.h"
 #include "host/run_folder.h"

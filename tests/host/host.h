@@ -1,24 +1,19 @@
 #pragma once
 
 #include <algorithm>
-#include <chrono>
-#include <cstdint>
 #include <functional>
 #include <future>
-#include <memory>
-#include <nlohmann/json.hpp>
-#include <stdexcept>
-#include <string>
-#include <thread>
 
 #include "datafile/data_files.h"
 #include "decode_service/decode_service.h"
 #include "host/desk.h"
 #include "host/run_folder.h"
 #include "host/shipped_library.h"
+#include "support/eventually.h"
 
 namespace hosttest {
 
+using idcardreader::Eventually;
 using std::chrono::milliseconds;
 
 struct ReadResult {
@@ -70,12 +65,10 @@ class Host {
 
   // readCardStart(0).
   ReadResult ReadHere() const {
-    using std::chrono::steady_clock;
-    const auto begin = steady_clock::now();
+    const auto begin = std::chrono::steady_clock::now();
     const int result = library->readCardStart(0);
-    return {result,
-            std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - begin),
-            {}};
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    return {result, std::chrono::duration_cast<std::chrono::microseconds>(taken), {}};
   }
   std::future<ReadResult> ReadInBackground() const {
     return std::async(std::launch::async, [this] { return ReadHere(); });
@@ -127,17 +120,6 @@ inline nlohmann::json FaultAt(const std::string& place, const std::string& kind,
   parameters["at"] = place;
   parameters["fault"] = kind;
   return {{"faults", nlohmann::json::array({parameters})}};
-}
-
-// Waits for what no event tells of; false when it has not become true within the limit.
-template <typename Condition>
-bool Eventually(Condition condition, milliseconds limit = std::chrono::seconds(10)) {
-  const auto end = std::chrono::steady_clock::now() + limit;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(milliseconds(5));
-  }
-  return true;
 }
 
 }  // namespace hosttest

@@ -1,11 +1,8 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
-#include "base/bytes.h"
 #include "card/card.h"
 #include "host/shipped_library.h"
+#include "support/bytes.h"
 
 namespace hosttest {
 
@@ -30,7 +27,7 @@ devkit::Bytes ExpectedPhoto(const devkit::Card& card);
 // A resident card without a photo is no success.
 bool ExpectedToSucceed(const devkit::Card& card);
 
-std::string Gbk(const std::string& utf8);
+using idcardreader::Gbk;
 
 // Calls every function that hands out a read and compares all that it writes, and what it must
 // leave alone, with the card. To be called at once after the read.
@@ -40,8 +37,11 @@ void ExpectFieldsOf(const devkit::Card& card, const ShippedLibrary& library);
 void ExpectBlocksOf(const devkit::Card& card, const ShippedLibrary& library);
 
 // No function hands out anything: neither fields nor blocks.
-void ExpectNoRecord(const ShippedLibrary& library);
 void ExpectNoFields(const ShippedLibrary& library);
-void ExpectNoBlocks(const ShippedLibrary& library);
+inline void ExpectNoBlocks(const ShippedLibrary& library) { ExpectBlocksOf({}, library); }
+inline void ExpectNoRecord(const ShippedLibrary& library) {
+  ExpectNoFields(library);
+  ExpectNoBlocks(library);
+}
 
 }  // namespace hosttest
