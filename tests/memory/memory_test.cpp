@@ -156,8 +156,6 @@ class Program {
     kill(process, SIGTERM);
     waitpid(process, nullptr, 0);
   }
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
 
   pid_t process = -1;
 };
@@ -185,7 +183,7 @@ class SearchedHost {
   // Calls an export; of a 32-bit result only the lower half counts.
   std::intptr_t Call(const char* function, int argument = 0, bool inBackground = false) {
     memorytest::Call call{{}, argument, inBackground};
-    std::strncpy(call.function, function, sizeof call.function - 1);
+    std::snprintf(call.function, sizeof call.function, "%s", function);
     std::intptr_t result = -1;
     if (write(control[0], &call, sizeof call) != sizeof call ||
         read(control[0], &result, sizeof result) != sizeof result) {

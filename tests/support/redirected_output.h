@@ -25,8 +25,6 @@ class RedirectedOutput {
     dup2(before, kOutput);
     close(before);
   }
-  RedirectedOutput(const RedirectedOutput&) = delete;
-  RedirectedOutput& operator=(const RedirectedOutput&) = delete;
 
  private:
   static constexpr int kOutput = 1;
@@ -48,8 +46,6 @@ class Pipe {
     CloseReader();
     close(write);
   }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
 
   void CloseReader() {
     if (ends[0] != kNoDescriptor) close(ends[0]);

@@ -34,8 +34,6 @@ class TemporaryFolder {
     }
   }
   ~TemporaryFolder() { std::filesystem::remove_all(path, ignored); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
   void Write(const char* name, std::string_view bytes) const {
     std::ofstream(path / name, std::ios::binary) << bytes;

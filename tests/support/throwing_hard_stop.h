@@ -16,8 +16,6 @@ struct ThrowingHardStop {
     SetHardStopHandler([](const char* reason) { throw Stopped(reason); });
   }
   ~ThrowingHardStop() { SetHardStopHandler(nullptr); }
-  ThrowingHardStop(const ThrowingHardStop&) = delete;
-  ThrowingHardStop& operator=(const ThrowingHardStop&) = delete;
 };
 
 }  // namespace idcardreader
