@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 struct ReadResult {
   int result = 0;
   std::chrono::microseconds duration{0};
-  std::string lastError;  // by Read alone: asked for at once by the thread that has read
+  std::string lastError;  // asked for at once by the thread that has read
 };
 
 // A host of the shipped library with a virtual reader and a decode service that knows all cards of
@@ -68,7 +68,7 @@ class Host {
     const auto begin = std::chrono::steady_clock::now();
     const int result = library->readCardStart(0);
     const auto taken = std::chrono::steady_clock::now() - begin;
-    return {result, std::chrono::duration_cast<std::chrono::microseconds>(taken), {}};
+    return {result, std::chrono::duration_cast<std::chrono::microseconds>(taken), LastError()};
   }
   std::future<ReadResult> ReadInBackground() const {
     return std::async(std::launch::async, [this] { return ReadHere(); });
@@ -83,11 +83,7 @@ class Host {
     return read.get();
   }
   ReadResult Read() const {
-    std::future<ReadResult> reading = std::async(std::launch::async, [this] {
-      ReadResult read = ReadHere();
-      read.lastError = LastError();
-      return read;
-    });
+    std::future<ReadResult> reading = ReadInBackground();
     return Await(reading);
   }
 

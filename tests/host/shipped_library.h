@@ -3,9 +3,7 @@
 #include <idcardreader/idcardreader.h>
 
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
-#include <string>
 
 #include "exported_functions.h"
 #include "platform/dynamic_library.h"
