@@ -13,9 +13,8 @@ struct ChildResult {
   std::string errors;
 };
 
-// Runs a program of this folder (its name without an extension) there, and waits for it; it has to
-// end by itself. Arguments are separated by blanks. The shell of either system is started in the
-// folder, so that no path has to be quoted for it.
+// Runs a program of this folder (its name without an extension) and waits for its end. The shell of
+// either system is started there, so that no path has to be quoted for it.
 inline ChildResult RunProgram(const std::string& folder, const std::string& program,
                               const std::string& arguments) {
   namespace fs = std::filesystem;

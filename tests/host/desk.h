@@ -7,11 +7,9 @@
 
 namespace hosttest {
 
-// What lies on the virtual reader's desk. Each change takes hold at the library's next call of the
-// reader.
+// What lies on a reader's desk. Each change takes hold at the library's next call of the reader.
 class Desk {
  public:
-  // The virtual reader's.
   Desk()
       : file(RunFolder::Get().DeskFile()),
         cards(devkit::PathText(SourceFolder() / "devkit" / "cards")) {}
@@ -26,8 +24,7 @@ class Desk {
   void TakeCardAway() { Set("card", nullptr); }
   void Unplug() { Set("plugged", false); }
   void Plug() { Set("plugged", true); }
-  // The reader's faults and latencies, in the words of scenarios; a new one starts from the first
-  // fault. The service has its own.
+  // The reader's part of a scenario, which starts from its first fault.
   void Misbehave(const nlohmann::json& readerSection) {
     content["serial"] = ++presentations;
     Set("scenario", {{"reader", readerSection}});
@@ -36,8 +33,7 @@ class Desk {
 
   // What the virtual reader found wrong with its host since the last call.
   std::string TakeComplaints() {
-    std::filesystem::path complaints = file;
-    complaints += ".complaints";
+    const std::filesystem::path complaints = file.string() + ".complaints";
     const std::string text = devkit::ReadTextFile(complaints).value_or("");
     std::filesystem::remove(complaints);
     return text;
@@ -47,8 +43,7 @@ class Desk {
   // In one piece, so that no reader finds half a desk.
   void Set(const char* member, const nlohmann::json& value) {
     content[member] = value;
-    std::filesystem::path part = file;
-    part += ".part";
+    const std::filesystem::path part = file.string() + ".part";
     std::ofstream(part, std::ios::binary) << content.dump(2);
     std::filesystem::rename(part, file);
   }

@@ -22,8 +22,7 @@ struct ReadResult {
   std::string lastError;  // asked for at once by the thread that has read
 };
 
-// A host of the shipped library with a virtual reader and a decode service that knows all cards of
-// the devkit.
+// A host of the shipped library with a virtual reader and a decode service.
 class Host {
  public:
   void Begin() {
@@ -55,15 +54,13 @@ class Host {
   }
   void ServiceBehaves() { ServiceMisbehaves(nlohmann::json::object()); }
 
-  // To be called before the first call of the library, or after CloseComm: data files are read when
-  // the engine is created.
+  // Data files are read when the engine is created: by the first call, or that behind CloseComm.
   void WriteDataFiles(const std::vector<std::string>& endpoints) {
     devkit::WriteDataFile(folder.Path() / "appid.dat", devkit::AppIdLines("test-application"));
     devkit::WriteDataFile(folder.Path() / "hostport.dat", devkit::HostPortLines(endpoints));
   }
   void WriteDataFiles() { WriteDataFiles({"127.0.0.1:" + std::to_string(servicePort)}); }
 
-  // readCardStart(0).
   ReadResult ReadHere() const {
     const auto begin = std::chrono::steady_clock::now();
     const int result = library->readCardStart(0);
@@ -89,7 +86,6 @@ class Host {
 
   std::string LastError() const { return library->readCardGetLastError(); }
 
-  // All cards of the devkit.
   static const std::vector<devkit::Card>& Cards() {
     static const auto& cards =
         *new std::vector<devkit::Card>(devkit::ReadCards(SourceFolder() / "devkit" / "cards"));

@@ -6,8 +6,7 @@
 
 namespace hosttest {
 
-// One field of the card-holder record: the functions that hand it out, and the names under which the
-// service sends what they yield.
+// One field of the record: the functions that hand it out, and the service's names for it.
 struct FieldRow {
   const char* name;
   decltype(&::GetPeopleName) ShippedLibrary::*pointer;  // null: there is no such function
@@ -29,8 +28,8 @@ bool ExpectedToSucceed(const devkit::Card& card);
 
 using idcardreader::Gbk;
 
-// Calls every function that hands out a read and compares all that it writes, and what it must
-// leave alone, with the card. To be called at once after the read.
+// Calls every function that hands out a read, at once after it, and compares all that they write and
+// leave alone with the card.
 void ExpectRecordOf(const devkit::Card& card, const ShippedLibrary& library);
 // The fields or the blocks alone.
 void ExpectFieldsOf(const devkit::Card& card, const ShippedLibrary& library);

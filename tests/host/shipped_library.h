@@ -10,8 +10,7 @@
 
 namespace hosttest {
 
-// The shipped library, loaded at run time as a host does that was built without it: every function
-// that it exports, by the types of the public header.
+// The shipped library, loaded at run time: every export, by the types of the public header.
 class ShippedLibrary {
  public:
   // Throws std::runtime_error when it does not load or lacks a function.
