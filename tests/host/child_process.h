@@ -1,8 +1,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <filesystem>
-#include <string>
 
 #include "base/json_file.h"
 
@@ -15,9 +13,8 @@ struct ChildResult {
   std::string errors;
 };
 
-// Runs a program of this folder (its name without an extension) there, and waits for it; it has to
-// end by itself. Arguments are separated by blanks. The shell of either system is started in the
-// folder, so that no path has to be quoted for it.
+// Runs a program of this folder (its name without an extension) and waits for its end. The shell of
+// either system is started there, so that no path has to be quoted for it.
 inline ChildResult RunProgram(const std::string& folder, const std::string& program,
                               const std::string& arguments) {
   namespace fs = std::filesystem;
@@ -31,12 +28,12 @@ inline ChildResult RunProgram(const std::string& folder, const std::string& prog
   // There the exit status is the second byte, and the first one a signal.
   result.status = (result.status & 0x7F) == 0 ? result.status >> 8 : -1;
 #endif
-  result.output = devkit::ReadTextFile("child.out").value();
-  result.errors = devkit::ReadTextFile("child.err").value();
-  std::erase(result.output, '\r');  // of Windows' line ends
-  std::erase(result.errors, '\r');
-  fs::remove("child.out");
-  fs::remove("child.err");
+  for (const auto& [file, text] :
+       {std::pair("child.out", &result.output), {"child.err", &result.errors}}) {
+    *text = devkit::ReadTextFile(file).value();
+    std::erase(*text, '\r');  // of Windows' line ends
+    fs::remove(file);
+  }
   fs::current_path(before);
   return result;
 }

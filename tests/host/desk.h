@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -11,11 +10,9 @@
 
 namespace hosttest {
 
-// What lies on the virtual reader's desk. Each change takes hold at the library's next call of the
-// reader.
+// What lies on a reader's desk. Each change takes hold at the library's next call of the reader.
 class Desk {
  public:
-  // The virtual reader's.
   Desk()
       : file(RunFolder::Get().DeskFile()),
         cards(devkit::PathText(SourceFolder() / "devkit" / "cards")) {}
@@ -30,8 +27,7 @@ class Desk {
   void TakeCardAway() { Set("card", nullptr); }
   void Unplug() { Set("plugged", false); }
   void Plug() { Set("plugged", true); }
-  // The reader's faults and latencies, in the words of scenarios; a new one starts from the first
-  // fault. The service has its own.
+  // The reader's part of a scenario, which starts from its first fault.
   void Misbehave(const nlohmann::json& readerSection) {
     content["serial"] = ++presentations;
     Set("scenario", {{"reader", readerSection}});
@@ -55,8 +51,7 @@ class Desk {
   // In one piece, so that no reader finds half a desk.
   void Set(const char* member, const nlohmann::json& value) {
     content[member] = value;
-    std::filesystem::path part = file;
-    part += ".part";
+    const std::filesystem::path part = file.string() + ".part";
     std::ofstream(part, std::ios::binary) << content.dump(2);
     std::filesystem::rename(part, file);
   }

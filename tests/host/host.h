@@ -1,34 +1,28 @@
 #pragma once
 
 #include <algorithm>
-#include <chrono>
-#include <cstdint>
 #include <functional>
 #include <future>
-#include <memory>
-#include <nlohmann/json.hpp>
-#include <stdexcept>
-#include <string>
-#include <thread>
 
 #include "datafile/data_files.h"
 #include "decode_service/decode_service.h"
 #include "host/desk.h"
 #include "host/run_folder.h"
 #include "host/shipped_library.h"
+#include "support/eventually.h"
 
 namespace hosttest {
 
+using idcardreader::Eventually;
 using std::chrono::milliseconds;
 
 struct ReadResult {
   int result = 0;
   std::chrono::microseconds duration{0};
-  std::string lastError;  // by Read alone: asked for at once by the thread that has read
+  std::string lastError;  // asked for at once by the thread that has read
 };
 
-// A host of the shipped library with a virtual reader and a decode service that knows all cards of
-// the devkit.
+// A host of the shipped library with a virtual reader and a decode service.
 class Host {
  public:
   void Begin() {
@@ -60,22 +54,18 @@ class Host {
   }
   void ServiceBehaves() { ServiceMisbehaves(nlohmann::json::object()); }
 
-  // To be called before the first call of the library, or after CloseComm: data files are read when
-  // the engine is created.
+  // Data files are read when the engine is created: by the first call, or that behind CloseComm.
   void WriteDataFiles(const std::vector<std::string>& endpoints) {
     devkit::WriteDataFile(folder.Path() / "appid.dat", devkit::AppIdLines("test-application"));
     devkit::WriteDataFile(folder.Path() / "hostport.dat", devkit::HostPortLines(endpoints));
   }
   void WriteDataFiles() { WriteDataFiles({"127.0.0.1:" + std::to_string(servicePort)}); }
 
-  // readCardStart(0).
   ReadResult ReadHere() const {
-    using std::chrono::steady_clock;
-    const auto begin = steady_clock::now();
+    const auto begin = std::chrono::steady_clock::now();
     const int result = library->readCardStart(0);
-    return {result,
-            std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - begin),
-            {}};
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    return {result, std::chrono::duration_cast<std::chrono::microseconds>(taken), LastError()};
   }
   std::future<ReadResult> ReadInBackground() const {
     return std::async(std::launch::async, [this] { return ReadHere(); });
@@ -90,17 +80,12 @@ class Host {
     return read.get();
   }
   ReadResult Read() const {
-    std::future<ReadResult> reading = std::async(std::launch::async, [this] {
-      ReadResult read = ReadHere();
-      read.lastError = LastError();
-      return read;
-    });
+    std::future<ReadResult> reading = ReadInBackground();
     return Await(reading);
   }
 
   std::string LastError() const { return library->readCardGetLastError(); }
 
-  // All cards of the devkit.
   static const std::vector<devkit::Card>& Cards() {
     static const auto& cards =
         *new std::vector<devkit::Card>(devkit::ReadCards(SourceFolder() / "devkit" / "cards"));
@@ -127,17 +112,6 @@ inline nlohmann::json FaultAt(const std::string& place, const std::string& kind,
   parameters["at"] = place;
   parameters["fault"] = kind;
   return {{"faults", nlohmann::json::array({parameters})}};
-}
-
-// Waits for what no event tells of; false when it has not become true within the limit.
-template <typename Condition>
-bool Eventually(Condition condition, milliseconds limit = std::chrono::seconds(10)) {
-  const auto end = std::chrono::steady_clock::now() + limit;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(milliseconds(5));
-  }
-  return true;
 }
 
 }  // namespace hosttest

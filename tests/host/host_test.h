@@ -26,8 +26,7 @@ class HostTest : public testing::Test, protected Host {
     EXPECT_EQ(desk.TakeComplaints(), "");
   }
 
-  // A read that has to end within the limit. What a busy machine made late is prepared and read
-  // again, twice at most.
+  // A read that has to end within the limit; what a busy machine made late is read again.
   ReadResult ReadInTime(const std::function<void()>& prepare, milliseconds limit) {
     ReadResult read{.duration = std::chrono::microseconds::max()};
     for (int attempt = 0; attempt < 3 && read.duration > limit; ++attempt) {

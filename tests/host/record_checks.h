@@ -1,16 +1,12 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
-#include "base/bytes.h"
 #include "card/card.h"
 #include "host/shipped_library.h"
+#include "support/bytes.h"
 
 namespace hosttest {
 
-// One field of the card-holder record: the functions that hand it out, and the names under which the
-// service sends what they yield.
+// One field of the record: the functions that hand it out, and the service's names for it.
 struct FieldRow {
   const char* name;
   decltype(&::GetPeopleName) ShippedLibrary::*pointer;  // null: there is no such function
@@ -30,18 +26,21 @@ devkit::Bytes ExpectedPhoto(const devkit::Card& card);
 // A resident card without a photo is no success.
 bool ExpectedToSucceed(const devkit::Card& card);
 
-std::string Gbk(const std::string& utf8);
+using idcardreader::Gbk;
 
-// Calls every function that hands out a read and compares all that it writes, and what it must
-// leave alone, with the card. To be called at once after the read.
+// Calls every function that hands out a read, at once after it, and compares all that they write and
+// leave alone with the card.
 void ExpectRecordOf(const devkit::Card& card, const ShippedLibrary& library);
 // The fields or the blocks alone.
 void ExpectFieldsOf(const devkit::Card& card, const ShippedLibrary& library);
 void ExpectBlocksOf(const devkit::Card& card, const ShippedLibrary& library);
 
 // No function hands out anything: neither fields nor blocks.
-void ExpectNoRecord(const ShippedLibrary& library);
 void ExpectNoFields(const ShippedLibrary& library);
-void ExpectNoBlocks(const ShippedLibrary& library);
+inline void ExpectNoBlocks(const ShippedLibrary& library) { ExpectBlocksOf({}, library); }
+inline void ExpectNoRecord(const ShippedLibrary& library) {
+  ExpectNoFields(library);
+  ExpectNoBlocks(library);
+}
 
 }  // namespace hosttest

@@ -1,11 +1,7 @@
 #include "host/run_folder.h"
 
-#include <chrono>
+#include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <random>
-#include <set>
-#include <stdexcept>
 
 #include "base/json_file.h"
 #include "platform/dynamic_library.h"
@@ -23,18 +19,6 @@ fs::path FolderFromEnvironment(const char* variable) {
   return value;
 }
 
-// What processes left that could not remove their own folder: a loaded file cannot be removed
-// everywhere.
-void RemoveOldFolders(const fs::path& parent) {
-  std::error_code error;
-  const auto now = fs::file_time_type::clock::now();
-  for (const auto& entry : fs::directory_iterator(parent, error)) {
-    if (now - entry.last_write_time(error) > std::chrono::hours(1)) {
-      fs::remove_all(entry.path(), error);
-    }
-  }
-}
-
 }  // namespace
 
 fs::path StageFolder() { return FolderFromEnvironment("IDCARDREADER_STAGE"); }
@@ -47,48 +31,31 @@ RunFolder& RunFolder::Get() {
 }
 
 RunFolder::RunFolder() {
-  const fs::path parent = fs::current_path() / "runs";
-  fs::create_directories(parent);
-  RemoveOldFolders(parent);
-  std::random_device random;
-  do {
-    folder = parent / std::to_string(random());
-  } while (!fs::create_directory(folder));
   const fs::path inLib = StageFolder() / "lib" / Library().filename();
   fs::copy_file(fs::exists(inLib) ? inLib : StageFolder() / "bin" / Library().filename(),
                 Library());
-  // The files of the virtual reader.
   // One by one: copying a folder into one that is there fails on Windows.
   for (const auto& entry : fs::directory_iterator(StageFolder() / "devkit" / "virtual-reader")) {
-    if (entry.is_regular_file()) fs::copy_file(entry.path(), folder / entry.path().filename());
+    if (entry.is_regular_file()) fs::copy_file(entry.path(), Path() / entry.path().filename());
   }
-}
-
-RunFolder::~RunFolder() {
-  std::error_code ignored;
-  fs::remove_all(folder, ignored);
 }
 
 fs::path RunFolder::Library() const {
-  return folder / idcardreader::platform::DynamicLibraryFileName("idcardreader");
-}
-
-void RunFolder::WriteFile(const std::string& name, const std::string& content) const {
-  std::ofstream stream(folder / name, std::ios::binary | std::ios::trunc);
-  if (!(stream << content << std::flush)) throw std::runtime_error(name + " cannot be written");
+  return Path() / idcardreader::platform::DynamicLibraryFileName("idcardreader");
 }
 
 std::string RunFolder::ReadFile(const fs::path& relative) const {
-  return devkit::ReadTextFile(folder / relative).value_or("");
+  return devkit::ReadTextFile(Path() / relative).value_or("");
 }
 
 std::vector<std::string> RunFolder::Files(const std::string& subfolder) const {
-  std::set<std::string> names;
+  std::vector<std::string> names;
   std::error_code error;
-  for (const auto& entry : fs::directory_iterator(folder / subfolder, error)) {
-    names.insert(entry.path().filename().string());
+  for (const auto& entry : fs::directory_iterator(Path() / subfolder, error)) {
+    names.push_back(entry.path().filename().string());
   }
-  return {names.begin(), names.end()};
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 std::string RunFolder::AllOf(const std::string& subfolder) const {
@@ -100,7 +67,7 @@ std::string RunFolder::AllOf(const std::string& subfolder) const {
 void RunFolder::RemoveLogs() const {
   std::error_code ignored;
   for (const char* logs : {"errordata", "LogData", "logdata"}) {
-    fs::remove_all(folder / logs, ignored);
+    fs::remove_all(Path() / logs, ignored);
   }
 }
 

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cstdint>
-#include <filesystem>
-#include <string>
-#include <vector>
+#include "support/temporary_folder.h"
 
 namespace hosttest {
 
@@ -14,12 +11,12 @@ class RunFolder {
  public:
   static RunFolder& Get();
 
-  const std::filesystem::path& Path() const { return folder; }
+  const std::filesystem::path& Path() const { return folder.path; }
   std::filesystem::path Library() const;
-  std::filesystem::path DeskFile() const { return folder / "virtual-reader.json"; }
+  std::filesystem::path DeskFile() const { return Path() / "virtual-reader.json"; }
 
-  void WriteFile(const std::string& name, const std::string& content) const;
-  void RemoveFile(const std::string& name) const { std::filesystem::remove(folder / name); }
+  void WriteFile(const char* name, std::string_view content) const { folder.Write(name, content); }
+  void RemoveFile(const char* name) const { std::filesystem::remove(Path() / name); }
   // Nothing when there is no such file.
   std::string ReadFile(const std::filesystem::path& relative) const;
   std::vector<std::uint8_t> ReadBytes(const std::filesystem::path& relative) const {
@@ -35,9 +32,8 @@ class RunFolder {
 
  private:
   RunFolder();
-  ~RunFolder();
 
-  std::filesystem::path folder;
+  const idcardreader::TemporaryFolder folder;
 };
 
 // Where the tests find the shipped files and the source tree, from the environment.

@@ -3,17 +3,14 @@
 #include <idcardreader/idcardreader.h>
 
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
-#include <string>
 
 #include "exported_functions.h"
 #include "platform/dynamic_library.h"
 
 namespace hosttest {
 
-// The shipped library, loaded at run time as a host does that was built without it: every function
-// that it exports, by the types of the public header.
+// The shipped library, loaded at run time: every export, by the types of the public header.
 class ShippedLibrary {
  public:
   // Throws std::runtime_error when it does not load or lacks a function.

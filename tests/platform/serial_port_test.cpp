@@ -7,8 +7,6 @@
 
 #ifdef _WIN32
 #include <windows.h>
-
-#include <cstring>
 #else
 #include <fcntl.h>
 #include <pty.h>
@@ -24,25 +22,17 @@ namespace {
 
 using testing::StartsWith;
 
-#ifdef _WIN32
-constexpr const char* kMissingPort = "\\\\.\\COM250";
-#else
-constexpr const char* kMissingPort = "/dev/no-such-port";
-#endif
-
-TEST(SerialPortName, IsThatOfANumberOrTheConfiguredPath) {
+TEST(ComAccess, TakesTheNameOfAPortAndTellsWhyItDoesNotOpen) {
+  ComAccess port;
+  EXPECT_EQ(port.LastErrorText(), "");
 #ifdef _WIN32
   EXPECT_EQ(SerialPortName(12, "/dev/ttyUSB0"), "\\\\.\\COM12");
+  EXPECT_FALSE(port.Open(SerialPortName(250, ""), 115200));
 #else
   EXPECT_EQ(SerialPortName(12, "COM3"), "/dev/ttyS11");
   EXPECT_EQ(SerialPortName(2, "/dev/ttyUSB0"), "/dev/ttyUSB0");
+  EXPECT_FALSE(port.Open("/dev/no-such-port", 115200));
 #endif
-}
-
-TEST(ComAccess, TellsWhyAPortDoesNotOpen) {
-  ComAccess port;
-  EXPECT_EQ(port.LastErrorText(), "");
-  EXPECT_FALSE(port.Open(kMissingPort, 115200));
   EXPECT_THAT(port.LastErrorText(),
               StartsWith("\nOpen(): CreateFile() failed, invalid handle value: (2) "));
   EXPECT_EQ(port.LastErrorText().back(), '\n');
@@ -52,32 +42,32 @@ TEST(ComAccess, TellsWhyAPortDoesNotOpen) {
 
 // A driver of the test's own in place of the system's functions, which knows the port with this name.
 constexpr char kScriptedPort[] = "\\\\.\\scripted port";
-
-struct ScriptedDriver {
+struct {
   int keptEvents = 0;    // of bytes that were taken before
   std::string arriving;  // by the next wait behind these
   std::string queue;
   OVERLAPPED* waiting = nullptr;
-};
-ScriptedDriver driver;
+} driver;
 
-HANDLE WINAPI Create(const char* name, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD, HANDLE) {
+}  // namespace
+
+// Where the calls of an imported function find it.
+extern "C" {
+decltype(&CreateFileA) __imp_CreateFileA = [](const char* name, auto...) -> HANDLE {
   SetLastError(ERROR_FILE_NOT_FOUND);
-  return std::strcmp(name, kScriptedPort) == 0 ? CreateEventA(nullptr, TRUE, FALSE, nullptr)
-                                               : INVALID_HANDLE_VALUE;
-}
-
-BOOL WINAPI TakeState(HANDLE, DCB*) { return TRUE; }
-
-BOOL WINAPI SetMask(HANDLE, DWORD mask) {
+  return name == std::string(kScriptedPort) ? CreateEventA(nullptr, TRUE, FALSE, nullptr)
+                                            : INVALID_HANDLE_VALUE;
+};
+decltype(&GetCommState) __imp_GetCommState = [](HANDLE, DCB*) { return TRUE; };
+decltype(&SetCommState) __imp_SetCommState = [](HANDLE, DCB*) { return TRUE; };
+decltype(&SetCommMask) __imp_SetCommMask = [](HANDLE, DWORD mask) {
   if (mask == 0 && driver.waiting != nullptr) {
     driver.waiting->Internal = 0;
     EXPECT_TRUE(SetEvent(driver.waiting->hEvent)) << "the record must be as it was";
   }
   return TRUE;
-}
-
-BOOL WINAPI WaitForEvent(HANDLE, DWORD* mask, OVERLAPPED* record) {
+};
+decltype(&WaitCommEvent) __imp_WaitCommEvent = [](HANDLE, DWORD* mask, OVERLAPPED* record) {
   const bool kept = driver.keptEvents-- > 0;
   if (!kept) driver.queue = std::exchange(driver.arriving, {});
   if (kept || !driver.queue.empty()) {
@@ -88,39 +78,20 @@ BOOL WINAPI WaitForEvent(HANDLE, DWORD* mask, OVERLAPPED* record) {
   record->Internal = STATUS_PENDING;
   SetLastError(ERROR_IO_PENDING);
   return FALSE;
-}
-
-BOOL WINAPI ClearError(HANDLE, DWORD*, COMSTAT* status) {
+};
+decltype(&ClearCommError) __imp_ClearCommError = [](HANDLE, DWORD*, COMSTAT* status) {
   status->cbInQue = static_cast<DWORD>(driver.queue.size());
   return TRUE;
-}
-
-BOOL WINAPI ReadPort(HANDLE, void* buffer, DWORD room, DWORD*, OVERLAPPED* record) {
+};
+decltype(&ReadFile) __imp_ReadFile = [](HANDLE, void* buffer, DWORD room, auto,
+                                        OVERLAPPED* record) {
   record->Internal = 0;
   record->InternalHigh = driver.queue.copy(static_cast<char*>(buffer), room);
   driver.queue.erase(0, record->InternalHigh);
   return TRUE;
+};
 }
 
-}  // namespace
-}  // namespace idcardreader::platform
-
-// Where the calls of an imported function find it.
-extern "C" {
-#define IN_PLACE_OF(name, own)         \
-  extern decltype(&name) __imp_##name; \
-  decltype(&name) __imp_##name = &idcardreader::platform::own;
-IN_PLACE_OF(CreateFileA, Create)
-IN_PLACE_OF(GetCommState, TakeState)
-IN_PLACE_OF(SetCommState, TakeState)
-IN_PLACE_OF(SetCommMask, SetMask)
-IN_PLACE_OF(WaitCommEvent, WaitForEvent)
-IN_PLACE_OF(ClearCommError, ClearError)
-IN_PLACE_OF(ReadFile, ReadPort)
-#undef IN_PLACE_OF
-}
-
-namespace idcardreader::platform {
 namespace {
 
 TEST(ScriptedPort, TheEventOfBytesThatWereTakenEndsNoRead) {
@@ -142,7 +113,7 @@ using std::chrono::steady_clock;
 
 // The device at the other end of the line is this test, over a pseudo-terminal.
 class SerialTerminalTest : public testing::Test {
- public:
+ protected:
   SerialTerminalTest() {
     char text[128];
     EXPECT_EQ(openpty(&device, &keeper, text, nullptr, nullptr), 0);
@@ -153,17 +124,14 @@ class SerialTerminalTest : public testing::Test {
     close(device);
   }
 
- protected:
   void DeviceSends(const std::string& bytes) const {
     ASSERT_EQ(write(device, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
   }
-
   std::string Read(std::uint32_t maximum, std::uint32_t timeoutMs) {
     std::uint8_t buffer[1024];
     const std::int32_t count = port.ReadData(buffer, maximum, timeoutMs);
     return count < 0 ? "failed" : std::string(buffer, buffer + count);
   }
-
   std::int32_t Write() { return port.WriteData(reinterpret_cast<const std::uint8_t*>("x"), 1); }
 
   int device = -1;
@@ -191,15 +159,12 @@ TEST_F(SerialTerminalTest, SetsTheLineToEightBitsAndChangesNoByte) {
   }
 }
 
-TEST_F(SerialTerminalTest, RefusesWhatIsNoLineOrNoRate) {
+TEST_F(SerialTerminalTest, TakesALineAtAKnownRateForOneOwnerWithoutHeirs) {
   EXPECT_FALSE(port.Open(name, 12345));
   EXPECT_THAT(port.LastErrorText(), StartsWith("\nOpen(): SetCommState() failed: (22) "));
   EXPECT_EQ(Write(), -1) << "the port must be closed again";
   EXPECT_FALSE(port.Open("/dev/null", 115200));
   EXPECT_THAT(port.LastErrorText(), StartsWith("\nOpen(): GetCommState() failed: (25) "));
-}
-
-TEST_F(SerialTerminalTest, HasOneOwnerAtATimeAndNoHeirs) {
   EXPECT_TRUE(ComAccess().Open(name, 57600));  // and leaves it free
   const int next = dup(keeper);
   close(next);  // the number that the port will get
@@ -241,9 +206,14 @@ TEST_F(SerialTerminalTest, AReadTakesWhatIsThereButNoMoreThanItsRoom) {
   EXPECT_EQ(received.size(), 700U) << piece;
 }
 
-TEST_F(SerialTerminalTest, AnUnpluggedLineEndsAWaitingReadAndFailsAtOnce) {
-  ASSERT_TRUE(port.Open(name, 115200));
+TEST_F(SerialTerminalTest, AStuckLineEndsAWriteAndAnUnpluggedOneAWaitingRead) {
   const auto start = steady_clock::now();
+  for (const auto& [baud, result] : {std::pair(57600u, 0), std::pair(115200u, -1)}) {
+    ASSERT_TRUE(port.Open(name, baud));
+    std::int32_t written = 1;
+    while (written == 1) written = Write();
+    EXPECT_EQ(written, result);
+  }
   std::thread reader([&] { EXPECT_EQ(Read(64, 60'000), "failed"); });
   std::this_thread::sleep_for(milliseconds(20));  // a read that has not begun fails as well
   close(std::exchange(device, -1));
@@ -251,20 +221,6 @@ TEST_F(SerialTerminalTest, AnUnpluggedLineEndsAWaitingReadAndFailsAtOnce) {
   EXPECT_EQ(Read(64, 60'000), "failed");
   EXPECT_EQ(Write(), -1);
   EXPECT_LT(steady_clock::now() - start, milliseconds(30'000));
-}
-
-TEST_F(SerialTerminalTest, AWriteToALineThatTakesNothingEnds) {
-  for (const auto& [baud, result] : {std::pair(115200u, -1), std::pair(57600u, 0)}) {
-    ASSERT_TRUE(port.Open(name, baud));
-    std::int32_t written = 1;
-    auto start = steady_clock::now();
-    while (written == 1) {
-      start = steady_clock::now();
-      written = Write();
-    }
-    EXPECT_LT(steady_clock::now() - start, milliseconds(20'000));
-    EXPECT_EQ(written, result);
-  }
 }
 
 #endif

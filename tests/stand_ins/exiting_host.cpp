@@ -1,7 +1,6 @@
 // A host whose threads go on calling the library while its main function returns.
 
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <thread>
 
@@ -10,18 +9,6 @@
 namespace {
 
 void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(10)); }
-
-// The last that a process does is to write what its streams still hold: here it takes a while.
-void EndSlowly() {
-#ifndef _WIN32
-  cookie_io_functions_t functions{};
-  functions.write = [](void*, const char*, std::size_t size) {
-    Pause();
-    return static_cast<ssize_t>(size);
-  };
-  std::fputs("unwritten", fopencookie(nullptr, "w", functions));
-#endif
-}
 
 }  // namespace
 
@@ -46,6 +33,12 @@ int main(int, char** arguments) {
     }
   }).detach();
   while (calls < 1000) std::this_thread::yield();
-  EndSlowly();
-  return 0;
+#ifndef _WIN32
+  // The last that a process does is to write what its streams still hold: here it takes a while.
+  const auto write = [](void*, const char*, std::size_t size) {
+    Pause();
+    return static_cast<ssize_t>(size);
+  };
+  std::fputs("unwritten", fopencookie(nullptr, "w", {nullptr, write, nullptr, nullptr}));
+#endif
 }

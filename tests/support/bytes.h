@@ -10,19 +10,19 @@
 namespace idcardreader {
 
 // Bytes written as hexadecimal digits, "bb A2".
-inline std::vector<std::uint8_t> Bytes(std::string_view hex) {
+inline std::string Text(std::string_view hex) {
   std::string digits(hex);
   std::erase(digits, ' ');
-  std::vector<std::uint8_t> bytes;
+  std::string text;
   for (std::size_t index = 0; index < digits.size(); index += 2) {
-    bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(index, 2), nullptr, 16)));
+    text += static_cast<char>(std::stoul(digits.substr(index, 2), nullptr, 16));
   }
-  return bytes;
+  return text;
 }
 
-inline std::string Text(std::string_view hex) {
-  const auto bytes = Bytes(hex);
-  return {bytes.begin(), bytes.end()};
+inline std::vector<std::uint8_t> Bytes(std::string_view hex) {
+  const std::string text = Text(hex);
+  return {text.begin(), text.end()};
 }
 
 // The GBK form of a text whose bytes do not matter to the test; where they do, it writes them out.

@@ -13,12 +13,11 @@ namespace idcardreader {
 class CapturedOutput {
  public:
   std::string Take() {
-    const std::string end = "that is all\n";
     SwitchPrinting(true);
-    PrintLine(end.substr(0, end.size() - 1));
-    std::string text = pipe.ReadUntil(end);
+    PrintLine("that is all");
+    const std::string text = pipe.ReadUntil("that is all\n");
     redirected.reset();
-    return text.substr(0, text.find(end));
+    return text.substr(0, text.find("that is all\n"));
   }
 
  private:

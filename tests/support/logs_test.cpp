@@ -2,12 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <random>
-#include <string>
-#include <vector>
-
-#include "platform/files.h"
 #include "support/eventually.h"
 #include "support/temporary_folder.h"
 #include "support/test_clock.h"
@@ -15,25 +9,24 @@
 namespace idcardreader {
 namespace {
 
+namespace fs = std::filesystem;
 constexpr char kPrefix[] = "2024:01:02|03:04:05|006|";
 
 TEST(TextLog, WritesEachLineAtOnceAndAsItStands) {
-  const struct {
-    TextLog::Stamp stamp;
-    const char* name;
-  } rows[] = {{TextLog::Stamp::with_milliseconds, "20240102-030405006-Error.txt"},
-              {TextLog::Stamp::without_milliseconds, "20240102-030405Error.txt"}};
-  for (const auto& [stamp, name] : rows) {
+  using Stamp = TextLog::Stamp;
+  for (const auto& [stamp, name] :
+       {std::pair{Stamp::with_milliseconds, "LogData/20240102-030405006-Error.txt"},
+        {Stamp::without_milliseconds, "LogData/20240102-030405Error.txt"}}) {
     const TemporaryFolder folder;
     TestClock clock;
     TextLog log(folder.path / "later" / "LogData", stamp, clock);
     log.Log("lost, as there is no folder");
-    std::filesystem::create_directory(folder.path / "later");
+    fs::create_directory(folder.path / "later");
+    std::vector<std::string> expected;
     for (const char* message : {"100% of %s%n", "", "\xD5\xFD\xB3\xA3"}) {
       log.Log(message);
-      const auto lines = LinesOf(folder.path / "later/LogData" / name);
-      ASSERT_FALSE(lines.empty());
-      EXPECT_EQ(lines.back(), std::string(kPrefix) + message);
+      expected.push_back(std::string(kPrefix) + message);
+      EXPECT_EQ(LinesOf(folder.path / "later" / name), expected);
     }
   }
 }
@@ -45,22 +38,21 @@ TEST(ActivityLog, KeepsTheOrderOnceItIsOn) {
   {
     ActivityLog log(mark, clock);
     log.Log("nothing yet");
-    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_FALSE(fs::exists(file));
     log.Switch(true);
     std::vector<std::string> expected;
     for (int line = 0; line < 200; ++line) {
       log.Log(std::to_string(line));
-      EXPECT_TRUE(std::filesystem::exists(file)) << "from the first line on";
+      EXPECT_TRUE(fs::exists(file)) << "from the first line on";
       expected.push_back(kPrefix + std::to_string(line));
     }
-    EXPECT_TRUE(Eventually([&] { return LinesOf(file).size() == expected.size(); }));
-    EXPECT_EQ(LinesOf(file), expected);
+    EXPECT_TRUE(Eventually([&] { return LinesOf(file) == expected; }));
     log.Close();
-    std::filesystem::remove(file);
+    fs::remove(file);
     log.Log("in a new file");
     EXPECT_TRUE(Eventually([&] { return LinesOf(file).size() == 1; }));
   }
-  std::filesystem::remove(file);
+  fs::remove(file);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 
-#include <array>
 #include <string>
 #include <string_view>
 
@@ -26,8 +25,6 @@ class RedirectedOutput {
     dup2(before, kOutput);
     close(before);
   }
-  RedirectedOutput(const RedirectedOutput&) = delete;
-  RedirectedOutput& operator=(const RedirectedOutput&) = delete;
 
  private:
   static constexpr int kOutput = 1;
@@ -39,9 +36,9 @@ class Pipe {
  public:
   Pipe() {
 #ifdef _WIN32
-    const bool made = _pipe(ends.data(), kSize, _O_BINARY | _O_NOINHERIT) == 0;
+    const bool made = _pipe(ends, kSize, _O_BINARY | _O_NOINHERIT) == 0;
 #else
-    const bool made = pipe(ends.data()) == 0 && fcntl(ends[1], F_SETPIPE_SZ, kSize) == kSize;
+    const bool made = pipe(ends) == 0 && fcntl(ends[1], F_SETPIPE_SZ, kSize) == kSize;
 #endif
     write = made ? ends[1] : kNoDescriptor;
   }
@@ -49,8 +46,6 @@ class Pipe {
     CloseReader();
     close(write);
   }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
 
   void CloseReader() {
     if (ends[0] != kNoDescriptor) close(ends[0]);
@@ -63,12 +58,9 @@ class Pipe {
   // Reads until the text has come, or nobody can write any more; yields what has come.
   std::string ReadUntil(std::string_view text) {
     std::string all;
-    std::array<char, 4096> bytes;
-    while (all.find(text) == std::string::npos) {
-      const auto count = read(ends[0], bytes.data(), bytes.size());
-      if (count <= 0) break;
-      all.append(bytes.data(), static_cast<std::size_t>(count));
-      std::erase(all, '\r');  // of Windows' line ends
+    char byte = 0;
+    while (!all.ends_with(text) && read(ends[0], &byte, 1) == 1) {
+      if (byte != '\r') all += byte;  // of Windows' line ends
     }
     return all;
   }
@@ -77,7 +69,7 @@ class Pipe {
 
  private:
   static constexpr int kSize = 65536;
-  std::array<int, 2> ends{kNoDescriptor, kNoDescriptor};
+  int ends[2] = {kNoDescriptor, kNoDescriptor};
 };
 
 }  // namespace idcardreader

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdio>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -22,26 +22,28 @@ inline std::vector<std::string> LinesOf(const std::filesystem::path& path) {
   return lines;
 }
 
-// A folder that is there for one test.
+// A folder that is there for one test, or as long as a file in it is loaded: what could not be
+// removed then goes an hour later, with the next one.
 class TemporaryFolder {
  public:
-  TemporaryFolder()
-      : path(platform::ExecutableFolder() /
-             ("temporary-" + std::to_string(std::random_device{}()))) {
-    std::filesystem::create_directory(path);
+  TemporaryFolder() {
+    std::filesystem::create_directories(path);
+    const auto old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    for (const auto& entry : std::filesystem::directory_iterator(path.parent_path(), ignored)) {
+      if (entry.last_write_time(ignored) < old) std::filesystem::remove_all(entry, ignored);
+    }
   }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder() { std::filesystem::remove_all(path, ignored); }
 
   void Write(const char* name, std::string_view bytes) const {
     std::ofstream(path / name, std::ios::binary) << bytes;
   }
 
-  const std::filesystem::path path;
+  const std::filesystem::path path =
+      platform::ExecutableFolder() / "temporary" / std::to_string(std::random_device{}());
+
+ private:
+  std::error_code ignored;
 };
 
 }  // namespace idcardreader

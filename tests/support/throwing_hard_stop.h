@@ -7,8 +7,7 @@
 namespace idcardreader {
 
 // While one of these is there, what would end the process throws this instead.
-class ThrowingHardStop {
- public:
+struct ThrowingHardStop {
   struct Stopped : std::runtime_error {
     using std::runtime_error::runtime_error;
   };
@@ -17,8 +16,6 @@ class ThrowingHardStop {
     SetHardStopHandler([](const char* reason) { throw Stopped(reason); });
   }
   ~ThrowingHardStop() { SetHardStopHandler(nullptr); }
-  ThrowingHardStop(const ThrowingHardStop&) = delete;
-  ThrowingHardStop& operator=(const ThrowingHardStop&) = delete;
 };
 
 }  // namespace idcardreader
