@@ -137,9 +137,10 @@ TEST_F(OutOfMemoryTest, AnyAllocationMayFail) {
       }
       EXPECT_TRUE(succeeded || reached);
       ExpectGoodRead(kAnyCard);
-      End();
+      library->CloseComm();
       // What a library keeps for good is to be allocated again.
-      Begin();
+      Unload();
+      Load();
     }
   }
 }
