@@ -70,25 +70,6 @@ TEST_F(LifecycleTest, CloseTakesTheFieldsAndLeavesTheBlocks) {
             IDCARDREADER_SDT_NOTHING_READ);
 }
 
-// Whoever only looks at the reader neither ends a read nor takes what it has brought.
-TEST_F(LifecycleTest, BystandersDoNotDisturbAReadUntilItsCallerHasLeft) {
-  desk.Put(kAnyCard);
-  std::atomic<bool> over = false;
-  std::future<void> bystander = std::async(std::launch::async, [&] {
-    char uid[IDCARDREADER_UID_BYTES] = {};
-    while (!over) {
-      library->readCardInit();
-      library->readCardGetUID(2, uid);  // fails: the card is of another type
-      library->HID_BeepLED(1, 1, 10);
-    }
-  });
-  for (int round = 0; round < 20; ++round) {
-    EXPECT_EQ(library->readCardStart(0), 1) << LastError();
-    ExpectBlocksOf(CardOf(kAnyCard), *library);
-  }
-  over = true;
-}
-
 TEST_F(LifecycleTest, UnloadedItLeavesNoHandleAndNoMemoryButStaysWhenItWasNotClosed) {
   ExpectGoodRead(kAnyCard);
   Unload();

@@ -63,16 +63,13 @@ TEST_F(LogsTest, SwitchedOnReaderAndServerWriteOneFileEachAndSwitchedOffNothingO
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-// Before it, since the last message counts as the error's text.
-TEST_F(LogsTest, TheSystemsCauseOfAFailedOpeningStandsBeforeTheCode) {
+TEST_F(LogsTest, AFailureIsInTheErrorLogAlsoWhenLoggingIsOff) {
+  // The system's cause stands before the code, since the last message counts as the error's text.
   desk.Misbehave(FaultAt("open", "no-device"));
   EXPECT_EQ(Read().result, 0);
   const std::string text = library->readCardErrorInfo(28);
   EXPECT_EQ(Messages(), (std::vector<std::string>{"the virtual reader cannot be opened", text}));
-  EXPECT_EQ(LastError(), text + text);
-}
-
-TEST_F(LogsTest, AFailureIsInTheErrorLogAlsoWhenLoggingIsOff) {
+  desk.Behave();
   desk.TakeCardAway();
   EXPECT_EQ(Read().result, 0);
   ExpectFiles("errordata", R"(\d{8}-\d{9}-Error\.txt )");
@@ -83,9 +80,8 @@ TEST_F(LogsTest, AFailureIsInTheErrorLogAlsoWhenLoggingIsOff) {
   ExpectGoodRead(kAnyCard);
   library->readCardStop();
   EXPECT_EQ(LastError(), "");
-}
-
-TEST_F(LogsTest, AMissingDataFileIsToldInBothLogs) {
+  // A data file that is missing is told in both logs.
+  library->CloseComm();
   folder.RemoveFile("appid.dat");
   library->readCardLog(0);
   EXPECT_THAT(Messages(), Contains(Gbk("打开appid文件失败")));
