@@ -149,8 +149,8 @@ TEST_F(LifecycleTest, EverythingAtOnceEndsAndTheNextReadIsGood) {
         for (; !over; std::this_thread::sleep_for(milliseconds(1))) call();
       }));
     }
-    std::this_thread::sleep_for(
-        milliseconds(250));  // a few reads, some of them ended by the others
+    // For a few reads, some of them ended by the others.
+    std::this_thread::sleep_for(milliseconds(250));
     over = true;
     threads.clear();
     library->readCardStop();

@@ -1,10 +1,9 @@
-// A host that forks, and a system that gives no thread, no descriptor or one processor: what only Linux
-// can be made to do.
+// A host that forks, and a system that gives no thread and no descriptor: what only Linux can be made
+// to do.
 
 #if defined(__linux__)
 
 #include <pthread.h>
-#include <sched.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
