@@ -41,7 +41,14 @@ class LogsTest : public HostTest {
   static constexpr std::size_t kTimeLength = sizeof("2024:01:02|03:04:05|006|") - 1;
 };
 
-TEST_F(LogsTest, SwitchedOnReaderAndServerWriteOneFileEach) {
+TEST_F(LogsTest, SwitchedOnReaderAndServerWriteOneFileEachAndSwitchedOffNothingOfACard) {
+  const devkit::Card card = CardOf(kAnyCard);
+  EXPECT_EQ(library->readCardLog(0), 1);
+  ExpectGoodRead(kAnyCard);
+  library->CloseComm();
+  ExpectFiles("logdata", "");
+  EXPECT_THAT(folder.AllOf("LogData"), Not(HasSubstr(card.Field("id"))));
+
   EXPECT_EQ(library->readCardLog(1), 1);
   ExpectGoodRead(kAnyCard);
   // A thread of the log's own writes it.
@@ -56,30 +63,13 @@ TEST_F(LogsTest, SwitchedOnReaderAndServerWriteOneFileEach) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(LogsTest, SwitchedOffNothingOfACardIsWritten) {
-  const devkit::Card card = CardOf(kAnyCard);
-  EXPECT_EQ(library->readCardLog(0), 1);
-  ExpectGoodRead(kAnyCard);
-  library->CloseComm();
-  EXPECT_THAT(Messages(), IsEmpty());
-  ExpectFiles("logdata", "");
-  const std::string logs = folder.AllOf("LogData") + folder.AllOf("errordata");
-  for (const std::string& part :
-       {card.Field("id"), Gbk(card.Field("name")), devkit::ToHex(card.dn)}) {
-    EXPECT_THAT(logs, Not(HasSubstr(part)));
-  }
-}
-
-// Before it, since the last message counts as the error's text.
-TEST_F(LogsTest, TheSystemsCauseOfAFailedOpeningStandsBeforeTheCode) {
+TEST_F(LogsTest, AFailureIsInTheErrorLogAlsoWhenLoggingIsOff) {
+  // The system's cause stands before the code, since the last message counts as the error's text.
   desk.Misbehave(FaultAt("open", "no-device"));
   EXPECT_EQ(Read().result, 0);
   const std::string text = library->readCardErrorInfo(28);
   EXPECT_EQ(Messages(), (std::vector<std::string>{"the virtual reader cannot be opened", text}));
-  EXPECT_EQ(LastError(), text + text);
-}
-
-TEST_F(LogsTest, AFailureIsInTheErrorLogAlsoWhenLoggingIsOff) {
+  desk.Behave();
   desk.TakeCardAway();
   EXPECT_EQ(Read().result, 0);
   ExpectFiles("errordata", R"(\d{8}-\d{9}-Error\.txt )");
@@ -90,9 +80,8 @@ TEST_F(LogsTest, AFailureIsInTheErrorLogAlsoWhenLoggingIsOff) {
   ExpectGoodRead(kAnyCard);
   library->readCardStop();
   EXPECT_EQ(LastError(), "");
-}
-
-TEST_F(LogsTest, AMissingDataFileIsToldInBothLogs) {
+  // A data file that is missing is told in both logs.
+  library->CloseComm();
   folder.RemoveFile("appid.dat");
   library->readCardLog(0);
   EXPECT_THAT(Messages(), Contains(Gbk("打开appid文件失败")));

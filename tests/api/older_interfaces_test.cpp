@@ -27,14 +27,6 @@ class OlderInterfacesTest : public HostTest {
     fs::remove_all(contentFolder);
   }
 
-  // The files hold what there is of the card's blocks, and there are no others.
-  void ExpectFiles(const devkit::Card& card, const std::string& text, const std::string& photo) {
-    const devkit::Bytes textBlock = ExpectedTextBlock(card), photoBlock = ExpectedPhoto(card);
-    EXPECT_EQ(folder.Files("content").size(), (textBlock.empty() ? 0u : 1u) + !photoBlock.empty());
-    EXPECT_EQ(folder.ReadBytes("content/" + text), textBlock);
-    EXPECT_EQ(folder.ReadBytes("content/" + photo), photoBlock);
-  }
-
   const fs::path before = fs::current_path();
   const fs::path contentFolder = folder.Path() / "content";
 };
@@ -51,73 +43,57 @@ TEST_F(OlderInterfacesTest, FindSelectAndReadACardThatIsThere) {
               there ? IDCARDREADER_SDT_SUCCESS : IDCARDREADER_SDT_NOT_SELECTED);
     selected.ExpectText(kWord, "SDT_SelectIDCard");
     there ? ExpectRecordOf(CardOf(kAnyCard), *library) : ExpectNoRecord(*library);
+    EXPECT_EQ(library->Authenticate(), 0);
+    EXPECT_EQ(library->readCardGetCardType(), there ? 16 : 0);
   }
-  EXPECT_EQ(library->SDT_StartFindIDCard(kPort, nullptr), IDCARDREADER_SDT_NO_CARD);
 }
 
-TEST_F(OlderInterfacesTest, AuthenticateFindsTheCardAndReturnsZero) {
-  desk.Put(kAnyCard);
-  EXPECT_EQ(library->Authenticate(), 0);
-  EXPECT_EQ(library->readCardGetCardType(), 16);
-  desk.TakeCardAway();
-  EXPECT_EQ(library->Authenticate(), 0);
-}
-
-// A file that cannot be written is passed over.
+// A file that cannot be written is passed over; without a text block or an engine there are none.
 TEST_F(OlderInterfacesTest, BlocksAreWrittenToTheFilesThatTheHostNames) {
-  ExpectGoodRead(kAnyCard);
-  std::uint32_t text = 7, photo = 7, fingerprint = 7;
-  const auto write = [&](const char* textFile) {
-    return library->SDT_ReadBaseMsgToFile(kPort, textFile, &text, "photo", &photo);
+  const auto write = [this](const char* textFile, std::uint32_t bytes) {
+    std::uint32_t text = 7, photo = 7, fingerprint = 7;
+    EXPECT_EQ(library->SDT_ReadBaseMsgToFile(kPort, textFile, &text, "photo", &photo),
+              bytes != 7 ? IDCARDREADER_SDT_SUCCESS : IDCARDREADER_SDT_NOTHING_READ);
+    EXPECT_EQ(text, bytes);
+    EXPECT_EQ(photo, bytes != 7 ? 1024u : 7u);
+    library->SDT_ReadBaseFPMsgToFile(kPort, "text2", &text, "photo2", &photo, "none", &fingerprint);
+    EXPECT_EQ(fingerprint, 7u);
   };
-  EXPECT_EQ(write("no such folder/text"), IDCARDREADER_SDT_SUCCESS);
-  EXPECT_EQ(text, 256u);
-  EXPECT_EQ(photo, 1024u);
-  EXPECT_EQ(folder.ReadBytes("content/photo"), ExpectedPhoto(CardOf(kAnyCard)));
-  EXPECT_EQ(write("text"), IDCARDREADER_SDT_SUCCESS);
-  ExpectFiles(CardOf(kAnyCard), "text", "photo");
-  EXPECT_EQ(library->SDT_ReadBaseFPMsgToFile(kPort, "photo", &text, "text", &photo, "fingerprint",
-                                             &fingerprint),
-            IDCARDREADER_SDT_SUCCESS);
-  ExpectFiles(CardOf(kAnyCard), "photo", "text");
-  EXPECT_EQ(fingerprint, 7u);
-}
-
-TEST_F(OlderInterfacesTest, NoFilesWithoutATextBlockOrAnEngine) {
-  const auto expectNothing = [this] {
-    std::uint32_t text = 7, photo = 7;
-    EXPECT_EQ(library->SDT_ReadBaseMsgToFile(kPort, "text", &text, "photo", &photo),
-              IDCARDREADER_SDT_NOTHING_READ);
-    EXPECT_EQ(text, 7u);
-    EXPECT_EQ(photo, 7u);
-    EXPECT_TRUE(folder.Files("content").empty());
-  };
-  expectNothing();
+  write("text", 7);
   ExpectGoodRead("gat");
-  expectNothing();
+  write("text", 7);
+  EXPECT_TRUE(folder.Files("content").empty());
   ExpectGoodRead(kAnyCard);
+  write("no such folder/text", 256);
+  write("text", 256);
+  EXPECT_EQ(folder.Files("content").size(), 4u);
+  for (const std::string kind : {"", "2"}) {
+    EXPECT_EQ(folder.ReadBytes("content/text" + kind), ExpectedTextBlock(CardOf(kAnyCard)));
+    EXPECT_EQ(folder.ReadBytes("content/photo" + kind), ExpectedPhoto(CardOf(kAnyCard)));
+  }
   library->CloseComm();
-  expectNothing();
+  write("text", 7);
 }
 
 // No file of the card before stays beside this one's.
 TEST_F(OlderInterfacesTest, ReadContentWritesTheBlocksInModesOneAndTwo) {
   const struct {
-    const char* card;
+    const char* card;  // null: none
     int mode;
     const char* written;  // whose blocks the files hold then; null: there are none
-  } rows[] = {{kAnyCard, 0, nullptr},      {kAnyCard, -1, nullptr}, {kAnyCard, 1, kAnyCard},
-              {"gat", 3, kAnyCard},        {"gat", 2, "gat"},       {kAnyCard, 2, kAnyCard},
-              {"gat-no-photo", 1, nullptr}};
+  } rows[] = {{kAnyCard, 0, nullptr},       {kAnyCard, -1, nullptr}, {kAnyCard, 1, kAnyCard},
+              {"gat", 3, kAnyCard},         {"gat", 2, "gat"},       {kAnyCard, 2, kAnyCard},
+              {"gat-no-photo", 1, nullptr}, {nullptr, 1, nullptr}};
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.card + std::to_string(row.mode));
-    desk.Put(row.card);
-    EXPECT_EQ(library->Read_Content(row.mode), 1) << LastError();
-    ExpectFiles(row.written == nullptr ? devkit::Card() : CardOf(row.written), "WZ.TXT", "ZP.WLT");
+    SCOPED_TRACE(&row - rows);
+    row.card != nullptr ? desk.Put(row.card) : desk.TakeCardAway();
+    EXPECT_EQ(library->Read_Content(row.mode), row.card != nullptr ? 1 : 0) << LastError();
+    const devkit::Card card = row.written == nullptr ? devkit::Card() : CardOf(row.written);
+    const devkit::Bytes text = ExpectedTextBlock(card), photo = ExpectedPhoto(card);
+    EXPECT_EQ(folder.Files("content").size(), (text.empty() ? 0u : 1u) + !photo.empty());
+    EXPECT_EQ(folder.ReadBytes("content/WZ.TXT"), text);
+    EXPECT_EQ(folder.ReadBytes("content/ZP.WLT"), photo);
   }
-  desk.TakeCardAway();
-  EXPECT_EQ(library->Read_Content(1), 0);
-  ExpectFiles({}, "WZ.TXT", "ZP.WLT");
 }
 
 // In one test, as a decoder that was found is kept for the rest of the process.
@@ -141,8 +117,8 @@ TEST_F(OlderInterfacesTest, PhotoDecodersAreUsedOnceTheyAreThere) {
   fs::remove("ZP.WLT");
   fs::create_directory("ZP.WLT");
   EXPECT_EQ(library->Read_Content(1), 1) << LastError();
-#ifndef _WIN32
   fs::remove("ZP.WLT");
+#ifndef _WIN32
   fs::create_symlink("/dev/full", "ZP.WLT");
   EXPECT_EQ(library->Read_Content(1), 1) << LastError();
 #endif

@@ -59,32 +59,35 @@ TEST_F(ReadcardTest, PrintsForPeopleAndEndsWithItsStatus) {
     const char* card;  // null: none
     const char* arguments;
     int status;
-    std::string text;  // begins so: the output of a success, or else the error output
+    std::string output, errors;  // begin so; empty: nothing is printed there
   } rows[] = {{kAnyCard, "", 0,
                "Card type      resident identity card\nName           周样本\nSex            男\n"
                "Nation         蒙古\n"},
               {kAnyCard, "uid", 0, number + "  identity card\n"},
               {kTypeACard, "uid", 0, otherNumber + "  other card, kind 4\n"},
-              {kAnyCard, "beep", 0, ""},
+              {kAnyCard, "beep", 0, "The reader"},
               {kAnyCard, "--version", 0, "readcard 2."},
-              {nullptr, "", 1, "The card was not read (code 40): 读取DN码\nLay one card "},
-              {kAnyCard, "--nonsense", 2, "The following argument"},
-              {kAnyCard, "--repeat 0", 2, "--repeat"},
-              {kAnyCard, "--interface none", 2, "--interface"},
-              {kAnyCard, "--library nowhere", 2, "The library"},
-              {kAnyCard, "--serial nothing", 2, ""}};
+              {kAnyCard, "--help", 0, "Reads the identity card"},
+              {kAnyCard, "--json --repeat 3", 0, "{", "3 reads: 3 succeeded, 0 failed;"},
+              {kAnyCard, "--verbose", 0, "Card type", "version:V1.0\niInitAppid:9"},
+              {nullptr, "", 1, "", "The card was not read (code 40): 读取DN码\nLay one card "},
+              {kAnyCard, "--nonsense", 2, "", "The following argument"},
+              {kAnyCard, "--repeat 0", 2, "", "--repeat"},
+              {kAnyCard, "--interface none", 2, "", "--interface"},
+              {kAnyCard, "--library nowhere", 2, "", "The library"},
+              {kAnyCard, "--serial nothing", 2, "", "nothing is no serial port"}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments);
     row.card != nullptr ? desk.Put(row.card) : desk.TakeCardAway();
     const ChildResult child = Run(row.arguments);
     EXPECT_EQ(child.status, row.status);
-    const std::string& text = row.status == 0 ? child.output : child.errors;
-    EXPECT_THAT(text, StartsWith(row.text));
-    EXPECT_NE(text, "");
-    EXPECT_EQ(row.status == 0 ? child.errors : child.output, "");
+    EXPECT_THAT(child.output, StartsWith(row.output));
+    EXPECT_THAT(child.errors, StartsWith(row.errors));
+    EXPECT_EQ(child.output.empty(), row.output.empty());
+    EXPECT_EQ(child.errors.empty(), row.errors.empty()) << child.errors;
     EXPECT_EQ(child.output.find("iInitAppid"), std::string::npos) << "the library's own lines";
   }
-  for (const char* command : {"", "watch", "uid", "beep"}) {
+  for (const char* command : {"watch", "uid", "beep"}) {
     EXPECT_THAT(Run(std::string(command) + " --help").output, HasSubstr("--json")) << command;
   }
   for (const char* program : {"decode-service", "datafile"}) {
@@ -93,14 +96,6 @@ TEST_F(ReadcardTest, PrintsForPeopleAndEndsWithItsStatus) {
   }
   desk.Unplug();
   for (const char* command : {"beep", "uid"}) EXPECT_EQ(Run(command).status, 1);
-}
-
-TEST_F(ReadcardTest, ShowsTheLibrarysLinesOnTheErrorOutputWhenAskedTo) {
-  const ChildResult child = Run("--verbose");
-  EXPECT_THAT(child.errors, HasSubstr("iInitAppid:9"));
-  EXPECT_EQ(child.output.find("iInitAppid"), std::string::npos);
-  folder.WriteFile("conf.yaml", "# settings\ncanPrint: false\n");
-  EXPECT_EQ(Run("--verbose").errors, "");
 }
 
 TEST_F(ReadcardTest, JsonHoldsWhatTheFamilyOfFunctionsYieldsInUtf8AndNothingElseIsPrinted) {
@@ -117,10 +112,8 @@ TEST_F(ReadcardTest, JsonHoldsWhatTheFamilyOfFunctionsYieldsInUtf8AndNothingElse
       {"resident", kLegacy, 1, {{"nation", "蒙古"}, {"validUntil", "长期"}}},
       {"resident", kStandard, 0, {{"name", "周样本"}, {"sexCode", "1"}, {"nationCode", "02"}}},
       {"resident-rare-private", kCloud, 1, {{"name", "陈\ue1a3一"}}},
-      {"resident-long-name", kCloud, 1, {{"name", "阿卜杜拉虚构买买提艾山江吐尔逊示例样本甲乙"}}},
       {"resident-long-name", kStandard, 0, {{"name", "阿卜杜拉虚构买买提艾山江吐尔逊"}}},
       {"gat", kCloud, 2, {{"name", "何通行"}, {"passNumber", "H00000001"}, {"nation", ""}}},
-      {"gat", kLegacy, 2, {{"name", "何通行"}}},
       {"gat", kStandard, 0, json::object()},
       {"yjzold", kCloud, 3, {{"englishName", "SAMPLE,PERSONONE"}, {"countryCode", "CAN"}}},
       {"yjznew", kCloud, 4, {{"country", "德国 "}}}};
@@ -129,33 +122,22 @@ TEST_F(ReadcardTest, JsonHoldsWhatTheFamilyOfFunctionsYieldsInUtf8AndNothingElse
     desk.Put(row.card);
     json document = Document(row.arguments);
     EXPECT_EQ(document.value("cardType", 0), row.type);
-    if (row.arguments == kCloud) {
-      EXPECT_EQ(document["dn"], devkit::ToHex(CardOf(row.card).dn));
-    }
+    EXPECT_TRUE(row.arguments != kCloud || document["dn"] == devkit::ToHex(CardOf(row.card).dn));
     EXPECT_EQ(document["fields"].empty(), row.fields.empty());
     for (const auto& [key, text] : row.fields.items()) {
       EXPECT_EQ(document["fields"][key], text) << key;
     }
   }
-  desk.TakeCardAway();
-  EXPECT_EQ(Document()["code"], 40);
-}
-
-TEST_F(ReadcardTest, ReadsSeveralTimesAndSumsUp) {
-  const ChildResult child = Run("--json --repeat 3");
-  EXPECT_EQ(child.status, 0);
-  EXPECT_EQ(Documents(child.output).size(), 3u);
-  EXPECT_THAT(child.errors, StartsWith("3 reads: 3 succeeded, 0 failed;"));
 }
 
 TEST_F(ReadcardTest, WritesTheBlocksOfOneCardOnly) {
-  EXPECT_EQ(Run("--files blocks").status, 0);
-  EXPECT_EQ(folder.ReadBytes("blocks/text.bin"), ExpectedTextBlock(CardOf(kAnyCard)));
-  EXPECT_EQ(folder.ReadBytes("blocks/photo.wlt"), ExpectedPhoto(CardOf(kAnyCard)));
-  desk.Put("gat");
-  EXPECT_EQ(Run("--files blocks").status, 0);
-  EXPECT_EQ(folder.Files("blocks"), std::vector<std::string>{"photo.wlt"});
-  EXPECT_EQ(folder.ReadBytes("blocks/photo.wlt"), ExpectedPhoto(CardOf("gat")));
+  for (const char* card : {kAnyCard, "gat"}) {
+    desk.Put(card);
+    EXPECT_EQ(Run("--files blocks").status, 0);
+    EXPECT_EQ(folder.ReadBytes("blocks/text.bin"), ExpectedTextBlock(CardOf(card)));
+    EXPECT_EQ(folder.ReadBytes("blocks/photo.wlt"), ExpectedPhoto(CardOf(card)));
+    EXPECT_EQ(folder.Files("blocks").size(), card == kAnyCard ? 2u : 1u);
+  }
 }
 
 #ifdef _WIN32
@@ -182,16 +164,19 @@ TEST_F(ReadcardTest, HidapiMayLieBesideTheLibraryAndWithoutItTheReaderIsNotFound
 #else
 // Only here is there a program to interrupt another one.
 TEST_F(ReadcardTest, WatchPrintsEachCardOnceUntilItIsInterrupted) {
-  folder.WriteFile("watch", "#!/bin/sh\n./readcard watch --json &\necho $! >pid\nwait $!\n");
+  folder.WriteFile("watch", "#!/bin/sh\necho $$ >pid\nexec ./readcard watch --json\n");
   fs::permissions(folder.Path() / "watch", fs::perms::owner_all);
   std::future<ChildResult> watch = std::async(
       std::launch::async, [this] { return RunProgram(folder.Path().string(), "watch", ""); });
-  const auto uploads = [this](std::size_t cards) {
-    return service->WaitForReceived(7 * cards, std::chrono::seconds(10));
+  const auto printed = [this](std::ptrdiff_t lines) {
+    return Eventually([&] {
+      const std::string output = folder.ReadFile("child.out");
+      return std::count(output.begin(), output.end(), '\n') == lines;
+    });
   };
-  EXPECT_TRUE(uploads(1));
+  EXPECT_TRUE(printed(1));
   desk.Put("gat");
-  EXPECT_TRUE(uploads(2));
+  EXPECT_TRUE(printed(2));
   std::this_thread::sleep_for(milliseconds(300));  // it stays and is not read again
   std::system(("kill -INT " + folder.ReadFile("pid")).c_str());
   const ChildResult child = watch.get();
@@ -203,65 +188,52 @@ TEST_F(ReadcardTest, WatchPrintsEachCardOnceUntilItIsInterrupted) {
 }
 #endif
 
-TEST_F(ReadcardTest, KeepsTheSerialPortInTheConfiguration) {
-  folder.WriteFile("conf.yaml", "canLog: false\ncomname: /dev/old\n");
-  const ChildResult child = Run("--serial COM998");
-  EXPECT_EQ(child.status, 1);
-  EXPECT_THAT(child.errors, HasSubstr("code 48"));
-  EXPECT_EQ(folder.ReadFile("conf.yaml"), "# settings of the reader\ncanLog: false\ncomnum: 998\n");
-}
-
-// A reader that is not there is looked for when that is heeded; to hidapi an id of zero would be any
-// device.
-TEST_F(ReadcardTest, TheReaderAndTheLogsOfTheConfigurationAreUsed) {
+TEST_F(ReadcardTest, TheConfigurationBesideTheProgramIsUsedAndKeepsTheSerialPort) {
+  // A reader that is not there is looked for when that is heeded; to hidapi an id of zero would be
+  // any device.
   for (const char* reader : {"vid: 4660", "pid: 0x0102"}) {
     folder.WriteFile("conf.yaml", std::string("# reader\r\n") + reader + "\r\n");
     EXPECT_EQ(Document()["code"], 27) << reader;
   }
   for (const auto& [value, files] : {std::pair{"True", 0u}, {"true", 2u}}) {
-    folder.WriteFile("conf.yaml", std::string("# settings\ncanLog: ") + value + "\n");
-    EXPECT_EQ(Run("").status, 0);
+    folder.WriteFile("conf.yaml", std::string("# settings\ncanPrint: false\ncanLog: ") + value);
+    EXPECT_EQ(Run("--verbose").errors, "");
     EXPECT_EQ(folder.Files("logdata").size(), files);
   }
+  folder.WriteFile("conf.yaml", "canLog: false\ncomname: /dev/old\n");
+  EXPECT_EQ(Document("--serial COM998")["code"], 48);
+  EXPECT_EQ(folder.ReadFile("conf.yaml"), "# settings of the reader\ncanLog: false\ncomnum: 998\n");
 }
 
-// What the library names stays in its process. The other has a folder with a program, a library and a reader of its own, on whose desk a card
-// lies.
+// What the library names stays in its process. The other has a folder with a program, a library and
+// a reader of its own, on whose desk a card lies.
 TEST_F(ReadcardTest, TwoProgramsReadAtTheSameTimeAndDoNotDisturbEachOther) {
-  constexpr std::size_t kReads = 10;
-  constexpr char kCardOfTheOther[] = "yjznew";
+  const devkit::Card card = CardOf("yjznew");
   const fs::path other = folder.Path() / "other";
   fs::create_directory(other);
   for (const auto& entry : fs::directory_iterator(folder.Path())) {
     if (entry.is_regular_file()) fs::copy_file(entry.path(), other / entry.path().filename());
   }
-  const fs::path card = SourceFolder() / "devkit" / "cards" / kCardOfTheOther;
-  folder.WriteFile("other/virtual-reader.json",
-                   nlohmann::json{{"card", card.generic_string() + ".json"}}.dump());
-
+  const fs::path file = SourceFolder() / "devkit" / "cards" / "yjznew.json";
+  folder.WriteFile("other/virtual-reader.json", json{{"card", file.generic_string()}}.dump());
+  ServiceMisbehaves({{"latency", {{"exchange", 20}}}});  // so that they meet
   std::future<ChildResult> running = std::async(std::launch::async, [&other] {
-    return RunProgram(other.string(), "readcard", "--json --repeat " + std::to_string(kReads));
+    return RunProgram(other.string(), "readcard", "--json --repeat 10");
   });
-  // Between the other's first message and its last.
-  std::size_t met = 0;
-  const auto ofTheOther = [&] {
-    const auto received = service->Received();
-    return std::count_if(received.begin(), received.end(),
-                         [&](const auto& message) { return message.card == kCardOfTheOther; });
-  };
   do {
-    const auto before = ofTheOther();
     ExpectGoodRead(kAnyCard);
-    if (before > 0 && ofTheOther() > before) ++met;
   } while (running.wait_for(milliseconds(0)) != std::future_status::ready);
-  EXPECT_GT(met, 0u) << "the two have not met";
+  int changes = 0;  // of the card that the service is asked about
+  std::string last;
+  for (const auto& message : service->Received()) {
+    changes += std::exchange(last, message.card) != message.card ? 1 : 0;
+  }
+  EXPECT_GT(changes, 20) << "the two have not met";
   const ChildResult child = running.get();
   EXPECT_EQ(child.status, 0) << child.errors;
   const std::vector<json> documents = Documents(child.output);
-  EXPECT_EQ(documents.size(), kReads);
-  for (const json& document : documents) {
-    EXPECT_EQ(document["dn"], devkit::ToHex(CardOf(kCardOfTheOther).dn));
-  }
+  EXPECT_EQ(documents.size(), 10u);
+  for (const json& document : documents) EXPECT_EQ(document["dn"], devkit::ToHex(card.dn));
   fs::remove_all(other);
 }
 

@@ -1,7 +1,5 @@
 // The automatic card search: the reader reports by itself what is put on it.
 
-#include <thread>
-
 #include "host/host_test.h"
 
 namespace hosttest {
@@ -20,7 +18,11 @@ class SearchTest : public HostTest {
     desk.Plug();
   }
 
-  std::int32_t Search() const { return library->readCardStart(1); }
+  // In a thread of its own: what the system does for a thread, such as waiting for the reader, it
+  // ends with the thread, and another one closes the reader.
+  std::int32_t Search() const {
+    return std::async(std::launch::async, library->readCardStart, 1).get();
+  }
 
   // Only then the kind of reader may be changed.
   bool IsOver() const { return library->readCardSetDeviceType(0) == 1; }
@@ -37,10 +39,15 @@ TEST_F(SearchTest, ReportsTheCardThatLiesThereAndReadingEndsIt) {
   ExpectRecordOf(CardOf("gat"), *library);
 }
 
-TEST_F(SearchTest, ReportsACardThatComesLater) {
+TEST_F(SearchTest, ReportsACardThatComesLaterUntilItIsStopped) {
   desk.TakeCardAway();
-  EXPECT_EQ(Search(), 0);
-  EXPECT_FALSE(IsOver());
+  for (int i = 0; i < 3; ++i) {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Search(), 0);
+    EXPECT_GT(std::chrono::steady_clock::now() - begin, milliseconds(900));
+    EXPECT_EQ(library->readCardGetDeviceStatus(), 1) << LastError();
+    EXPECT_FALSE(IsOver());
+  }
   desk.Put(kTypeACard);
   EXPECT_TRUE(Eventually([this] { return Search() == 1; }));
   EXPECT_EQ(library->readCardGetCardType(), 4);
@@ -49,62 +56,23 @@ TEST_F(SearchTest, ReportsACardThatComesLater) {
   desk.TakeCardAway();
   EXPECT_EQ(Search(), 0);
   EXPECT_EQ(library->readCardGetCardType(), 0) << "the kind of the card before";
-}
-
-// What the system does for a thread, such as waiting for the reader, it ends with the thread.
-TEST_F(SearchTest, EachSearchAndReadMayComeFromANewThread) {
-  const auto searchInNewThread = [this] {
-    return std::async(std::launch::async, [this] { return Search(); }).get();
-  };
-  desk.TakeCardAway();
-  for (int i = 0; i < 3; ++i) {
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(searchInNewThread(), 0);
-    EXPECT_GT(std::chrono::steady_clock::now() - begin, milliseconds(900));
-    EXPECT_EQ(library->readCardGetDeviceStatus(), 1) << LastError();
-  }
-  desk.Put(kAnyCard);
-  EXPECT_EQ(searchInNewThread(), 1) << LastError();
-  desk.TakeCardAway();
-  EXPECT_EQ(searchInNewThread(), 0);
+  library->readCardStop();
+  EXPECT_TRUE(IsOver());
   ExpectGoodRead("gat");
-}
-
-// The virtual reader would complain of a close beside the wait of a thread that is still there.
-TEST_F(SearchTest, TheReaderMayBeClosedByAnotherThread) {
-  desk.TakeCardAway();
-  std::promise<void> closed;
-  std::promise<std::int32_t> found;
-  std::thread searching([&] {
-    found.set_value(Search());
-    closed.get_future().wait();
-  });
-  EXPECT_EQ(found.get_future().get(), 0);
-  EXPECT_EQ(library->CloseComm(), 1);
-  closed.set_value();
-  searching.join();
 }
 
 TEST_F(SearchTest, UnpluggedWhileSearchingIsCode47AndTheNextSearchOpensAgain) {
   desk.TakeCardAway();
   EXPECT_EQ(Search(), 0);
   desk.Unplug();
-  EXPECT_EQ(Search(), 0);
-  ExpectCode(47);
-  EXPECT_EQ(library->readCardGetDeviceStatus(), 3);
-  EXPECT_EQ(Search(), 0);
-  ExpectCode(27);
+  for (const int code : {47, 27}) {
+    EXPECT_EQ(Search(), 0);
+    ExpectCode(code);
+    EXPECT_EQ(library->readCardGetDeviceStatus(), 3);
+  }
   desk.Plug();
   desk.Put(kAnyCard);
   EXPECT_EQ(Search(), 1) << LastError();
-}
-
-TEST_F(SearchTest, AStopEndsIt) {
-  desk.TakeCardAway();
-  EXPECT_EQ(Search(), 0);
-  library->readCardStop();
-  EXPECT_TRUE(IsOver());
-  ExpectGoodRead(kAnyCard);
 }
 
 }  // namespace

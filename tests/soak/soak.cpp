@@ -33,86 +33,18 @@ constexpr milliseconds kBoundOfGoodRead(3000);
 // two servers beside it.
 constexpr milliseconds kBoundOfDisturbedRead(7000);
 
-// Chance from a seed, the same on every platform (which the distributions of <random> are not).
-class Dice {
- public:
-  // From least to most, both included.
-  int Between(int least, int most) {
-    return least + static_cast<int>(generator() % static_cast<std::uint32_t>(most - least + 1));
-  }
-  bool Percent(int chance) { return Between(1, 100) <= chance; }
-  template <typename Container>
-  const auto& Of(const Container& container) {
-    return container[generator() % container.size()];
-  }
-
- private:
-  std::mt19937 generator{options.seed};
-};
-
-json ChooseValue(const devkit::ParameterRule& rule, Dice& dice) {
-  if (!rule.words.empty()) return std::string(dice.Of(rule.words));
-  switch (rule.type) {
-    case devkit::ParameterType::milliseconds:
-      return dice.Percent(10) ? dice.Between(900, 2100) : dice.Between(0, 30);
-    case devkit::ParameterType::number:
-      return dice.Between(std::max(static_cast<int>(rule.least), -1),
-                          std::min(static_cast<int>(rule.most), 30000));
-    case devkit::ParameterType::hex: {
-      std::string digits;
-      for (int left = 128; left > 0; --left) digits += "0123456789ABCDEF"[dice.Between(0, 15)];
-      return digits;
-    }
-    default:
-      return "x" + std::to_string(dice.Between(0, 999));
-  }
-}
-
-// One fault of that side by chance, out of all that the scenario language can say about a read.
-json ChooseFault(devkit::Side side, Dice& dice) {
-  // The rest belongs to searches, to UIDs and to the beeper.
-  const Names outsideReads = {"search-on", "search-off", "uid", "uid-a", "beep", "notification"};
-  // Each costs a time-out. Most of a soak should be reads.
-  const Names takeTheirTime = {"drop", "late", "half", "unanswered", "wrong-echo"};
-  for (;;) {
-    const devkit::KindRule& kind = dice.Of(devkit::Kinds(side));
-    const std::string_view place = dice.Of(kind.places);
-    if (outsideReads.contains(place)) continue;
-    if (takeTheirTime.contains(kind.name) && !dice.Percent(10)) continue;
-    json fault = {{"at", std::string(place)},
-                  {"fault", std::string(kind.name)},
-                  {"times", dice.Between(1, 2)}};
-    for (const devkit::ParameterRule& parameter : kind.parameters) {
-      fault[std::string(parameter.name)] = ChooseValue(parameter, dice);
-    }
-    return fault;
-  }
-}
-
 class Soak : public HostTest {
  protected:
   // The next read and, when it is disturbed, the good one behind it.
   void GoOn() {
-    struct Kind {
-      int weight;
-      const char* name;
-      void (Soak::*perform)();
-    };
-    static constexpr Kind kKinds[] = {{37, "fault of the reader", &Soak::ReaderFault},
-                                      {37, "fault of the service", &Soak::ServiceFault},
-                                      {15, "interrupted by another thread", &Soak::Interrupted},
-                                      {3, "two callers at once", &Soak::SecondCaller},
-                                      {3, "unplugged", &Soak::Unplugged},
-                                      {3, "no card, or not a good one", &Soak::UnreadableCard},
-                                      {2, "service down", &Soak::ServiceDown}};
     const int failuresBefore = Failures();
-    story = "read " + std::to_string(reads) + ", undisturbed";
-    if (dice.Percent(options.faults)) {
-      const Kind* kind = kKinds;
-      for (int left = dice.Between(1, 100); left > kind->weight; ++kind) left -= kind->weight;
-      story = "read " + std::to_string(reads) + ", " + kind->name;
+    story = "read " + std::to_string(reads);
+    if (Between(1, 100) <= options.faults) {
       Put(true);
-      (this->*kind->perform)();
+      const int kind = Between(1, 100);
+      kind <= 74   ? Disturb(kind <= 37 ? devkit::Side::reader : devkit::Side::service)
+      : kind <= 89 ? Interrupt()
+                   : MakeImpossible();
       desk.Behave();
       ServiceBehaves();
     }
@@ -124,9 +56,7 @@ class Soak : public HostTest {
 
   // With everything given back, and again after a good read.
   std::pair<ProcessResources, ProcessResources> Measure() {
-    library->CloseComm();
-    Unload();
-    StopService();
+    End();
     folder.RemoveLogs();
     std::this_thread::sleep_for(milliseconds(300));  // threads that are ending
     const ProcessResources atRest = MeasureProcess();
@@ -144,45 +74,82 @@ class Soak : public HostTest {
   int reads = 0;
 
  private:
+  // Chance from a seed, the same on every platform (which the distributions of <random> are not);
+  // both bounds are included.
+  int Between(int least, int most) {
+    return least + static_cast<int>(generator() % static_cast<std::uint32_t>(most - least + 1));
+  }
+  template <typename Container>
+  const auto& OneOf(const Container& container) {
+    return container[generator() % container.size()];
+  }
+
+  json ChooseValue(const devkit::ParameterRule& rule) {
+    if (!rule.words.empty()) return std::string(OneOf(rule.words));
+    switch (rule.type) {
+      case devkit::ParameterType::milliseconds:
+        return Between(1, 10) == 1 ? Between(900, 2100) : Between(0, 30);
+      case devkit::ParameterType::number:
+        return Between(std::max(static_cast<int>(rule.least), -1),
+                       std::min(static_cast<int>(rule.most), 30000));
+      case devkit::ParameterType::hex: {
+        std::string digits;
+        for (int left = 128; left > 0; --left) digits += "0123456789ABCDEF"[Between(0, 15)];
+        return digits;
+      }
+      default:
+        return "x" + std::to_string(Between(0, 999));
+    }
+  }
+
+  // One fault of that side by chance, out of all that the scenario language can say about a read.
+  json ChooseFault(devkit::Side side) {
+    // The rest belongs to searches, to UIDs and to the beeper.
+    const Names outsideReads = {"search-on", "search-off", "uid", "uid-a", "beep", "notification"};
+    // Each costs a time-out. Most of a soak should be reads.
+    const Names takeTheirTime = {"drop", "late", "half", "unanswered", "wrong-echo"};
+    for (;;) {
+      const devkit::KindRule& kind = OneOf(devkit::Kinds(side));
+      const std::string_view place = OneOf(kind.places);
+      if (outsideReads.contains(place)) continue;
+      if (takeTheirTime.contains(kind.name) && Between(1, 10) > 1) continue;
+      json fault = {{"at", place}, {"fault", kind.name}, {"times", Between(1, 2)}};
+      for (const devkit::ParameterRule& parameter : kind.parameters) {
+        fault[std::string(parameter.name)] = ChooseValue(parameter);
+      }
+      return fault;
+    }
+  }
+
   void Put(bool goodCard) {
     do {
-      onReader = &dice.Of(Cards());
+      onReader = &OneOf(Cards());
     } while (ExpectedToSucceed(*onReader) != goodCard);
     desk.Put(onReader->label);
     story += ", " + onReader->label;
   }
 
-  void Disturb(const json& reader, const json& service) {
-    story += " " + json({{"reader", reader}, {"service", service}}).dump();
-    desk.Misbehave(reader);
-    ServiceMisbehaves(service);
-  }
-
-  ReadResult ReadWithin(milliseconds bound) {
+  void ReadWell() {
     const ReadResult read = Read();
     ++reads;
-    EXPECT_LT(read.duration, bound);
-    return read;
-  }
-
-  void ReadWell() {
-    const ReadResult read = ReadWithin(kBoundOfGoodRead);
+    EXPECT_LT(read.duration, kBoundOfGoodRead);
     EXPECT_EQ(read.result, 1) << LastError();
     if (read.result == 1) ExpectRecordOf(*onReader, *library);
   }
 
   // With the right record or none.
   int ReadEitherWay() {
-    const int result = ReadWithin(kBoundOfDisturbedRead).result;
-    EXPECT_EQ(LastError().empty(), result == 1);
-    result == 1 ? ExpectRecordOf(*onReader, *library) : ExpectNoRecord(*library);
-    return result;
+    const ReadResult read = Read();
+    ++reads;
+    EXPECT_LT(read.duration, kBoundOfDisturbedRead);
+    EXPECT_EQ(LastError().empty(), read.result == 1);
+    read.result == 1 ? ExpectRecordOf(*onReader, *library) : ExpectNoRecord(*library);
+    return read.result;
   }
 
-  void ReadAndFail() { EXPECT_EQ(ReadEitherWay(), 0); }
-
-  json Fault(devkit::Side side) {
-    const json fault = ChooseFault(side, dice);
+  void Disturb(devkit::Side side) {
+    const json fault = ChooseFault(side);
+    story += " " + fault.dump();
     // What strikes while the reader is opened or the service logged in to does so once for many
     // reads.
     const std::string place = fault.at("at");
@@ -190,40 +157,27 @@ class Soak : public HostTest {
       library->CloseComm();
     }
     const json faults = {{"faults", json::array({fault})}};
-    side == devkit::Side::reader ? Disturb(faults, json::object())
-                                 : Disturb(json::object(), faults);
+    side == devkit::Side::reader ? desk.Misbehave(faults) : ServiceMisbehaves(faults);
     ReadEitherWay();
-    return fault;
-  }
-
-  void ReaderFault() {
-    const json fault = Fault(devkit::Side::reader);
-    // What comes late shall lie there when the next read begins, not come in the middle of one.
-    std::this_thread::sleep_for(milliseconds(fault.value("ms", -50) + 50));
-  }
-
-  void ServiceFault() {
-    if (Fault(devkit::Side::service).at("fault") == "expired-token") {
+    if (side == devkit::Side::reader) {
+      // What comes late shall lie there when the next read begins, not come in the middle of one.
+      std::this_thread::sleep_for(milliseconds(fault.value("ms", -50) + 50));
+    } else if (fault.at("fault") == "expired-token") {
       // Only the answer to a key tells the library so: the next read may be the one that learns it.
       ServiceBehaves();
       ReadEitherWay();
     }
   }
 
-  void Interrupted() {
-    using L = ShippedLibrary;
-    const milliseconds after(dice.Between(0, 150));
-    const int latency = dice.Percent(50) ? 0 : dice.Between(1, 40);
-    const int how = dice.Between(1, 5);
-    story += " by " + std::to_string(how) + " after " + std::to_string(after.count()) + " ms";
-    Disturb(json::object(), {{"latency", {{"exchange", latency}}}});
+  void Interrupt() {
+    const milliseconds after(Between(0, 150));
+    const int how = Between(1, 5);
+    story += " ended by " + std::to_string(how) + " after " + std::to_string(after.count()) + " ms";
+    ServiceMisbehaves({{"latency", {{"exchange", std::max(Between(-40, 40), 0)}}}});
     std::future<ReadResult> reading = ReadInBackground();
     std::this_thread::sleep_for(after);
-    if (how <= 3) {
-      library->readCardStop();
-    } else {
-      (library.get()->*(how == 4 ? &L::CloseComm : &L::readCardDestory))();
-    }
+    how <= 3 ? library->readCardStop()
+             : static_cast<void>(how == 4 ? library->CloseComm() : library->readCardDestory());
     const ReadResult read = Await(reading);
     ++reads;
     EXPECT_LT(read.duration, kBoundOfGoodRead);
@@ -237,42 +191,31 @@ class Soak : public HostTest {
     }
   }
 
-  void SecondCaller() {
-    std::future<ReadResult> one = ReadInBackground();
-    std::future<ReadResult> other = ReadInBackground();
-    EXPECT_GE(Await(one).result + Await(other).result, 1) << LastError();
-    reads += 2;
-    ExpectFieldsOf(*onReader, *library);
-  }
-
-  void Unplugged() {
-    desk.Unplug();
-    for (int left = dice.Between(1, 3); left > 0; --left) ReadAndFail();
-    desk.Plug();
-  }
-
-  void UnreadableCard() {
-    if (dice.Percent(50)) {
-      desk.TakeCardAway();
-      return ReadAndFail();
+  // No reader, no service, no card or one that is not good.
+  void MakeImpossible() {
+    const int how = Between(1, 4);
+    story += " impossible for cause " + std::to_string(how);
+    if (how == 1) desk.Unplug();
+    if (how == 2) StopService();
+    if (how == 3) desk.TakeCardAway();
+    if (how == 4) {
+      Put(false);
+      EXPECT_EQ(Read().result, 0);
+      ExpectNoBlocks(*library);
+      // The fields of a resident card without a photo, which say so, are all that it yields.
+      onReader->IsIdentityCard() ? ExpectFieldsOf(*onReader, *library) : ExpectNoFields(*library);
+      return;
     }
-    Put(false);
-    EXPECT_EQ(ReadWithin(kBoundOfDisturbedRead).result, 0);
-    ExpectNoBlocks(*library);
-    // The fields of a resident card without a photo, which say so, are all that it yields.
-    onReader->IsIdentityCard() ? ExpectFieldsOf(*onReader, *library) : ExpectNoFields(*library);
-  }
-
-  void ServiceDown() {
-    StopService();
-    ReadAndFail();
+    EXPECT_EQ(ReadEitherWay(), 0);
+    desk.Plug();
+    if (how != 2) return;
     StartService();
     // The new service does not know the token of the old one, which the library learns by using it.
     Put(true);
     ReadEitherWay();
   }
 
-  Dice dice;
+  std::mt19937 generator{options.seed};
   const devkit::Card* onReader = nullptr;
   std::string story;  // what is done to the present read
 };
