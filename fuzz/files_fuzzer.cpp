@@ -2,7 +2,7 @@
 #include "base/script.h"
 #include "config/start_up.h"
 #include "datafile/scrambling.h"
-#include "stand_ins/files.h"
+#include "stand_ins/stand_ins.h"
 
 // appid.dat and hostport.dat, once as they stand, once with the script's own texts in them; or
 // conf.yaml.

@@ -1,11 +1,11 @@
-#include "stand_ins/threads.h"
+#include "platform/threads.h"
 
 #include <utility>
 #include <vector>
 
 #include "base/expect.h"
-#include "platform/threads.h"
 #include "reader/reader_thread.h"
+#include "stand_ins/stand_ins.h"
 #include "support/throwing_hard_stop.h"
 
 // Takes the place of the platform's threads and events.

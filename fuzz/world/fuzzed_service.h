@@ -52,7 +52,7 @@ class FuzzedService : public idcardreader::platform::SocketApi {
   bool Connect(Handle, const char*, std::uint16_t) override { return script.Choice(3) != 2; }
   int WaitWritable(Handle, std::uint32_t milliseconds) override {
     const int result = static_cast<int>(script.Choice(3)) - 1;
-    if (result == 0) clock.Spend(milliseconds);
+    if (result == 0) clock.ticks += milliseconds;
     return result;
   }
   int PendingError(Handle) override { return static_cast<int>(script.Choice(2)); }
@@ -111,7 +111,7 @@ class FuzzedService : public idcardreader::platform::SocketApi {
     for (std::size_t count = script.Choice(4); count > 0; --count) RunThread(0);
     if (shut) return -1;
     if (pieces.empty()) {
-      clock.Spend(timeoutMs);
+      clock.ticks += timeoutMs;
       return -1;
     }
     std::string& piece = pieces.front();
