@@ -10,7 +10,7 @@ namespace fuzz {
 // whether it behaves.
 class FuzzedReader : public idcardreader::ScriptedReader {
  public:
-  FuzzedReader(Script& script, VirtualClock& virtualClock) : script(script) {
+  FuzzedReader(fuzz::Script& script, VirtualClock& virtualClock) : script(script) {
     clock = &virtualClock;
     onWrite = [this](const Report& request) { return Answer(request); };
   }
@@ -74,7 +74,7 @@ class FuzzedReader : public idcardreader::ScriptedReader {
     return reports;
   }
 
-  Script& script;
+  fuzz::Script& script;
 };
 
 }  // namespace fuzz
