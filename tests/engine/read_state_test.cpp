@@ -67,6 +67,7 @@ TEST_F(ReadStateTest, NothingOfAReadGoesOnBehindItsEnd) {
     ASSERT_TRUE(QueueFirstTasks());
     row.end();
     EXPECT_EQ(state.WaitForEnd(read), row.succeeds);
+    EXPECT_EQ(Name(), row.endsGeneration ? "" : "name");
     EXPECT_TRUE(state.IsOver(read));
     EXPECT_EQ(state.IsCurrent(read), !row.endsGeneration);
     if (row.endsGeneration) {

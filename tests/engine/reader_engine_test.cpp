@@ -101,6 +101,7 @@ TEST_F(ReaderEngineTest, AStopEndsAReadWhereverItIs) {
     EXPECT_FALSE(Read());
     EXPECT_EQ(engine.GetLastErrorText(), "");
     engine.ExitEngine();  // then all has come to its end
+    EXPECT_EQ(reports, row.report);
     EXPECT_EQ(reader.Commands(), row.commands);
     EXPECT_EQ(sockets.Sent().size() - sentBefore, row.sent);
   }
