@@ -58,13 +58,12 @@ TEST(TextBlock, KnowsTheNamesOfTheCodesByteForByte) {
     ResidentTexts texts;
     texts.sex = sex;
     texts.nation = nation;
-    texts.birthday = "19";
     ExpectPart(texts, 30, part);
   };
-  // Two and four characters are written, of which the next field leaves the first 1 and 2.
-  expect("xXX", "yzYZY", Wide("xyz19"));
-  expect("", "", "000000000000" + Wide("19"));
-  expect("男", "汉 ", "3100496C2000" + Wide("19"));
+  // Two and four characters are written, of which a birthday leaves the first 1 and 2.
+  expect("xXX", "yzYZY", Wide("xyzYZ"));
+  expect("", "", "000000000000");
+  expect("男", "汉 ", "3100496C2000");
   expect("男 ", "德昂", "3775B75F0266");
   expect("女", "其他", Wide("297"));
   expect("未知", "其他", Wide("097"));

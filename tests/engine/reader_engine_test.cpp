@@ -118,6 +118,16 @@ TEST_F(ReaderEngineTest, WithoutASocketTheCauseStandsBehindTheCode) {
   EXPECT_TRUE(Read()) << engine.GetLastErrorText();
 }
 
+TEST_F(ReaderEngineTest, WhatWasLeftBehindARefusedReadIsDrained) {
+  answers["dn2"] = wire::kAcknowledgement;
+  EXPECT_FALSE(Read());
+  answers["dn2"] = wire::InputKeyAnswer();
+  reader.pending.assign(3, ScriptedReader::Reply("0600 EE"));
+  for (const bool serial : {true, false}) EXPECT_TRUE(engine.SetDeviceType(serial));
+  EXPECT_TRUE(Read()) << "with its codes read anew";
+  EXPECT_EQ(engine.KnownReader().authorizeCode, "A1A2A3A4A5A6");
+}
+
 // First for the answer that is awaited, then, counted anew, for somebody to collect what it brought;
 // in both the ticks may wrap.
 TEST_F(ReaderEngineTest, AReadWaitsForTheSecondsThatTheReaderHas) {
