@@ -6,31 +6,32 @@
 #include "support/throwing_hard_stop.h"
 
 using namespace idcardreader;
+using fuzz::Expect, fuzz::Within;
 
 namespace {
 
 void Check(const IdentityContent& content, std::string_view text) {
-  fuzz::Expect(content.typeKnown || content.entries.empty(), "an unknown type has no entries");
+  Expect(content.typeKnown || content.entries.empty(), "an unknown type has no entries");
   std::map<ResultItem, std::string> record(content.entries.begin(), content.entries.end());
   const bool whole =
       record.contains(ResultItem::text_block) && record.contains(ResultItem::photo_block);
-  fuzz::Expect(!record.contains(ResultItem::success) || !content.resident || whole,
-               "a resident's card is whole");
-  fuzz::Expect(!record.contains(ResultItem::card_type) ||
-                   (record[ResultItem::card_type] == "1") == content.resident,
-               "the card type is the content's");
+  Expect(!record.contains(ResultItem::success) || !content.resident || whole,
+         "a resident's card is whole");
+  Expect(!record.contains(ResultItem::card_type) ||
+             (record[ResultItem::card_type] == "1") == content.resident,
+         "the card type is the content's");
   const auto hasSize = [&record](ResultItem block, std::size_t size) {
     return !record.contains(block) || record[block].size() == 2 * size;
   };
-  fuzz::Expect(hasSize(ResultItem::text_block, 256) && hasSize(ResultItem::photo_block, 1024),
-               "a block has its size");
+  Expect(hasSize(ResultItem::text_block, 256) && hasSize(ResultItem::photo_block, 1024),
+         "a block has its size");
   for (const auto item : {ResultItem::id_number, ResultItem::birthday, ResultItem::start_date,
                           ResultItem::pass_check_id}) {
-    fuzz::Expect(fuzz::Within(record[item], text), "a text is the service's");
+    Expect(Within(record[item], text), "a text is the service's");
   }
   for (const auto item : {ResultItem::address, ResultItem::issuing_authority, ResultItem::name,
                           ResultItem::name_english}) {
-    fuzz::Expect(!fuzz::Within(" ", record[item]), "a name has no spaces");
+    Expect(!Within(" ", record[item]), "a name has no spaces");
   }
 }
 

@@ -1,9 +1,9 @@
-#include "stand_ins/files.h"
+#include "platform/files.h"
 
 #include <cerrno>
 
-#include "platform/files.h"
 #include "platform/network_adapters.h"
+#include "stand_ins/stand_ins.h"
 
 // Takes the place of the platform's files and network adapters: a run neither reads nor writes the
 // disk.

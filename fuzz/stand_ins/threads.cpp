@@ -1,12 +1,11 @@
-#include "stand_ins/threads.h"
+#include "platform/threads.h"
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
 #include "base/expect.h"
-#include "platform/threads.h"
 #include "reader/reader_thread.h"
+#include "stand_ins/stand_ins.h"
 #include "support/throwing_hard_stop.h"
 
 // Takes the place of the platform's threads and events.
@@ -25,11 +24,7 @@ struct Thread {
   bool inside = false;
   // One that makes passes pauses between them, where it can be left; what one that waits for a
   // named event sleeps for is in the midst of something.
-  enum class Kind { unknown, makes_passes, waits_for_events } kind = Kind::unknown;
-
-  void Note(Kind first) {
-    if (kind == Kind::unknown) kind = first;
-  }
+  bool waitsForEvents = false;
 };
 
 std::vector<Thread*> started;
@@ -62,16 +57,13 @@ void WhileCallerWaits(std::function<void()> action) {
 }
 
 void RunThread(std::size_t choice) {
-  std::vector<Thread*> able;
-  std::copy_if(started.begin(), started.end(), std::back_inserter(able),
-               [](const Thread* thread) { return !thread->ended && !thread->inside; });
+  std::vector<Thread*> able = started;
+  std::erase_if(able, [](const Thread* thread) { return thread->ended || thread->inside; });
   if (!able.empty() && !processEnded) Run(*able[(turn++ + choice) % able.size()]);
 }
 
 void PauseThread() {
-  if (current == nullptr) return;
-  current->Note(Thread::Kind::makes_passes);
-  if (current->kind == Thread::Kind::makes_passes) throw Parked{};
+  if (current != nullptr && !current->waitsForEvents) throw Parked{};
 }
 
 }  // namespace fuzz
@@ -102,16 +94,6 @@ void CSThread::Join() {
   fuzz::Expect(state->ended, "a thread that is joined comes to its end");
 }
 
-}  // namespace idcardreader::platform
-
-// The reader's operations are performed where they are asked for.
-bool idcardreader::ReaderThread::Take(Turn& turn) {
-  turn.operation();
-  return true;
-}
-
-namespace idcardreader::platform {
-
 // What may hang on a machine comes to its end here.
 struct LoneThread::State {};
 LoneThread::LoneThread() = default;
@@ -136,7 +118,7 @@ void Event::Reset() { state->signalled = false; }
 
 void Event::Wait() {
   if (fuzz::current != nullptr) {
-    if (state->named) fuzz::current->Note(fuzz::Thread::Kind::waits_for_events);
+    fuzz::current->waitsForEvents |= state->named;
     if (!state->signalled) throw fuzz::Parked{};
   }
   for (int count = 0; !state->signalled; ++count) {
@@ -148,3 +130,9 @@ void Event::Wait() {
 }
 
 }  // namespace idcardreader::platform
+
+// The reader's operations are performed where they are asked for.
+bool idcardreader::ReaderThread::Take(Turn& turn) {
+  turn.operation();
+  return true;
+}

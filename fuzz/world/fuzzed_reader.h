@@ -1,43 +1,80 @@
 #pragma once
 
-#include <cstdint>
-#include <deque>
-#include <memory>
-#include <string>
-
 #include "base/script.h"
-#include "reader/reader_backend.h"
+#include "reader/scripted_reader.h"
 #include "world/virtual_clock.h"
 
 namespace fuzz {
 
 // A reader with a card on it, on a USB and on a serial line. With each command the script says
 // whether it behaves.
-class FuzzedReader : public idcardreader::ReaderBackend {
+class FuzzedReader : public idcardreader::ScriptedReader {
  public:
-  FuzzedReader(Script& script, VirtualClock& clock) : script(script), clock(clock) {}
-
-  // What lies about unread belongs to nobody any more.
-  void Forget() { reports.clear(); }
+  FuzzedReader(fuzz::Script& script, VirtualClock& virtualClock) : script(script) {
+    clock = &virtualClock;
+    onWrite = [this](const Report& request) { return Answer(request); };
+  }
 
   idcardreader::ReaderOutcome OpenHid(std::uint16_t vendorId, std::uint16_t productId,
-                                      std::unique_ptr<idcardreader::ReaderDevice>& device) override;
-  idcardreader::ReaderOutcome OpenSerial(
-      const std::string& portName, std::uint32_t baud,
-      std::unique_ptr<idcardreader::ReaderDevice>& device) override;
+                                      DevicePointer& device) override {
+    constexpr std::int32_t kOutcomes[] = {0, idcardreader::ERRORT_NoReader,
+                                          idcardreader::ERRORT_ReaderNotOpened};
+    openFailure = kOutcomes[script.Choice(3)];
+    return ScriptedReader::OpenHid(vendorId, productId, device);
+  }
+  idcardreader::ReaderOutcome OpenSerial(const std::string& portName, std::uint32_t baud,
+                                         DevicePointer& device) override {
+    openFailure = script.Choice(3) != 0 ? idcardreader::ERRORT_SerialPort : 0;
+    return ScriptedReader::OpenSerial(portName, baud, device);
+  }
 
  private:
-  class Device;
-  class Port;
+  static Report Whole(Report report) {
+    report.resize(64, 0x2A);
+    return report;
+  }
 
-  bool Take(const std::string& command);
-  // The bytes of the next report, 0 when none comes in the time, -1 when the transfer fails.
-  int Give(std::uint8_t* data, std::size_t capacity, std::uint32_t timeoutMs);
-  void Answer(const std::string& command);
+  Reports Answer(const Report& request) {
+    if (const std::size_t threads = script.Choice(8); threads > 4) RunThread(threads);
+    const std::size_t choice = script.Choice(12);
+    writesFail = choice == 1;
+    Reports reports = Usual(request);
+    switch (choice) {
+      case 1:
+      case 3:  // silence
+        return {};
+      case 2:
+        return {kLost};
+      case 4:  // a status
+        return {Whole({request[1], script.Byte()})};
+      case 5: {
+        const std::string text = script.ShortText();
+        return {Whole({text.begin(), text.end()})};
+      }
+      case 6:  // a report that is no whole one
+        reports[0].resize(1 + script.Choice(64));
+        break;
+      case 7:  // an answer to another command comes first
+        reports.insert(reports.begin(), Whole({script.Byte(), 0}));
+        break;
+      case 8: {  // a card is reported meanwhile
+        const std::uint8_t kind = script.Byte();
+        reports.insert(reports.begin(), Whole({0x01, kind, script.Byte()}));
+        break;
+      }
+      case 10:  // the card's file breaks off
+        reports.resize(1 + script.Choice(reports.size()));
+        break;
+      case 11:
+        reports.push_back(Whole({0x01, 16, 8}));
+        break;
+      default:
+        break;
+    }
+    return reports;
+  }
 
-  Script& script;
-  VirtualClock& clock;
-  std::deque<std::string> reports;  // an empty one is a transfer that fails
+  fuzz::Script& script;
 };
 
 }  // namespace fuzz

@@ -1,25 +1,18 @@
 #pragma once
 
-#include <cstdint>
-
-#include "platform/clock.h"
-#include "stand_ins/threads.h"
+#include "stand_ins/stand_ins.h"
+#include "support/test_clock.h"
 
 namespace fuzz {
 
 // Time passes when somebody spends it: by sleeping, or by waiting for a reader or a service.
-class VirtualClock : public idcardreader::platform::Clock {
+class VirtualClock : public idcardreader::TestClock {
  public:
-  std::uint32_t TickCount() override { return ticks; }
-  idcardreader::platform::LocalTime Now() override { return {2024, 1, 2, 3, 4, 5, 6}; }
+  VirtualClock() { ticks = 0xFFFFF000; }  // soon to wrap around
   void Sleep(std::uint32_t milliseconds) override {
-    Spend(milliseconds);
+    ticks += milliseconds;
     PauseThread();
   }
-  void Spend(std::uint32_t milliseconds) { ticks += milliseconds; }
-
- private:
-  std::uint32_t ticks = 0xFFFFF000;  // soon to wrap around
 };
 
 }  // namespace fuzz

@@ -13,16 +13,15 @@
 
 #include "platform/mutex.h"
 #include "platform/socket.h"
-#include "platform/threads.h"
 #include "support/eventually.h"
 
 namespace idcardreader {
 
 // Stands in for the network: keeps what is sent, answers from a list, notes every other call. A
-// test sets it up before the code under test uses it; the members are then for the two callbacks'
-// threads, and read by the test when an event has told that they are done.
+// test sets it up before the code under test uses it.
 class ScriptedSockets : public platform::SocketApi {
  public:
+  using Handle = platform::SocketHandle;
   struct Server {
     bool atOnce = true;
     int writable = 0;
@@ -35,7 +34,6 @@ class ScriptedSockets : public platform::SocketApi {
   std::map<std::uint16_t, Server> servers;  // by port; all others accept at once
   std::map<std::string, std::string> names;
   std::set<std::string> silentNames;  // their look-ups hang until EndSilence
-  int sendResult = 0;                 // other than 0: what each Send yields
   // Called with each message, outside the lock; may add answers.
   std::function<void(const std::string& message)> onSend;
   bool blockWithoutAnswer = false;  // until Shutdown; else the time runs out at once
@@ -47,8 +45,6 @@ class ScriptedSockets : public platform::SocketApi {
     silence->over = true;
     silence->change.NotifyAll();
   }
-
-  // An empty answer stands for the peer's end of the connection.
   void Answer(std::string bytes) {
     const std::lock_guard guard(mutex);
     answers.push_back(std::move(bytes));
@@ -59,6 +55,10 @@ class ScriptedSockets : public platform::SocketApi {
   std::vector<std::string> Sent() {
     const std::lock_guard guard(mutex);
     return sent;
+  }
+  // False when so many never come.
+  [[nodiscard]] bool AwaitSent(std::size_t count) {
+    return Eventually([this, count] { return Sent().size() >= count; });
   }
   // The calls that begin so and were not taken yet, in one text.
   std::string TakeCalls(const char* first) {
@@ -75,10 +75,6 @@ class ScriptedSockets : public platform::SocketApi {
     const std::lock_guard guard(mutex);
     return answers.size();
   }
-  // False when so many never come.
-  [[nodiscard]] bool AwaitSent(std::size_t count) {
-    return Eventually([this, count] { return Sent().size() >= count; });
-  }
 
   // --- SocketApi ---
   Start StartSockets() override {
@@ -86,43 +82,39 @@ class ScriptedSockets : public platform::SocketApi {
     return start;
   }
   void StopSockets() override { Note("stop"); }
-  platform::SocketHandle CreateTcpSocket() override {
+  Handle CreateTcpSocket() override {
     if (!creates) return platform::kInvalidSocket;
     Note("create", ++lastHandle);
     const std::lock_guard guard(mutex);
     open = true;
     return lastHandle;
   }
-  void SetTimeouts(platform::SocketHandle socket, std::uint32_t milliseconds) override {
+  void SetTimeouts(Handle socket, std::uint32_t milliseconds) override {
     Note("timeouts", socket, " " + std::to_string(milliseconds));
   }
-  void SetDontLingerOff(platform::SocketHandle socket) override { Note("dontlinger", socket); }
-  bool SetNonBlocking(platform::SocketHandle socket, bool on) override {
-    Note(on ? "nonblocking" : "blocking", socket);
-    return true;
-  }
-  bool Connect(platform::SocketHandle, const char* address, std::uint16_t port) override {
+  void SetDontLingerOff(Handle socket) override { Note("dontlinger", socket); }
+  bool SetNonBlocking(Handle, bool) override { return true; }
+  bool Connect(Handle, const char* address, std::uint16_t port) override {
     Note("connect " + std::string(address) + ":" + std::to_string(port));
     connecting = servers.count(port) == 0 ? Server{} : servers[port];
     return connecting.atOnce;
   }
-  int WaitWritable(platform::SocketHandle socket, std::uint32_t milliseconds) override {
+  int WaitWritable(Handle socket, std::uint32_t milliseconds) override {
     Note("wait", socket, " " + std::to_string(milliseconds));
     if (onConnectWait) onConnectWait();
     return connecting.writable;
   }
-  int PendingError(platform::SocketHandle) override { return connecting.error; }
-  int Send(platform::SocketHandle, const void* data, std::size_t length) override {
+  int PendingError(Handle) override { return connecting.error; }
+  int Send(Handle, const void* data, std::size_t length) override {
     const std::string message(static_cast<const char*>(data), length);
     {
       const std::lock_guard guard(mutex);
       sent.push_back(message);
-      change.NotifyAll();
     }
     if (onSend) onSend(message);
-    return sendResult != 0 ? sendResult : static_cast<int>(length);
+    return static_cast<int>(length);
   }
-  int Receive(platform::SocketHandle, void* data, std::size_t capacity) override {
+  int Receive(Handle, void* data, std::size_t capacity) override {
     const std::lock_guard guard(mutex);
     while (answers.empty() && blockWithoutAnswer && open) change.Wait(mutex);
     if (answers.empty()) return -1;
@@ -133,20 +125,18 @@ class ScriptedSockets : public platform::SocketApi {
     if (answer.empty()) answers.pop_front();
     return static_cast<int>(count);
   }
-  void Shutdown(platform::SocketHandle socket) override {
+  void Shutdown(Handle socket) override {
     Note("shutdown", socket);
     const std::lock_guard guard(mutex);
     open = false;
     change.NotifyAll();
   }
-  void Close(platform::SocketHandle socket) override { Note("close", socket); }
+  void Close(Handle socket) override { Note("close", socket); }
   std::string ResolveHostName(const std::string& name) override {
-    const auto known = names.find(name);
-    std::string address = known == names.end() ? std::string() : known->second;
+    const std::string address = names.count(name) == 0 ? "" : names[name];
     // A thread that is left behind in here outlives this object.
-    const auto heard = silentNames.count(name) != 0 ? silence : nullptr;
+    const auto heard = silentNames.count(name) != 0 ? silence : std::make_shared<Silence>(true);
     Note("resolve " + name);
-    if (heard == nullptr) return address;
     const std::lock_guard guard(heard->mutex);
     while (!heard->over) heard->change.Wait(heard->mutex);
     return address;
@@ -154,13 +144,13 @@ class ScriptedSockets : public platform::SocketApi {
 
  private:
   struct Silence {
+    explicit Silence(bool over) : over(over) {}
+    bool over;
     platform::CSMutex mutex;
     platform::Condition change;
-    bool over = false;
   };
 
-  void Note(const std::string& call, platform::SocketHandle socket = 0,
-            const std::string& detail = {}) {
+  void Note(const std::string& call, Handle socket = 0, const std::string& detail = {}) {
     const std::lock_guard guard(mutex);
     calls.push_back(call + (socket == 0 ? "" : " " + std::to_string(socket)) + detail);
   }
@@ -171,8 +161,8 @@ class ScriptedSockets : public platform::SocketApi {
   std::vector<std::string> sent;
   std::vector<std::string> calls;
   Server connecting;
-  const std::shared_ptr<Silence> silence = std::make_shared<Silence>();
-  platform::SocketHandle lastHandle = 10;
+  const std::shared_ptr<Silence> silence = std::make_shared<Silence>(false);
+  Handle lastHandle = 10;
   bool open = false;
 };
 

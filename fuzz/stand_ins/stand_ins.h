@@ -2,8 +2,13 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
+#include <string>
 
 namespace fuzz {
+
+// The files that there are, by name without a folder. Nothing is ever written.
+std::map<std::string, std::string>& Files();
 
 // The library's threads, run on the fuzzer's one thread, a piece at a time: from where a thread
 // waits to where it would wait again. Which one goes on when is the fuzzer's choice, so that every
