@@ -90,7 +90,7 @@ struct Error {
   bool Cancelled() const { return kind == Kind::cancelled; }
 
   Kind kind = Kind::notRead;
-  int code = 0;  // 0: there is none
+  int code = 0;  // 0: there is none, and no cause and cure either
   std::string text;
   std::string cause;
   std::string cure;
@@ -356,13 +356,6 @@ inline Error FetchError(const Functions& library) {
   const std::string_view details = std::string_view(lastError).substr(codeText.size());
   const bool repeated = !codeText.empty() && details.starts_with(codeText);
   error.text = GbkToUtf8(repeated ? details : std::string_view(lastError));
-  error.cause =
-      "There is no status code for this: the card's record may lack its photo or be of an "
-      "unknown kind.";
-  error.cure =
-      "Read again; the newest file in the folder errordata beside the library may tell more.";
-  error.causeZh = "没有对应的状态码：卡片记录可能缺少照片，或卡片类型未知。";
-  error.cureZh = "请重新读卡；库旁边 errordata 文件夹中最新的文件可能有更多说明。";
   for (const StatusCode& status : kStatusCodes) {
     if (status.code != error.code) continue;
     error.cause = status.cause;
@@ -516,12 +509,7 @@ class Reader {
     std::string present;  // the number of the card that lies there
     std::string complaint;
     while (!task.token.stop_requested()) {
-      Step step;
-      {
-        const detail::StopRelay::Turn turn(task.relay, task.token);
-        if (!turn) return;
-        step = options.polling ? PollOnce(task.token, present) : SearchOnce(task.token, present);
-      }
+      const Step step = options.polling ? PollOnce(task, present) : SearchOnce(task, present);
       const bool told = step.problem && step.lasting && step.problem->text == complaint;
       if (step.fine) complaint.clear();
       if (step.lasting && step.problem) complaint = step.problem->text;
@@ -588,7 +576,7 @@ class Reader {
     bool pause = false;
   };
 
-  explicit Reader(std::unique_ptr<State> made) : state(std::move(made)) {}
+  explicit Reader(std::shared_ptr<State> made) : state(std::move(made)) {}
 
   static std::vector<std::filesystem::path> DefaultFiles() {
 #if defined(_WIN32)
@@ -610,7 +598,7 @@ class Reader {
     }
 #endif
     return Reader(
-        std::unique_ptr<State>(new State{std::move(shared), functions, connection, false, {}, {}}));
+        std::shared_ptr<State>(new State{std::move(shared), functions, connection, false, {}, {}}));
   }
 
   static Result<Reader> Bind(detail::SharedLibrary shared, Connection connection) {
@@ -629,48 +617,90 @@ class Reader {
     return Make(std::move(shared), functions, connection);
   }
 
-  void Prepare() {
-    if (state->prepared) return;
-    if (state->connection == Connection::serial) state->library.readCardSetDeviceType(1);
-    state->prepared = true;
+  static void Prepare(State& state) {
+    if (state.prepared) return;
+    if (state.connection == Connection::serial) state.library.readCardSetDeviceType(1);
+    state.prepared = true;
   }
 
   Result<Card> ReadNow(const std::stop_token& stop) {
-    Prepare();
+    Prepare(*state);
     if (state->library.readCardStart(0) != 0) return detail::FetchCard(state->library);
     if (stop.stop_requested()) return detail::CancelledError();
     return detail::FetchError(state->library);
   }
 
+  // One search. The library waits for a card up to a second, whoever stops it, so the search has a
+  // thread of its own, and a stopped watch leaves it to its end; until then the engine is taken.
+  struct Search {
+    std::mutex mutex;
+    std::condition_variable_any ended;
+    bool over = false;
+    bool found = false;
+    std::optional<Error> problem;
+  };
+
+  static void Run(const std::shared_ptr<State>& state, const std::shared_ptr<Search>& search,
+                  const std::stop_token& stop) {
+    constexpr int kOpened = 1;
+    const std::lock_guard engine(detail::engineMutex);
+    bool found = false;
+    std::optional<Error> problem;
+    if (!stop.stop_requested()) {
+      Prepare(*state);
+      found = state->library.readCardStart(1) != 0;
+      if (!found && state->library.readCardGetDeviceStatus() != kOpened) {
+        problem = detail::FetchError(state->library);
+      }
+    }
+    {
+      const std::lock_guard lock(search->mutex);
+      search->over = true;
+      search->found = found;
+      search->problem = std::move(problem);
+    }
+    search->ended.notify_all();
+  }
+
   // The reader tells of a card by itself. A card that stays may be told of again and is not read
   // again; it has gone when the reader finds no number.
-  Step SearchOnce(const std::stop_token& stop, std::string& present) {
-    constexpr int kOpened = 1;
-    Prepare();
+  Step SearchOnce(Task& task, std::string& present) {
+    const auto search = std::make_shared<Search>();
+    std::thread([of = state, search, stop = task.token] { Run(of, search, stop); }).detach();
     Step step;
-    const bool found = state->library.readCardStart(1) != 0;
-    if (stop.stop_requested()) return step;
-    if (!found && state->library.readCardGetDeviceStatus() != kOpened) {
-      present.clear();
-      step.problem = detail::FetchError(state->library);
-      step.lasting = true;
-      step.pause = true;
-      return step;
+    {
+      std::unique_lock lock(search->mutex);
+      if (!search->ended.wait(lock, task.token, [&] { return search->over; })) {
+        state->library.readCardStop();
+        return step;
+      }
+      if (search->problem) {
+        present.clear();
+        step.problem = std::move(search->problem);
+        step.lasting = true;
+        step.pause = true;
+        return step;
+      }
     }
     step.fine = true;
+    if (!search->found && present.empty()) return step;
+    const detail::StopRelay::Turn turn(task.relay, task.token);
+    if (!turn) return step;
     char uid[IDCARDREADER_UID_BYTES] = "";
-    if (found || !present.empty()) state->library.readCardGetUID(0, uid);
-    if (found && uid[0] != '\0' && uid != present) Take(ReadNow(stop), step);
+    state->library.readCardGetUID(0, uid);
+    if (search->found && uid[0] != '\0' && uid != present) Take(ReadNow(task.token), step);
     present = uid;
     return step;
   }
 
   // A serial reader is asked by whole reads; the chip's number tells one card from the next.
-  Step PollOnce(const std::stop_token& stop, std::string& present) {
+  Step PollOnce(Task& task, std::string& present) {
     constexpr int kNoCard = 40;
     Step step;
     step.pause = true;
-    Take(ReadNow(stop), step);
+    const detail::StopRelay::Turn turn(task.relay, task.token);
+    if (!turn) return step;
+    Take(ReadNow(task.token), step);
     if (step.card) {
       step.fine = true;
       if (step.card->dn == present) {
@@ -702,7 +732,7 @@ class Reader {
     stopped.wait_for(lock, stop, std::chrono::milliseconds(300), [] { return false; });
   }
 
-  std::unique_ptr<State> state;
+  std::shared_ptr<State> state;
 };
 
 #undef IDCARDREADER_HPP_FUNCTIONS

@@ -96,9 +96,11 @@ class Driver {
     } else if (name == "cancel-read") {
       CancelRead(milliseconds(number));
     } else if (name == "watch") {
-      Watch(number, milliseconds(0));
+      Watch(number, milliseconds(0), false);
+    } else if (name == "watch-polling") {
+      Watch(number, milliseconds(0), true);
     } else if (name == "cancel-watch") {
-      Watch(0, milliseconds(number));
+      Watch(0, milliseconds(number), false);
     } else if (name == "close") {
       reader.Close();
     } else {
@@ -136,7 +138,7 @@ class Driver {
   }
 
   // Cancelled after so many cards, or, with 0, after some time.
-  void Watch(int count, milliseconds after) {
+  void Watch(int count, milliseconds after, bool polling) {
     std::stop_source stop;
     steady_clock::time_point cancelled;
     const auto cancel = [&] {
@@ -155,7 +157,8 @@ class Driver {
       Print(card);
       if (--count == 0) cancel();
     };
-    reader.Watch(stop.get_token(), onCard, {.onProblem = [](const Error& error) { Print(error); }});
+    reader.Watch(stop.get_token(), onCard,
+                 {.onProblem = [](const Error& error) { Print(error); }, .polling = polling});
     PrintCancelled(steady_clock::now() - cancelled);
   }
 
