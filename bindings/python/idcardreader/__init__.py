@@ -39,7 +39,7 @@ _TICK = 0.01
 _PAUSE = 0.3
 
 # A process has one engine, whatever the number of readers; its texts share one place.
-_engine = threading.RLock()
+_engine = threading.Lock()
 
 
 class CardType(enum.IntEnum):
@@ -119,6 +119,7 @@ class CardReader:
         self._serial = serial
         self._chosen = False
         self._closing = threading.Event()
+        self._going_on: Optional[threading.Thread] = None  # a search that nobody waits for
 
     def __enter__(self) -> CardReader:
         return self
@@ -148,6 +149,9 @@ class CardReader:
         on_problem hears of that, once as long as it stays the same.
         polling: whole reads instead of the reader's own search. A serial reader needs that, and has
         it when nothing is said.
+
+        A cancel ends it at once; the library goes on searching for up to a second, for which the
+        next call waits.
         """
         look = self._poll if (self._serial if polling is None else polling) else self._search
         present = ""  # what tells the card that lies there from others; empty for none
@@ -225,6 +229,9 @@ class CardReader:
                 thread.join(_TICK)
                 self._check(cancel)
         except BaseException:
+            if mode == _SEARCH:  # no stop shortens it
+                self._going_on = thread
+                raise
             while thread.is_alive():
                 self._library.readCardStop()
                 thread.join(_TICK)
@@ -258,7 +265,11 @@ class CardReader:
         try:
             yield
         finally:
-            _engine.release()
+            search, self._going_on = self._going_on, None
+            if search is None:
+                _engine.release()
+            else:
+                threading.Thread(target=_release_behind, args=(search,), daemon=True).start()
 
     def _sleep(self, seconds: float, cancel: Optional[threading.Event]) -> None:
         end = time.monotonic() + seconds
@@ -269,6 +280,11 @@ class CardReader:
     def _check(self, cancel: Optional[threading.Event]) -> None:
         if self._closing.is_set() or (cancel is not None and cancel.is_set()):
             raise ReadCancelled("The read was cancelled.")
+
+
+def _release_behind(search: threading.Thread) -> None:
+    search.join()
+    _engine.release()
 
 
 @dataclass
