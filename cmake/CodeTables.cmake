@@ -135,12 +135,16 @@ function(add_binding_tables code name text cause cure causeZh cureZh)
     return()
   endif()
   set(separator "")
+  set(javaSeparator "")
   set(pascalCount 0)
   foreach(field cause cure causeZh cureZh)
     literal(cpp "   " "" "\"" "${${field}}")
     string(APPEND cppRow "${separator}${cpp}")
     literal(csharp "                " " +" "\"" "${${field}}")
     string(APPEND csharpRow ",\n                ${csharp}")
+    literal(java "            " " +" "\"" "${${field}}")
+    string(APPEND javaRow "${javaSeparator}\n            ${java}")
+    set(javaSeparator ",")
     string(REPLACE "'" "''" quoted "${${field}}")
     literal(pascal "             " " +" "'" "${quoted}")
     string(APPEND pascalRow ";\n    ${field}: ${pascal}")
@@ -149,6 +153,8 @@ function(add_binding_tables code name text cause cure causeZh cureZh)
   set_property(GLOBAL APPEND_STRING PROPERTY cppTable "  {${code},\n   ${cppRow}},\n")
   set_property(GLOBAL APPEND_STRING PROPERTY csharpTable
                                              "            new Code(${code}${csharpRow}),\n")
+  set_property(GLOBAL APPEND_STRING PROPERTY javaTable
+                                             "      case ${code}:\n        return new String[] {${javaRow}};\n")
   get_property(pascal GLOBAL PROPERTY pascalTable)
   if(pascal)
     set_property(GLOBAL APPEND_STRING PROPERTY pascalTable ",\n")
@@ -191,13 +197,16 @@ if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
                 "| none | | a resident card" "${readme}")
 
   for_each_code(add_binding_tables)
-  foreach(language cpp csharp pascal)
+  foreach(language cpp csharp java pascal)
     get_property(${language} GLOBAL PROPERTY ${language}Table)
   endforeach()
   get_property(codes GLOBAL PROPERTY tableCodes)
   list(LENGTH codes count)
   write_section(include/idcardreader/status_codes.hpp "inline constexpr StatusCode kStatusCodes[] = {\n"
                 "};\n// clang-format on" "${cpp}")
+  write_section(bindings/java/src/main/java/idcardreader/StatusCodes.java
+                "      // Generated from codes.json by scripts/code-tables.\n"
+                "      // End of what was generated." "${java}")
   write_section(bindings/csharp/IdcardReader.cs
                 "        // Generated from codes.json by scripts/code-tables.\n        {\n"
                 "        };\n        // End of what was generated." "${csharp}")

@@ -1,4 +1,4 @@
-"""What a host has to see of the devkit's cards: what readcard yields, and what the card files say."""
+"""What a host has to see of the devkit's cards: what readcard yields, and what the files say."""
 
 import json
 import shutil

@@ -85,9 +85,22 @@ def node_for_windows(shop: Workshop, npm: List[str]) -> Path:
     return program
 
 
+def java(shop: Workshop) -> Programs:
+    jna = shop.file("/usr/share/java/jna.jar", "libjna-java")
+    sources = (shop.bindings / "java" / "src" / "main" / "java" / "idcardreader").glob("*.java")
+    programs = [shop.drivers / "java" / "Driver.java", shop.bindings / "java" / "Example.java"]
+    compiler = [shop.tool("javac", "default-jdk-headless"), "--release", "11", "-encoding", "UTF-8"]
+    warnings = ["-Xlint:all", "-Werror"]
+    classes = shop.folder / "classes"
+    shop.run(*compiler, *warnings, "-cp", jna, "-d", classes, *sources, *programs)
+    start = [shop.tool("java", "default-jdk-headless"), "-cp", f"{classes}:{jna}"]
+    return Programs([*start, "Driver"], [*start, "Example"])
+
+
 LANGUAGES: List[Language] = [
     Language("python", ("linux",), python),
     Language("cpp", ("linux", "windows"), cpp),
     Language("clang++", ("linux",), cpp_clang),
+    Language("java", ("linux",), java),
     Language("node", ("linux", "windows"), node),
 ]

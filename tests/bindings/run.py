@@ -90,9 +90,8 @@ class Table:
         self.passed += passed
         self.failed += len(failures)
         took = f"{time.monotonic() - begin:6.1f} s" if begin else ""
-        print(
-            f"{language:8} {platform:8} {group:10} {passed:4} passed, {len(failures):3} failed {took}"
-        )
+        row = f"{language:8} {platform:8} {group:10}"
+        print(f"{row} {passed:4} passed, {len(failures):3} failed {took}")
         for failure in failures:
             print("    " + failure.replace("\n", "\n        "))
         sys.stdout.flush()
