@@ -107,6 +107,8 @@ class Rig:
             if not file.exists():
                 raise Failure(f"there is no {file}: build the target stage")
             shutil.copy(file, folder / file.name)
+        if platform == "linux":  # by this name the loader finds it before any that is installed
+            (folder / "libidcardreader.so.2").symlink_to(found[0].name)
         self.library, self.readcard = folder / found[0].name, folder / found[1].name
         shutil.copytree(REPOSITORY / "devkit" / "cards", folder / "cards")
         self.configure("canPrint: false")
