@@ -34,7 +34,7 @@ def wait_until(holds: Callable[[], Any], what: str, seconds: float = SECONDS) ->
 
 def write(file: Path, text: str) -> None:
     part = file.with_name(file.name + ".part")
-    part.write_text(text, encoding="utf-8", newline="\n")
+    part.write_bytes(text.encode("utf-8"))
     os.replace(part, file)
 
 
