@@ -148,7 +148,7 @@ function(add_binding_tables code name text cause cure causeZh cureZh)
   endforeach()
   set_property(GLOBAL APPEND_STRING PROPERTY cppTable "  {${code},\n   ${cppRow}},\n")
   set_property(GLOBAL APPEND_STRING PROPERTY csharpTable
-                                             "            new Code(${code}${csharpRow}),\n")
+                                             "            new StatusCode(${code}${csharpRow}),\n")
   get_property(pascal GLOBAL PROPERTY pascalTable)
   if(pascal)
     set_property(GLOBAL APPEND_STRING PROPERTY pascalTable ",\n")

@@ -516,7 +516,7 @@ class Reader {
       if (task.token.stop_requested() && !step.card) return;
       if (step.card) onCard(*step.card);
       if (step.problem && !told && options.onProblem) options.onProblem(*step.problem);
-      if (step.pause) Pause(task.token);
+      if (step.pause.count() != 0) Pause(task.token, step.pause);
     }
   }
 
@@ -568,12 +568,15 @@ class Reader {
     detail::StopRelay relay;
   };
 
+  static constexpr std::chrono::milliseconds kBetweenAttempts{300};
+  static constexpr std::chrono::milliseconds kWhileCardStays{50};
+
   struct Step {
     std::optional<Card> card;
     std::optional<Error> problem;
     bool lasting = false;  // the problem, as long as it stays the same
     bool fine = false;     // the problem before has gone
-    bool pause = false;
+    std::chrono::milliseconds pause{0};
   };
 
   explicit Reader(std::shared_ptr<State> made) : state(std::move(made)) {}
@@ -678,7 +681,7 @@ class Reader {
         present.clear();
         step.problem = std::move(search->problem);
         step.lasting = true;
-        step.pause = true;
+        step.pause = kBetweenAttempts;
         return step;
       }
     }
@@ -689,6 +692,8 @@ class Reader {
     char uid[IDCARDREADER_UID_BYTES] = "";
     state->library.readCardGetUID(0, uid);
     if (search->found && uid[0] != '\0' && uid != present) Take(ReadNow(task.token), step);
+    // A reader tells of a card that stays as often as it is asked.
+    if (uid == present) step.pause = kWhileCardStays;
     present = uid;
     return step;
   }
@@ -697,7 +702,7 @@ class Reader {
   Step PollOnce(Task& task, std::string& present) {
     constexpr int kNoCard = 40;
     Step step;
-    step.pause = true;
+    step.pause = kBetweenAttempts;
     const detail::StopRelay::Turn turn(task.relay, task.token);
     if (!turn) return step;
     Take(ReadNow(task.token), step);
@@ -725,11 +730,11 @@ class Reader {
     }
   }
 
-  static void Pause(const std::stop_token& stop) {
+  static void Pause(const std::stop_token& stop, std::chrono::milliseconds duration) {
     std::mutex mutex;
     std::condition_variable_any stopped;
     std::unique_lock lock(mutex);
-    stopped.wait_for(lock, stop, std::chrono::milliseconds(300), [] { return false; });
+    stopped.wait_for(lock, stop, duration, [] { return false; });
   }
 
   std::shared_ptr<State> state;

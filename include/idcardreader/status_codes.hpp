@@ -5,7 +5,8 @@
 
 namespace idcardreader {
 
-static_assert(sizeof("证") == 4, "this file is UTF-8 and so must the literals be: MSVC needs /utf-8");
+static_assert(sizeof("证") == 4,
+              "this file is UTF-8 and so must the literals be: MSVC needs /utf-8");
 
 struct StatusCode {
   int code;
