@@ -143,15 +143,16 @@ class Checks:
         rig.configure("canPrint: false", "canLog: true")
         rig.lay(None)
         with self.driver("watch-polling=4") as driver:
-            self.starts_again(driver)
+            self.reads_again(driver)
             for number, name in enumerate(("sample", "gat"), 1):
                 rig.lay(name)
                 self.cards_there(driver, number)
-                self.starts_again(driver)
+                self.reads_again(driver)
             rig.lay(None)
-            self.starts_again(driver)
+            self.reads_again(driver)
             rig.lay("gat")
             self.cards_there(driver, 3)
+            self.reads_again(driver)
             rig.lay("yjznew")
             status = driver.end()
             records, strays = parse(driver.output())
@@ -283,8 +284,15 @@ class Checks:
     def starts_again(self, driver: Program) -> None:
         """Waits until everything that the watch does has been begun once more: what began behind
         now has seen the desk as it is."""
-        begun = self.rig.engine_starts()
-        self.wait(driver, lambda: self.rig.engine_starts() >= begun + 3, "the watch goes on")
+        self.logs(driver, "ReadCardStartRead   auto =", 3)
+
+    def reads_again(self, driver: Program) -> None:
+        """Waits until a read has begun and ended: no card is taken away from under one."""
+        self.logs(driver, "Read Done", 2)
+
+    def logs(self, driver: Program, step: str, count: int) -> None:
+        wanted = self.rig.logged(step) + count
+        self.wait(driver, lambda: self.rig.logged(step) >= wanted, f"the watch goes on: {step}")
 
 
 GROUPS = {

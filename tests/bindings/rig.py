@@ -178,10 +178,10 @@ class Rig:
     def path(self, file: Path) -> str:
         return program_path(file, self.platform)
 
-    def engine_starts(self) -> int:
-        """How many searches and reads the library's log tells of, when it is switched on."""
+    def logged(self, step: str) -> int:
+        """How often the library's log tells of a step, when it is switched on."""
         logs = glob.glob(str(self.folder / "logdata" / "*Reader.txt"))
-        return sum(Path(log).read_bytes().count(b"ReadCardStartRead   auto =") for log in logs)
+        return sum(Path(log).read_bytes().count(step.encode("ascii")) for log in logs)
 
     def _start_service(self) -> None:
         write(self.folder / "scenario.json", "{}")
