@@ -196,8 +196,9 @@ if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
   endforeach()
   get_property(codes GLOBAL PROPERTY tableCodes)
   list(LENGTH codes count)
-  write_section(include/idcardreader/status_codes.hpp "inline constexpr StatusCode kStatusCodes[] = {\n"
-                "};\n// clang-format on" "${cpp}")
+  write_section(include/idcardreader/status_codes.h
+                "static const IdcardreaderStatusCode idcardreaderStatusCodes[] = {\n"
+                "};\n/* clang-format on */" "${cpp}")
   write_section(bindings/csharp/IdcardReader.cs
                 "        // Generated from codes.json by scripts/code-tables.\n        {\n"
                 "        };\n        // End of what was generated." "${csharp}")

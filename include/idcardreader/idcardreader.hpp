@@ -12,6 +12,7 @@
 #define IDCARDREADER_IDCARDREADER_HPP_
 
 #include <idcardreader/idcardreader.h>
+#include <idcardreader/status_codes.h>
 
 #include <algorithm>
 #include <chrono>
@@ -22,7 +23,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <idcardreader/status_codes.hpp>
 #include <iterator>
 #include <memory>
 #include <mutex>
@@ -53,6 +53,7 @@
 namespace idcardreader {
 
 static_assert(sizeof(void*) == 8, "the library is 64-bit, and so must be the program");
+static_assert(sizeof("卡") == 4, "literals must be UTF-8: MSVC needs /utf-8");
 
 enum class CardType {
   none = IDCARDREADER_CARD_NONE,
@@ -356,7 +357,7 @@ inline Error FetchError(const Functions& library) {
   const std::string_view details = std::string_view(lastError).substr(codeText.size());
   const bool repeated = !codeText.empty() && details.starts_with(codeText);
   error.text = GbkToUtf8(repeated ? details : std::string_view(lastError));
-  for (const StatusCode& status : kStatusCodes) {
+  for (const IdcardreaderStatusCode& status : idcardreaderStatusCodes) {
     if (status.code != error.code) continue;
     error.cause = status.cause;
     error.cure = status.cure;
