@@ -152,9 +152,9 @@ function(add_binding_tables code name text cause cure causeZh cureZh)
   endforeach()
   set_property(GLOBAL APPEND_STRING PROPERTY cppTable "  {${code},\n   ${cppRow}},\n")
   set_property(GLOBAL APPEND_STRING PROPERTY csharpTable
-                                             "            new Code(${code}${csharpRow}),\n")
-  set_property(GLOBAL APPEND_STRING PROPERTY javaTable
-                                             "      case ${code}:\n        return new String[] {${javaRow}};\n")
+                                             "            new StatusCode(${code}${csharpRow}),\n")
+  set(javaRow "      case ${code}:\n        return new String[] {${javaRow}};\n")
+  set_property(GLOBAL APPEND_STRING PROPERTY javaTable "${javaRow}")
   get_property(pascal GLOBAL PROPERTY pascalTable)
   if(pascal)
     set_property(GLOBAL APPEND_STRING PROPERTY pascalTable ",\n")
@@ -202,11 +202,12 @@ if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
   endforeach()
   get_property(codes GLOBAL PROPERTY tableCodes)
   list(LENGTH codes count)
-  write_section(include/idcardreader/status_codes.hpp "inline constexpr StatusCode kStatusCodes[] = {\n"
-                "};\n// clang-format on" "${cpp}")
   write_section(bindings/java/src/main/java/idcardreader/StatusCodes.java
                 "      // Generated from codes.json by scripts/code-tables.\n"
                 "      // End of what was generated." "${java}")
+  write_section(include/idcardreader/status_codes.h
+                "static const IdcardreaderStatusCode idcardreaderStatusCodes[] = {\n"
+                "};\n/* clang-format on */" "${cpp}")
   write_section(bindings/csharp/IdcardReader.cs
                 "        // Generated from codes.json by scripts/code-tables.\n        {\n"
                 "        };\n        // End of what was generated." "${csharp}")

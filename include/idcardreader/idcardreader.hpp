@@ -12,6 +12,7 @@
 #define IDCARDREADER_IDCARDREADER_HPP_
 
 #include <idcardreader/idcardreader.h>
+#include <idcardreader/status_codes.h>
 
 #include <algorithm>
 #include <chrono>
@@ -22,7 +23,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <idcardreader/status_codes.hpp>
 #include <iterator>
 #include <memory>
 #include <mutex>
@@ -53,6 +53,7 @@
 namespace idcardreader {
 
 static_assert(sizeof(void*) == 8, "the library is 64-bit, and so must be the program");
+static_assert(sizeof("卡") == 4, "literals must be UTF-8: MSVC needs /utf-8");
 
 enum class CardType {
   none = IDCARDREADER_CARD_NONE,
@@ -356,7 +357,7 @@ inline Error FetchError(const Functions& library) {
   const std::string_view details = std::string_view(lastError).substr(codeText.size());
   const bool repeated = !codeText.empty() && details.starts_with(codeText);
   error.text = GbkToUtf8(repeated ? details : std::string_view(lastError));
-  for (const StatusCode& status : kStatusCodes) {
+  for (const IdcardreaderStatusCode& status : idcardreaderStatusCodes) {
     if (status.code != error.code) continue;
     error.cause = status.cause;
     error.cure = status.cure;
@@ -516,7 +517,7 @@ class Reader {
       if (task.token.stop_requested() && !step.card) return;
       if (step.card) onCard(*step.card);
       if (step.problem && !told && options.onProblem) options.onProblem(*step.problem);
-      if (step.pause) Pause(task.token);
+      if (step.pause.count() != 0) Pause(task.token, step.pause);
     }
   }
 
@@ -568,12 +569,15 @@ class Reader {
     detail::StopRelay relay;
   };
 
+  static constexpr std::chrono::milliseconds kBetweenAttempts{300};
+  static constexpr std::chrono::milliseconds kWhileCardStays{50};
+
   struct Step {
     std::optional<Card> card;
     std::optional<Error> problem;
     bool lasting = false;  // the problem, as long as it stays the same
     bool fine = false;     // the problem before has gone
-    bool pause = false;
+    std::chrono::milliseconds pause{0};
   };
 
   explicit Reader(std::shared_ptr<State> made) : state(std::move(made)) {}
@@ -678,7 +682,7 @@ class Reader {
         present.clear();
         step.problem = std::move(search->problem);
         step.lasting = true;
-        step.pause = true;
+        step.pause = kBetweenAttempts;
         return step;
       }
     }
@@ -689,6 +693,8 @@ class Reader {
     char uid[IDCARDREADER_UID_BYTES] = "";
     state->library.readCardGetUID(0, uid);
     if (search->found && uid[0] != '\0' && uid != present) Take(ReadNow(task.token), step);
+    // A reader tells of a card that stays as often as it is asked.
+    if (uid == present) step.pause = kWhileCardStays;
     present = uid;
     return step;
   }
@@ -697,7 +703,7 @@ class Reader {
   Step PollOnce(Task& task, std::string& present) {
     constexpr int kNoCard = 40;
     Step step;
-    step.pause = true;
+    step.pause = kBetweenAttempts;
     const detail::StopRelay::Turn turn(task.relay, task.token);
     if (!turn) return step;
     Take(ReadNow(task.token), step);
@@ -725,11 +731,11 @@ class Reader {
     }
   }
 
-  static void Pause(const std::stop_token& stop) {
+  static void Pause(const std::stop_token& stop, std::chrono::milliseconds duration) {
     std::mutex mutex;
     std::condition_variable_any stopped;
     std::unique_lock lock(mutex);
-    stopped.wait_for(lock, stop, std::chrono::milliseconds(300), [] { return false; });
+    stopped.wait_for(lock, stop, duration, [] { return false; });
   }
 
   std::shared_ptr<State> state;

@@ -1,5 +1,6 @@
 """The bindings: how each is built and started. A new one is one entry in LANGUAGES."""
 
+import json
 import shutil
 import sys
 from pathlib import Path
@@ -16,6 +17,38 @@ def python(shop: Workshop) -> Programs:
         example=[sys.executable, str(binding / "example.py")],
         variables={"PYTHONPATH": str(binding), "PYTHONDONTWRITEBYTECODE": "1"},
     )
+
+
+# .NET's old run-time for Windows: what Mono's compiler makes runs on it.
+DOTNET_FOR_WINDOWS = "dotnet-2.0.0-win"
+DOTNET_FRAMEWORK = {"name": "Microsoft.NETCore.App", "version": "2.0.0"}
+
+
+def csharp(shop: Workshop) -> Programs:
+    compiler = shop.tool("mcs", "mono-mcs")
+    binding = shop.bindings / "csharp"
+    driver, example = shop.folder / "Driver.exe", shop.folder / "Example.exe"
+    flags = ["-nologo", "-langversion:7", "-warn:4", "-warnaserror"]
+    for program, source in (
+        (driver, shop.drivers / "csharp" / "Driver.cs"),
+        (example, binding / "Example.cs"),
+    ):
+        shop.run(compiler, *flags, f"-out:{program}", binding / "IdcardReader.cs", source)
+    host = shop.tool("mono", "mono-runtime and libmono-i18n-cjk4.0-cil")
+    if shop.platform == "windows":
+        host = shop.path(dotnet_for_windows(shop))
+        for program in (driver, example):
+            configuration = {"runtimeOptions": {"framework": DOTNET_FRAMEWORK}}
+            program.with_suffix(".runtimeconfig.json").write_text(json.dumps(configuration))
+    return Programs([host, shop.path(driver)], [host, shop.path(example)])
+
+
+def dotnet_for_windows(shop: Workshop) -> Path:
+    program = shop.folder / "package" / "dotnet.exe"
+    if not program.exists():
+        shop.run(shop.tool("npm", "npm"), "pack", "--loglevel=error", DOTNET_FOR_WINDOWS)
+        shop.run("tar", "xzf", next(shop.folder.glob("dotnet-2.0.0-win-*.tgz")))
+    return program
 
 
 CPP_FLAGS = ["-std=c++20", "-O1", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Werror"]
@@ -99,6 +132,7 @@ def java(shop: Workshop) -> Programs:
 
 LANGUAGES: List[Language] = [
     Language("python", ("linux",), python),
+    Language("csharp", ("linux", "windows"), csharp),
     Language("cpp", ("linux", "windows"), cpp),
     Language("clang++", ("linux",), cpp_clang),
     Language("java", ("linux",), java),

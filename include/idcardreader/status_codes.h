@@ -1,22 +1,20 @@
-// Cause and cure of each status code that is raised, for idcardreader.hpp. Generated from codes.json
-// by scripts/code-tables.
-#ifndef IDCARDREADER_STATUS_CODES_HPP_
-#define IDCARDREADER_STATUS_CODES_HPP_
+/*
+ * Cause and cure of each status code that is raised, for C and C++, in UTF-8 (MSVC needs /utf-8).
+ * Generated from codes.json by scripts/code-tables.
+ */
+#ifndef IDCARDREADER_STATUS_CODES_H_
+#define IDCARDREADER_STATUS_CODES_H_
 
-namespace idcardreader {
-
-static_assert(sizeof("证") == 4, "this file is UTF-8 and so must the literals be: MSVC needs /utf-8");
-
-struct StatusCode {
+typedef struct IdcardreaderStatusCode {
   int code;
   const char* cause;
   const char* cure;
   const char* causeZh;
   const char* cureZh;
-};
+} IdcardreaderStatusCode;
 
-// clang-format off
-inline constexpr StatusCode kStatusCodes[] = {
+/* clang-format off */
+static const IdcardreaderStatusCode idcardreaderStatusCodes[] = {
   {2,
    "The thread for the decode service could not be created: the system is out of threads or "
    "memory.",
@@ -259,8 +257,6 @@ inline constexpr StatusCode kStatusCodes[] = {
    "身份证内容解压失败：数据损坏。",
    "请重新读卡；若仍然如此，请联系解码服务运营方。"},
 };
-// clang-format on
+/* clang-format on */
 
-}  // namespace idcardreader
-
-#endif  // IDCARDREADER_STATUS_CODES_HPP_
+#endif /* IDCARDREADER_STATUS_CODES_H_ */
