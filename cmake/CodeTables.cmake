@@ -1,13 +1,13 @@
 # The status codes stand in one table, include/idcardreader/codes.json: text, cause and cure of each.
 # What the library and the command line need of it is generated when the build is configured; what
-# people read of it, in the public header and in README.md, is written by scripts/code-tables, which
-# runs this file as a script.
+# people read of it, in the public header and in README.md, and the tables of the bindings are
+# written by scripts/code-tables, which runs this file as a script.
 
 get_filename_component(root "${CMAKE_CURRENT_LIST_DIR}/.." ABSOLUTE)
 set(codeTable ${root}/include/idcardreader/codes.json)
 
-# for_each_code(FUNCTION): calls it with code, name, text, cause and cure (English), the last two
-# empty for a code that is never raised.
+# for_each_code(FUNCTION): calls it with code, name, text, cause and cure (English), cause and cure
+# (Chinese), the last four empty for a code that is never raised.
 function(for_each_code function)
   file(READ ${codeTable} table)
   string(JSON count LENGTH "${table}")
@@ -22,12 +22,15 @@ function(for_each_code function)
     string(JSON text GET "${entry}" text)
     string(JSON cause ERROR_VARIABLE none GET "${entry}" cause en)
     string(JSON cure ERROR_VARIABLE none GET "${entry}" cure en)
-    foreach(field name cause cure)
+    string(JSON causeZh ERROR_VARIABLE none GET "${entry}" cause zh)
+    string(JSON cureZh ERROR_VARIABLE none GET "${entry}" cure zh)
+    foreach(field name cause cure causeZh cureZh)
       if(${field} MATCHES "NOTFOUND")
         set(${field} "")
       endif()
     endforeach()
-    cmake_language(CALL ${function} "${code}" "${name}" "${text}" "${cause}" "${cure}")
+    cmake_language(CALL ${function} "${code}" "${name}" "${text}" "${cause}" "${cure}" "${causeZh}"
+                   "${cureZh}")
   endforeach()
 endfunction()
 
@@ -108,6 +111,58 @@ function(add_code_documents code name text cause cure)
   set_property(GLOBAL APPEND_STRING PROPERTY readmeText "| ${code} | ${text} | ${cause} | ${shownCure} |\n")
 endfunction()
 
+# literal(VARIABLE INDENT JOIN QUOTE TEXT): the text as a string literal in lines of at most 100
+# columns, broken behind blanks and Chinese commas; JOIN stands behind all pieces but the last.
+function(literal variable indent join quote text)
+  string(REPLACE ";" "<semicolon>" pieces "${text}")
+  string(REGEX REPLACE "( |，|；|。|：|（|）)" "\\1;" pieces "${pieces}")
+  set(lines "")
+  set(line "")
+  foreach(piece IN LISTS pieces)
+    string(REPLACE "<semicolon>" ";" piece "${piece}")
+    string(LENGTH "${indent}${line}${piece}${quote}${quote}${join}," length)
+    if(line AND length GREATER 100)
+      string(APPEND lines "${quote}${line}${quote}${join}\n${indent}")
+      set(line "")
+    endif()
+    string(APPEND line "${piece}")
+  endforeach()
+  set(${variable} "${lines}${quote}${line}${quote}" PARENT_SCOPE)
+endfunction()
+
+function(add_binding_tables code name text cause cure causeZh cureZh)
+  if(NOT cure)
+    return()
+  endif()
+  set(separator "")
+  set(javaSeparator "")
+  set(pascalCount 0)
+  foreach(field cause cure causeZh cureZh)
+    literal(cpp "   " "" "\"" "${${field}}")
+    string(APPEND cppRow "${separator}${cpp}")
+    literal(csharp "                " " +" "\"" "${${field}}")
+    string(APPEND csharpRow ",\n                ${csharp}")
+    literal(java "            " " +" "\"" "${${field}}")
+    string(APPEND javaRow "${javaSeparator}\n            ${java}")
+    set(javaSeparator ",")
+    string(REPLACE "'" "''" quoted "${${field}}")
+    literal(pascal "             " " +" "'" "${quoted}")
+    string(APPEND pascalRow ";\n    ${field}: ${pascal}")
+    set(separator ",\n   ")
+  endforeach()
+  set_property(GLOBAL APPEND_STRING PROPERTY cppTable "  {${code},\n   ${cppRow}},\n")
+  set_property(GLOBAL APPEND_STRING PROPERTY csharpTable
+                                             "            new StatusCode(${code}${csharpRow}),\n")
+  set(javaRow "      case ${code}:\n        return new String[] {${javaRow}};\n")
+  set_property(GLOBAL APPEND_STRING PROPERTY javaTable "${javaRow}")
+  get_property(pascal GLOBAL PROPERTY pascalTable)
+  if(pascal)
+    set_property(GLOBAL APPEND_STRING PROPERTY pascalTable ",\n")
+  endif()
+  set_property(GLOBAL APPEND_STRING PROPERTY pascalTable "   (code: ${code}${pascalRow})")
+  set_property(GLOBAL APPEND PROPERTY tableCodes ${code})
+endfunction()
+
 # write_section(FILE BEGIN END CONTENT): replaces what stands between two lines; with CHECK it only
 # tells whether that would change anything.
 function(write_section file begin end content)
@@ -140,4 +195,24 @@ if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
                 " * The other codes have a text but are not raised." "${header}")
   write_section(README.md "| Code | Its text | Cause | What to do |\n|---|---|---|---|\n"
                 "| none | | a resident card" "${readme}")
+
+  for_each_code(add_binding_tables)
+  foreach(language cpp csharp java pascal)
+    get_property(${language} GLOBAL PROPERTY ${language}Table)
+  endforeach()
+  get_property(codes GLOBAL PROPERTY tableCodes)
+  list(LENGTH codes count)
+  write_section(bindings/java/src/main/java/idcardreader/StatusCodes.java
+                "      // Generated from codes.json by scripts/code-tables.\n"
+                "      // End of what was generated." "${java}")
+  write_section(include/idcardreader/status_codes.h
+                "static const IdcardreaderStatusCode idcardreaderStatusCodes[] = {\n"
+                "};\n/* clang-format on */" "${cpp}")
+  write_section(bindings/csharp/IdcardReader.cs
+                "        // Generated from codes.json by scripts/code-tables.\n        {\n"
+                "        };\n        // End of what was generated." "${csharp}")
+  write_section(bindings/pascal/idcardreader_codes.inc
+                "{ Generated from codes.json by scripts/code-tables. }\n"
+                "{ End of what was generated. }"
+                "  StatusCodes: array[1..${count}] of TStatusCode = (\n${pascal});\n")
 endif()
