@@ -51,7 +51,12 @@ class WatchCommand {
     }
     complaint.clear();
     const std::string uid = found || !present.empty() ? FetchUid(library) : std::string();
-    if (found && !uid.empty() && uid != present) ReadCard();
+    if (found && !uid.empty() && uid != present) {
+      ReadCard();
+    } else if (found) {
+      // A card that stays is reported again at once, since its number was asked for.
+      Interruption::Pause(kPause);
+    }
     present = uid;
   }
 

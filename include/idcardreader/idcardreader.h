@@ -38,6 +38,8 @@
  *       if (reported || last[0] != 0) readCardGetUID(1, uid);   stays empty when the card is gone
  *       if (reported && uid[0] != 0 && strcmp(uid, last) != 0 && readCardStart(0)) {
  *         ... fetch blocks and fields ...
+ *       } else if (reported) {
+ *         ... sleep, say 300 ms ...                        a card that stays is reported at once
  *       }
  *       strcpy(last, uid);
  *     }
@@ -79,11 +81,12 @@
  * ENCODINGS
  *
  * Texts are byte strings. GBK means code page 936 (in .NET Encoding.GetEncoding(936), which needs
- * System.Text.Encoding.CodePages; in Python "gbk"). A character that GBK does not hold stands as
- * one "?" for each of its UTF-16 units. UTF-8 means that the field is handed on exactly as the
- * service sent it: numbers, the English name and dates but for the end date (which may be a word),
- * in practice plain ASCII. The text block of SDT_ReadBaseMsg is UTF-16, little-endian. File names
- * that a host hands over are in the system's ANSI code page on Windows; on Linux they are bytes.
+ * System.Text.Encoding.CodePages; Python's "gbk" lacks its characters of private use). A character
+ * that GBK does not hold stands as one "?" for each of its UTF-16 units. UTF-8 means that the field
+ * is handed on exactly as the service sent it: numbers, the English name and dates but for the end
+ * date (which may be a word), in practice plain ASCII. The text block of SDT_ReadBaseMsg is UTF-16,
+ * little-endian. File names that a host hands over are in the system's ANSI code page on Windows;
+ * on Linux they are bytes.
  *
  * POINTERS THAT ARE RETURNED
  *
