@@ -73,5 +73,12 @@ foreach(part reading service)
     COMMENT "Staging ${part}")
   add_dependencies(stage_${part} ${${part}Targets})
 endforeach()
-add_custom_target(stage ALL)
+# A build of its own only: one that is to be installed elsewhere, as a package's, installs nothing by
+# itself.
+option(IDCARDREADER_STAGE "Stage the shipped files with every build" ON)
+if(IDCARDREADER_STAGE)
+  add_custom_target(stage ALL)
+else()
+  add_custom_target(stage)
+endif()
 add_dependencies(stage stage_reading stage_service)
