@@ -18,7 +18,13 @@ install(
   DESTINATION include
   COMPONENT reading
   FILES_MATCHING
-  PATTERN "*.h")
+  PATTERN "*.h"
+  PATTERN "*.hpp"
+  PATTERN "*.json")
+install(
+  FILES cmake/idcardreaderConfig.cmake
+  DESTINATION lib/cmake/idcardreader
+  COMPONENT reading)
 install(TARGETS readcard RUNTIME DESTINATION bin COMPONENT reading)
 # It goes where no loader finds it by accident: a host gets it by being started beside it.
 install(
