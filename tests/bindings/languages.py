@@ -161,7 +161,7 @@ def node_for_windows(shop: Workshop, npm: List[str]) -> Path:
 LANGUAGES: List[Language] = [
     Language("python", ("linux",), python),
     Language("csharp", ("linux", "windows"), csharp),
-    Language("pascal", ("linux", "windows"), pascal),
+    Language("pascal", ("linux",), pascal),
     Language("cpp", ("linux", "windows"), cpp),
     Language("clang++", ("linux",), cpp_clang),
     Language("node", ("linux", "windows"), node),
