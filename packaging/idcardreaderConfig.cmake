@@ -1,5 +1,6 @@
-# find_package(idcardreader) offers the target idcardreader::idcardreader. This file may lie in
-# PREFIX/cmake, PREFIX/lib/cmake/idcardreader or one folder deeper: the prefix is where the header is.
+# find_package(idcardreader) offers idcardreader::idcardreader, which links the library, and
+# idcardreader::loaded for programs that load it at run time. This file may lie in PREFIX/cmake,
+# PREFIX/lib/cmake/idcardreader or one folder deeper: the prefix is where the header is.
 
 set(_idcardreader_prefix ${CMAKE_CURRENT_LIST_DIR})
 while(NOT EXISTS ${_idcardreader_prefix}/include/idcardreader/idcardreader.h)
@@ -49,6 +50,12 @@ if(NOT TARGET idcardreader::idcardreader)
   set_target_properties(
     idcardreader::idcardreader PROPERTIES INTERFACE_INCLUDE_DIRECTORIES
                                           ${_idcardreader_prefix}/include)
+endif()
+if(NOT TARGET idcardreader::loaded)
+  find_package(Threads REQUIRED)
+  add_library(idcardreader::loaded INTERFACE IMPORTED)
+  target_include_directories(idcardreader::loaded INTERFACE ${_idcardreader_prefix}/include)
+  target_link_libraries(idcardreader::loaded INTERFACE Threads::Threads ${CMAKE_DL_LIBS})
 endif()
 unset(_idcardreader_prefix)
 unset(_idcardreader_parent)

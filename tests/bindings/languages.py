@@ -51,6 +51,46 @@ def dotnet_for_windows(shop: Workshop) -> Path:
     return program
 
 
+FPC_SOURCES = "/usr/share/fpcsrc"
+# Folders of the run-time library's parts, from that of its Win64 part.
+FPC_INCLUDED = (".", "../inc", "../x86_64", "../win", "../win/wininc", "../objpas")
+FPC_INCLUDED += ("../objpas/sysutils", "../objpas/classes", "../common", "../charmaps")
+FPC_UNITS = (".", "../inc", "../x86_64", "../win", "../objpas", "../common", "../charmaps")
+
+
+def pascal(shop: Workshop) -> Programs:
+    binding = shop.bindings / "pascal"
+    suffix = ".exe" if shop.platform == "windows" else ""
+    compiler = [shop.tool("fpc", "fp-compiler"), "-v0we", "-O1"]
+    if shop.platform == "windows":
+        compiler = [shop.tool("ppcx64", "fp-compiler"), "-Twin64", "-n", "-v0we", "-O1"]
+        compiler.append(f"-Fu{pascal_for_windows(shop, compiler[0])}")
+    for source in (shop.drivers / "pascal" / "driver.pas", binding / "example.pas"):
+        paths = (f"-Fu{binding}", f"-FU{shop.folder}", f"-FE{shop.folder}")
+        shop.run(*compiler, *paths, source)
+    driver, example = (shop.folder / (name + suffix) for name in ("driver", "example"))
+    return Programs([shop.path(driver)], [shop.path(example)])
+
+
+def pascal_for_windows(shop: Workshop, compiler: str) -> Path:
+    """Free Pascal's run-time library for Win64, made of its sources; it needs no other tools."""
+    units = shop.folder / "units"
+    if units.exists():
+        return units
+    shop.file(FPC_SOURCES, "fpc-source")
+    runtime = next(Path(FPC_SOURCES).glob("*/rtl"))
+    shutil.copytree(runtime, shop.folder / "rtl", dirs_exist_ok=True)
+    units.mkdir()
+    flags = ["-Twin64", "-n", "-v0", "-vw-", "-Sg", "-O2", f"-FU{units}", f"-Fu{units}"]
+    flags += [f"-Fi{folder}" for folder in FPC_INCLUDED]
+    folder = shop.folder / "rtl" / "win64"
+    shop.run(compiler, *flags, "-Us", "system.pp", folder=folder)
+    shop.run(compiler, *flags, "../objpas/objpas.pp", folder=folder)
+    searched = [f"-Fu{folder}" for folder in FPC_UNITS]
+    shop.run(compiler, *flags, *searched, "buildrtl.pp", folder=folder)
+    return units
+
+
 CPP_FLAGS = ["-std=c++20", "-O1", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Werror"]
 
 
@@ -133,6 +173,7 @@ def java(shop: Workshop) -> Programs:
 LANGUAGES: List[Language] = [
     Language("python", ("linux",), python),
     Language("csharp", ("linux", "windows"), csharp),
+    Language("pascal", ("linux",), pascal),
     Language("cpp", ("linux", "windows"), cpp),
     Language("clang++", ("linux",), cpp_clang),
     Language("java", ("linux",), java),
