@@ -11,6 +11,7 @@ from typing import Any, Callable, Dict, List, Optional
 
 from output import Record, parse
 
+AT_WORK = "at work: "
 REPOSITORY = Path(__file__).resolve().parents[2]
 WINE_RUN = REPOSITORY / "scripts" / "wine-run"
 SECONDS = 30.0  # for what takes a moment
@@ -69,7 +70,10 @@ class Program:
         return self.output().decode("utf-8", "backslashreplace")
 
     def errors(self) -> str:
-        return self._errors.read_bytes().decode("utf-8", "backslashreplace")
+        text = self._errors.read_bytes().decode("utf-8", "backslashreplace")
+        # The virtual reader's word that it is there is nobody's complaint.
+        lines = text.splitlines(keepends=True)
+        return "".join(line for line in lines if not line.startswith(f"virtual reader: {AT_WORK}"))
 
     def records(self) -> List[Record]:
         return parse(self.output())[0]
@@ -152,8 +156,9 @@ class Rig:
         write(self.folder / "virtual-reader.json", json.dumps(self._desk))
 
     def complaints(self) -> str:
-        file = self.folder / "virtual-reader.json.complaints"
-        return file.read_text(encoding="utf-8") if file.exists() else ""
+        file = self.folder / "virtual-reader.json.log"
+        lines = file.read_text(encoding="utf-8").splitlines() if file.exists() else []
+        return "\n".join(line for line in lines if not line.startswith(AT_WORK))
 
     # Programs.
 

@@ -4,7 +4,9 @@ language and group of checks, the number of checks at the end. See README.md bes
 
 import argparse
 import sys
+import threading
 import time
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from typing import Callable, Dict, List
 
@@ -15,10 +17,14 @@ from rig import REPOSITORY, Failure, Rig
 from workshop import Language, Workshop
 
 
+AT_A_TIME = 3  # they wait most of their time
+
+
 class Table:
     def __init__(self, options: argparse.Namespace):
         self.options = options
         self.passed = self.failed = 0
+        self.telling = threading.Lock()
 
     def run(self, platform: str, languages: List[Language]) -> None:
         try:
@@ -27,9 +33,14 @@ class Table:
         except (Failure, OSError, ValueError) as failure:
             self.tell("readcard", platform, "cards", 0, [str(failure)], 0)
             return
-        for language in languages:
-            if platform in language.platforms:
-                self.run_language(platform, language, cards)
+        with ThreadPoolExecutor(AT_A_TIME) as pool:
+            runs = [
+                pool.submit(self.run_language, platform, language, cards)
+                for language in languages
+                if platform in language.platforms
+            ]
+            for run in runs:
+                run.result()
 
     def run_language(
         self, platform: str, language: Language, cards: Dict[str, Dict[str, str]]
@@ -87,14 +98,15 @@ class Table:
         failures: List[str],
         begin: float,
     ) -> None:
-        self.passed += passed
-        self.failed += len(failures)
         took = f"{time.monotonic() - begin:6.1f} s" if begin else ""
-        row = f"{language:8} {platform:8} {group:10}"
-        print(f"{row} {passed:4} passed, {len(failures):3} failed {took}")
-        for failure in failures:
-            print("    " + failure.replace("\n", "\n        "))
-        sys.stdout.flush()
+        lines = [
+            f"{language:8} {platform:8} {group:10} {passed:4} passed, {len(failures):3} failed {took}",
+            *("    " + failure.replace("\n", "\n        ") for failure in failures),
+        ]
+        with self.telling:
+            self.passed += passed
+            self.failed += len(failures)
+            print("\n".join(lines), flush=True)
 
 
 def main() -> int:
