@@ -19,12 +19,12 @@ void ReportFailure(const Failure& failure, const Options& options, Console& cons
 }
 
 void CardOutput::HandOut(const CardRecord& card, milliseconds duration) {
-  console.Print(options.json ? CardJson(card, duration) : CardText(card));
+  console.Print(options.json ? CardJson(card, duration, options.blocks) : CardText(card));
   WriteFiles(card);
 }
 
 void CardOutput::HandOut(const CardRecord& card, unsigned number, milliseconds duration) {
-  console.Print(options.json ? CardJson(card, duration)
+  console.Print(options.json ? CardJson(card, duration, options.blocks)
                              : std::to_string(number) + ": " + CardLine(card, duration));
   WriteFiles(card);
 }

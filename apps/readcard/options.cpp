@@ -20,6 +20,9 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
       app.add_option("--files", options.filesFolder,
                      "Write the blocks into this folder: text.bin, photo.wlt, fingerprint.bin")
           ->type_name("DIR");
+  CLI::Option* const blocks =
+      app.add_flag("--blocks", options.blocks, "With --json: the blocks, too, as base64")
+          ->needs(json);
   app.add_option("--repeat", options.repeat, "Read this many times, with a summary at the end")
       ->type_name("N")
       ->check(CLI::Range(1U, 1000000U));
@@ -62,7 +65,7 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
   const auto tellOf = [](CLI::App* command, std::vector<const CLI::Option*> shared) {
     command->footer(CLI::Formatter().make_group("Options of readcard", false, std::move(shared)));
   };
-  tellOf(watch, {json, files, serial, library, verbose});
+  tellOf(watch, {json, blocks, files, serial, library, verbose});
   tellOf(uid, {json, serial, library, verbose});
   tellOf(beep, {json, serial, library, verbose});
 

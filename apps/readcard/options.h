@@ -13,6 +13,7 @@ enum class Command { read, watch, uid, beep };
 struct Options {
   Command command = Command::read;
   bool json = false;
+  bool blocks = false;  // in JSON
   bool verbose = false;
   unsigned repeat = 1;
   std::string readInterface = "cloud";

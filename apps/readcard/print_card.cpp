@@ -1,5 +1,6 @@
 #include "print_card.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
@@ -21,6 +22,20 @@ std::string Size(const std::vector<std::uint8_t>& block) {
 // A field kept as the service sent it may be malformed UTF-8; what cannot be shown is replaced.
 std::string Dump(const nlohmann::ordered_json& document) {
   return document.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+std::string Base64(const std::vector<std::uint8_t>& bytes) {
+  constexpr char kLetters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  for (std::size_t begin = 0; begin < bytes.size(); begin += 3) {
+    const std::size_t count = std::min<std::size_t>(3, bytes.size() - begin);
+    std::uint32_t group = 0;
+    for (std::size_t i = 0; i < 3; ++i) group = group << 8 | (i < count ? bytes[begin + i] : 0U);
+    for (std::size_t i = 0; i < 4; ++i) {
+      text += i <= count ? kLetters[group >> (18 - 6 * i) & 63] : '=';
+    }
+  }
+  return text;
 }
 
 }  // namespace
@@ -57,7 +72,7 @@ std::string CardLine(const CardRecord& card, std::chrono::milliseconds duration)
   return line + std::to_string(duration.count()) + " ms\n";
 }
 
-std::string CardJson(const CardRecord& card, std::chrono::milliseconds duration) {
+std::string CardJson(const CardRecord& card, std::chrono::milliseconds duration, bool blocks) {
   nlohmann::ordered_json fields = nlohmann::ordered_json::object();
   for (const CardField& field : card.fields) fields[field.key] = field.text;
   nlohmann::ordered_json document = {{"ok", true}};
@@ -70,6 +85,11 @@ std::string CardJson(const CardRecord& card, std::chrono::milliseconds duration)
   document["blockBytes"] = {{"text", card.text.size()},
                             {"photo", card.photo.size()},
                             {"fingerprint", card.fingerprint.size()}};
+  if (blocks) {
+    document["blocks"] = {{"text", Base64(card.text)},
+                          {"photo", Base64(card.photo)},
+                          {"fingerprint", Base64(card.fingerprint)}};
+  }
   document["milliseconds"] = duration.count();
   return Dump(document);
 }

@@ -18,7 +18,7 @@ std::string FailureText(const Failure& failure);
 std::string CardLine(const CardRecord& card, std::chrono::milliseconds duration);
 
 // For programs: one JSON document on one line.
-std::string CardJson(const CardRecord& card, std::chrono::milliseconds duration);
+std::string CardJson(const CardRecord& card, std::chrono::milliseconds duration, bool blocks);
 std::string FailureJson(const Failure& failure,
                         std::optional<std::chrono::milliseconds> duration = std::nullopt);
 
