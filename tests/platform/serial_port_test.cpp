@@ -119,7 +119,7 @@ class SerialTerminalTest : public testing::Test {
     EXPECT_EQ(openpty(&device, &keeper, text, nullptr, nullptr), 0);
     name = text;
   }
-  ~SerialTerminalTest() override {
+  void TearDown() override {
     close(keeper);
     close(device);
   }

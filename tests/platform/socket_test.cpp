@@ -27,7 +27,7 @@ using std::chrono::steady_clock;
 class SocketTest : public testing::Test {
  protected:
   SocketTest() { EXPECT_EQ(api.StartSockets(), SocketApi::Start::ok); }
-  ~SocketTest() override {
+  void TearDown() override {
     for (const SocketHandle handle : created) api.Close(handle);
     api.StopSockets();
   }

@@ -95,7 +95,7 @@ TEST_F(DecodeServerLinkTest, TriesTwoServersInTheirOrder) {
 
 TEST_F(DecodeServerLinkTest, LooksNamesUpUntilTheyHaveAnAddress) {
   EXPECT_FALSE(link->ServerInit(1, {{}, {}, {{"gone.example", 80}}}));
-  for (const ReadGeneration generation : {2, 3}) {
+  for (const ReadGeneration generation : {ReadGeneration{2}, ReadGeneration{3}}) {
     ASSERT_TRUE(link->ServerInit(generation, {{}, {}, {{"one.example", 80}}}));
     clock.ticks += 10'000;
   }
@@ -194,7 +194,7 @@ TEST_F(DecodeServerLinkTest, AnExchangeIsCutOffByANewReadAndByTheEnd) {
 
 TEST_F(DecodeServerLinkTest, ARefusedLoginIsNeededAgainAndIsLoggedInGbk) {
   const std::string refusal = R"({"code":"17","msg":"不"})";
-  for (const ReadGeneration read : {1, 2}) {
+  for (const ReadGeneration read : {ReadGeneration{1}, ReadGeneration{2}}) {
     ErrorLog().ClearLastMessage();
     ASSERT_TRUE(Init(read));
     sockets.Answer(read == 1 ? refusal : Gbk(refusal));
