@@ -19,6 +19,7 @@ UNPLUGGED = {"47", "27"}
 class Checks:
     def __init__(self, rig: Rig, programs: Programs, cards: Dict[str, Dict[str, str]]):
         self.rig, self.programs, self.cards = rig, programs, cards
+        self.late = 0  # of the failures: cancels that a busy machine may have made late
         self.passed = 0
         self.failures: List[str] = []
 
@@ -267,10 +268,9 @@ class Checks:
             self.failures.append(f"{what}: was not cancelled")
             return
         milliseconds = records[0]["ms"]
-        self.check(
-            milliseconds.isdigit() and int(milliseconds) <= CANCEL_MILLISECONDS,
-            f"{what}: ended {milliseconds} ms behind the cancel",
-        )
+        in_time = milliseconds.isdigit() and int(milliseconds) <= CANCEL_MILLISECONDS
+        self.late += not in_time
+        self.check(in_time, f"{what}: ended {milliseconds} ms behind the cancel")
 
     def wait(self, program: Program, holds: Any, what: str) -> None:
         wait_until(lambda: holds() or program.has_ended(), what)
