@@ -192,7 +192,11 @@ const std::vector<Fault>& Faults(bool atReader) {
        {{"bytes", 20000}},
        kSilence,
        {Or0(44), Or0(44), Or0(45), Or0(14), 0, 0, 0, 0, 0}},
-      {"slow", {{"bytes", 64}, {"ms", 5}}, kSilence, {0, Or0(44), 44, 45, 0, 0, 0, 22, 22}},
+      // On a busy machine both pieces of a short answer may be there at once.
+      {"slow",
+       {{"bytes", 64}, {"ms", 5}},
+       kSilence,
+       {0, Or0(44), Or0(44), Or0(45), 0, 0, 0, 22, 22}},
       {"delay", {{"ms", 500}}, 500, {0, 0, 0, 0, 0, 0, 0, 0, 0}},
       {"refuse", {{"code", "07"}}, kSilence, {51, 0, 44, 45, 0, 0, 0, 22, 22}}};
   return atReader ? reader : service;
