@@ -40,7 +40,11 @@ def csharp(shop: Workshop) -> Programs:
         for program in (driver, example):
             configuration = {"runtimeOptions": {"framework": DOTNET_FRAMEWORK}}
             program.with_suffix(".runtimeconfig.json").write_text(json.dumps(configuration))
-    return Programs([host, shop.path(driver)], [host, shop.path(example)])
+    # Mono hears of a Ctrl-C on a terminal only.
+    interruptible = shop.platform == "windows"
+    return Programs(
+        [host, shop.path(driver)], [host, shop.path(example)], interruptible=interruptible
+    )
 
 
 def dotnet_for_windows(shop: Workshop) -> Path:
@@ -89,6 +93,20 @@ def pascal_for_windows(shop: Workshop, compiler: str) -> Path:
     searched = [f"-Fu{folder}" for folder in FPC_UNITS]
     shop.run(compiler, *flags, *searched, "buildrtl.pp", folder=folder)
     return units
+
+
+def c(shop: Workshop) -> Programs:
+    compiler, suffix = [shop.tool("gcc", "gcc")], ""
+    library = shop.linux_stage / "lib" / "libidcardreader.so"
+    if shop.platform == "windows":
+        package = "gcc-mingw-w64-x86-64-posix"
+        compiler, suffix = [shop.tool("x86_64-w64-mingw32-gcc-posix", package), "-static"], ".exe"
+        library = shop.windows_stage / "bin" / "idcardreader.dll"
+    compiler += ["-std=c11", "-D_POSIX_C_SOURCE=200809L", *CPP_FLAGS[1:]]
+    example = shop.folder / ("example" + suffix)
+    include = f"-I{REPOSITORY / 'include'}"
+    shop.run(*compiler, include, shop.bindings / "c" / "example.c", "-o", example, library)
+    return Programs(driver=[], example=[shop.path(example)], linked=True)
 
 
 CPP_FLAGS = ["-std=c++20", "-O1", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Werror"]
@@ -174,6 +192,7 @@ LANGUAGES: List[Language] = [
     Language("python", ("linux",), python),
     Language("csharp", ("linux", "windows"), csharp),
     Language("pascal", ("linux",), pascal),
+    Language("c", ("linux", "windows"), c),
     Language("cpp", ("linux", "windows"), cpp),
     Language("clang++", ("linux",), cpp_clang),
     Language("java", ("linux",), java),
