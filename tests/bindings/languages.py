@@ -2,6 +2,7 @@
 
 import json
 import shutil
+import signal
 import sys
 from pathlib import Path
 from typing import List
@@ -41,9 +42,8 @@ def csharp(shop: Workshop) -> Programs:
             configuration = {"runtimeOptions": {"framework": DOTNET_FRAMEWORK}}
             program.with_suffix(".runtimeconfig.json").write_text(json.dumps(configuration))
     # Mono hears of a Ctrl-C on a terminal only.
-    interruptible = shop.platform == "windows"
     return Programs(
-        [host, shop.path(driver)], [host, shop.path(example)], interruptible=interruptible
+        [host, shop.path(driver)], [host, shop.path(example)], interrupted=-signal.SIGINT
     )
 
 
@@ -73,7 +73,8 @@ def pascal(shop: Workshop) -> Programs:
         paths = (f"-Fu{binding}", f"-FU{shop.folder}", f"-FE{shop.folder}")
         shop.run(*compiler, *paths, source)
     driver, example = (shop.folder / (name + suffix) for name in ("driver", "example"))
-    return Programs([shop.path(driver)], [shop.path(example)])
+    # The example leaves Ctrl-C to the system.
+    return Programs([shop.path(driver)], [shop.path(example)], interrupted=-signal.SIGINT)
 
 
 def pascal_for_windows(shop: Workshop, compiler: str) -> Path:
@@ -185,7 +186,8 @@ def java(shop: Workshop) -> Programs:
     classes = shop.folder / "classes"
     shop.run(*compiler, *warnings, "-cp", jna, "-d", classes, *sources, *programs)
     start = [shop.tool("java", "default-jdk-headless"), "-cp", f"{classes}:{jna}"]
-    return Programs([*start, "Driver"], [*start, "Example"])
+    # Java's own status behind Ctrl-C.
+    return Programs([*start, "Driver"], [*start, "Example"], interrupted=130)
 
 
 LANGUAGES: List[Language] = [

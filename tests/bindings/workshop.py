@@ -18,7 +18,7 @@ class Programs:
     example: List[str]
     variables: Dict[str, str] = field(default_factory=dict)  # of the environment
     linked: bool = False  # with the library: no path of it can be stated
-    interruptible: bool = True  # without a terminal, too
+    interrupted: int = 0  # status of the example behind SIGINT
 
 
 class Workshop:
