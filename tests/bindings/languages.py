@@ -2,6 +2,7 @@
 
 import json
 import shutil
+import signal
 import sys
 from pathlib import Path
 from typing import List
@@ -40,7 +41,10 @@ def csharp(shop: Workshop) -> Programs:
         for program in (driver, example):
             configuration = {"runtimeOptions": {"framework": DOTNET_FRAMEWORK}}
             program.with_suffix(".runtimeconfig.json").write_text(json.dumps(configuration))
-    return Programs([host, shop.path(driver)], [host, shop.path(example)])
+    # Mono hears of a Ctrl-C on a terminal only.
+    return Programs(
+        [host, shop.path(driver)], [host, shop.path(example)], interrupted=-signal.SIGINT
+    )
 
 
 def dotnet_for_windows(shop: Workshop) -> Path:
@@ -69,7 +73,8 @@ def pascal(shop: Workshop) -> Programs:
         paths = (f"-Fu{binding}", f"-FU{shop.folder}", f"-FE{shop.folder}")
         shop.run(*compiler, *paths, source)
     driver, example = (shop.folder / (name + suffix) for name in ("driver", "example"))
-    return Programs([shop.path(driver)], [shop.path(example)])
+    # The example leaves Ctrl-C to the system.
+    return Programs([shop.path(driver)], [shop.path(example)], interrupted=-signal.SIGINT)
 
 
 def pascal_for_windows(shop: Workshop, compiler: str) -> Path:
@@ -89,6 +94,20 @@ def pascal_for_windows(shop: Workshop, compiler: str) -> Path:
     searched = [f"-Fu{folder}" for folder in FPC_UNITS]
     shop.run(compiler, *flags, *searched, "buildrtl.pp", folder=folder)
     return units
+
+
+def c(shop: Workshop) -> Programs:
+    compiler, suffix = [shop.tool("gcc", "gcc")], ""
+    library = shop.linux_stage / "lib" / "libidcardreader.so"
+    if shop.platform == "windows":
+        package = "gcc-mingw-w64-x86-64-posix"
+        compiler, suffix = [shop.tool("x86_64-w64-mingw32-gcc-posix", package), "-static"], ".exe"
+        library = shop.windows_stage / "bin" / "idcardreader.dll"
+    compiler += ["-std=c11", "-D_POSIX_C_SOURCE=200809L", *CPP_FLAGS[1:]]
+    example = shop.folder / ("example" + suffix)
+    include = f"-I{REPOSITORY / 'include'}"
+    shop.run(*compiler, include, shop.bindings / "c" / "example.c", "-o", example, library)
+    return Programs(driver=[], example=[shop.path(example)], linked=True)
 
 
 CPP_FLAGS = ["-std=c++20", "-O1", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Werror"]
@@ -167,13 +186,15 @@ def java(shop: Workshop) -> Programs:
     classes = shop.folder / "classes"
     shop.run(*compiler, *warnings, "-cp", jna, "-d", classes, *sources, *programs)
     start = [shop.tool("java", "default-jdk-headless"), "-cp", f"{classes}:{jna}"]
-    return Programs([*start, "Driver"], [*start, "Example"])
+    # Java's own status behind Ctrl-C.
+    return Programs([*start, "Driver"], [*start, "Example"], interrupted=130)
 
 
 LANGUAGES: List[Language] = [
     Language("python", ("linux",), python),
     Language("csharp", ("linux", "windows"), csharp),
     Language("pascal", ("linux",), pascal),
+    Language("c", ("linux", "windows"), c),
     Language("cpp", ("linux", "windows"), cpp),
     Language("clang++", ("linux",), cpp_clang),
     Language("java", ("linux",), java),

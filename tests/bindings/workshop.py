@@ -14,9 +14,11 @@ from rig import REPOSITORY, WINE_RUN, Failure, program_path
 class Programs:
     """How driver and example are started; arguments follow."""
 
-    driver: List[str]
+    driver: List[str]  # empty: there is the example alone
     example: List[str]
     variables: Dict[str, str] = field(default_factory=dict)  # of the environment
+    linked: bool = False  # with the library: no path of it can be stated
+    interrupted: int = 0  # status of the example behind SIGINT
 
 
 class Workshop:
