@@ -1,6 +1,6 @@
 # The status codes stand in one table, include/idcardreader/codes.json: text, cause and cure of each.
 # What the library and the command line need of it is generated when the build is configured; what
-# people read of it, in the public header and in README.md, and the tables of the bindings are
+# people read of it, in the public header and in both READMEs, and the tables of the bindings are
 # written by scripts/code-tables, which runs this file as a script.
 
 get_filename_component(root "${CMAKE_CURRENT_LIST_DIR}/.." ABSOLUTE)
@@ -91,14 +91,16 @@ function(finish_cure)
   endif()
 endfunction()
 
-function(add_code_documents code name text cause cure)
+function(add_code_documents code name text cause cure causeZh cureZh)
   if(NOT cure)
     return()
   endif()
   get_property(lastCure GLOBAL PROPERTY lastCure)
   set(shownCure "${cure}")
+  set(shownCureZh "${cureZh}")
   if(cure STREQUAL lastCure)
     set(shownCure "as above")
+    set(shownCureZh "同上")
   else()
     finish_cure()
   endif()
@@ -109,6 +111,8 @@ function(add_code_documents code name text cause cure)
   set_property(GLOBAL PROPERTY headerText "${header}")
   set_property(GLOBAL PROPERTY lastCure "${cure}")
   set_property(GLOBAL APPEND_STRING PROPERTY readmeText "| ${code} | ${text} | ${cause} | ${shownCure} |\n")
+  set_property(GLOBAL APPEND_STRING
+               PROPERTY readmeZhText "| ${code} | ${text} | ${causeZh} | ${shownCureZh} |\n")
 endfunction()
 
 # literal(VARIABLE INDENT JOIN QUOTE TEXT): the text as a string literal in lines of at most 100
@@ -195,6 +199,9 @@ if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
                 " * The other codes have a text but are not raised." "${header}")
   write_section(README.md "| Code | Its text | Cause | What to do |\n|---|---|---|---|\n"
                 "| none | | a resident card" "${readme}")
+  get_property(readmeZh GLOBAL PROPERTY readmeZhText)
+  write_section(README.zh-CN.md "| 代码 | 文本 | 原因 | 处理办法 |\n|---|---|---|---|\n"
+                "| 无 | | 居民身份证" "${readmeZh}")
 
   for_each_code(add_binding_tables)
   foreach(language cpp csharp java pascal)
