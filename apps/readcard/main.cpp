@@ -7,7 +7,7 @@
 #include "host_library.h"
 #include "options.h"
 #include "read_command.h"
-#include "trace_command.h"
+#include "trace/trace_command.h"
 #include "uid_command.h"
 #include "watch_command.h"
 

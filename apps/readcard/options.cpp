@@ -60,9 +60,12 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
   CLI::App* const doctor =
       app.add_subcommand("doctor", "Look for what is wrong with the installation");
   doctor->callback(choose(Command::doctor));
-  CLI::App* const trace =
-      app.add_subcommand("trace", "Read one card and show what took how long");
+  CLI::App* const trace = app.add_subcommand("trace", "Read one card and show what took how long");
   trace->callback(choose(Command::trace));
+  trace->add_option("--svg", options.svgFile, "Draw the timeline into this file, too")
+      ->type_name("FILE");
+  trace->add_flag("--with-data", options.withData,
+                  "Show the lines of the log, too, with the card's data, keys and tokens");
   std::string language;
   for (CLI::App* command : {doctor, trace}) {
     command->add_option("--lang", language, "en or zh; the system's when it is not given")

@@ -24,6 +24,8 @@ struct Options {
   std::string serialPort;   // empty: the USB reader
   unsigned beepMilliseconds = 500;
   Language language = Language::english;  // of doctor and trace
+  std::string svgFile;                    // of trace; empty: none
+  bool withData = false;                  // of trace
 };
 
 struct ParsedOptions {
