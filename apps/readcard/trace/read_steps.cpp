@@ -140,7 +140,7 @@ class ReaderLog : public LogReader {
     if (message.starts_with("TRANST_SERVERO_DONE")) return Begin("await-result");
     if (message == "Read Done") return Under("await-result") ? End() : Note();
     if (message.starts_with("Read Done") || message.starts_with("read_sfz   ")) {
-      if (message != "read_sfz   BEGIN") Break(line->at);
+      if (message != "read_sfz   BEGIN") TakeEnd();
       return;
     }
     for (const FileKind& file : kFiles) {
@@ -169,18 +169,28 @@ class ReaderLog : public LogReader {
 
   void EndVersion() { EndAt(TimeOf(logs.server, "Server Init Begin").value_or(line->at), true); }
 
-  // A serial reader's commands have no lines of their own.
-  void TakeDnEnd() {
-    if (Under("version")) {
-      EndVersion();
-      Begin("dn", TimeOf(logs.server, "Server Init End").value_or(line->at), true);
+  // A serial reader's commands have no lines of their own: behind the connection comes the DN.
+  void LookForDn() {
+    if (!Under("version") || !TimeOf(logs.server, "Server Init Begin")) return;
+    EndVersion();
+    if (const auto connected = TimeOf(logs.server, "Server Init End")) {
+      Begin("dn", *connected, true);
     }
+  }
+
+  void TakeDnEnd() {
+    LookForDn();
     Moment end = line->at;
     for (const char* posted : {"Login ", "InitDecodeChannel "}) {
       end = std::min(end, TimeOf(logs.server, posted).value_or(end));
     }
     EndAt(end, true);
     Note();
+  }
+
+  void TakeEnd() {
+    LookForDn();
+    Break(line->at);
   }
 
   void TakeFileBegin() {
@@ -207,8 +217,12 @@ class ServerLog : public LogReader {
 
  private:
   void Take(std::string_view message) override {
-    if (message == "InitSocket") return Begin(++connections == 1 ? "connect-1" : "connect-2");
+    if (message == "InitSocket") {
+      attempted = false;
+      return Begin(++connections == 1 ? "connect-1" : "connect-2");
+    }
     if (message.starts_with("SER ")) {
+      attempted = true;
       End();
       steps.back().finished = message.find(" sucess") != std::string_view::npos;
       return;
@@ -256,8 +270,9 @@ class ServerLog : public LogReader {
     return std::string_view("New idCard Read Ori").size() + 2;  // and a wide colon
   }
 
-  // A read that ended here waited for more.
+  // A read that ended here waited for more; and with one endpoint told there is no second attempt.
   void Finish() override {
+    if (connections == 2 && !attempted) steps.pop_back();
     if (!steps.empty() && steps.back().kind->key == std::string_view("send-sector-21") &&
         steps.back().finished) {
       steps.push_back({&KindOf("content"), answered, answered, true, false, {}, {}, {}});
@@ -267,6 +282,7 @@ class ServerLog : public LogReader {
   }
 
   int connections = 0;
+  bool attempted = false;  // the last of them
   Moment answered{0};
 };
 
@@ -303,8 +319,9 @@ std::vector<Step> ReadSteps(const Logs& logs, Moment readEnd) {
 }
 
 void Conclude(Trace& trace) {
-  std::stable_sort(trace.steps.begin(), trace.steps.end(),
-                   [](const Step& a, const Step& b) { return a.begin < b.begin; });
+  std::stable_sort(trace.steps.begin(), trace.steps.end(), [](const Step& a, const Step& b) {
+    return std::pair(a.begin, a.kind) < std::pair(b.begin, b.kind);
+  });
   if (trace.failure) trace.failedStep = FailedStep(trace);
 
   // Between two neighbouring moments at which something changes, the same steps are at work.

@@ -6,34 +6,35 @@
 namespace readcard::trace {
 namespace {
 
+// In the order in which a read comes to them.
 constexpr StepKind kKinds[] = {
     {"load", Track::library, {"load the library", "加载动态库"}},
     {"start-up", Track::library, {"start-up: settings and data files", "启动：读取设置和数据文件"}},
     {"open", Track::reader, {"look for the reader and open it", "查找并打开读卡器"}},
     {"authorize", Track::reader, {"authorize code of the reader", "读卡器授权码"}},
     {"version", Track::reader, {"version of the reader", "读卡器版本"}},
+    {"connect-1", Track::service, {"connect, first endpoint", "连接第一个地址"}},
+    {"connect-2", Track::service, {"connect, second endpoint", "连接第二个地址"}},
     {"dn", Track::reader, {"read the DN", "读取DN码"}},
+    {"login", Track::service, {"exchange: login", "交换：登录"}},
+    {"heartbeat", Track::service, {"exchange: heartbeat", "交换：心跳"}},
+    {"await-input-key", Track::wait, {"wait for the input key", "等待INPUTKEY"}},
+    {"send-dn", Track::service, {"exchange: DN", "交换：DN码"}},
     {"input-key", Track::reader, {"write the input key", "写入INPUTKEY"}},
+    {"await-output-key", Track::wait, {"wait for the output key", "等待OUTPUTKEY"}},
+    {"send-output-key", Track::service, {"exchange: output key", "交换：OUTPUTKEY"}},
     {"output-key", Track::reader, {"write the output key", "写入OUTPUTKEY"}},
     {"file-11", Track::reader, {"read file 11 (text)", "读取文件11（文字）"}},
     {"file-12", Track::reader, {"read file 12 (photo, first part)", "读取文件12（照片前半）"}},
-    {"file-13", Track::reader, {"read file 13 (photo, second part)", "读取文件13（照片后半）"}},
-    {"file-21", Track::reader, {"read file 21 (fingerprints)", "读取文件21（指纹）"}},
-    {"connect-1", Track::service, {"connect, first endpoint", "连接第一个地址"}},
-    {"connect-2", Track::service, {"connect, second endpoint", "连接第二个地址"}},
-    {"login", Track::service, {"exchange: login", "交换：登录"}},
-    {"heartbeat", Track::service, {"exchange: heartbeat", "交换：心跳"}},
-    {"send-dn", Track::service, {"exchange: DN", "交换：DN码"}},
-    {"send-output-key", Track::service, {"exchange: output key", "交换：OUTPUTKEY"}},
     {"send-sector-11", Track::service, {"exchange: sector 11", "交换：11扇区"}},
+    {"file-13", Track::reader, {"read file 13 (photo, second part)", "读取文件13（照片后半）"}},
     {"send-sector-12", Track::service, {"exchange: sector 12", "交换：12扇区"}},
+    {"file-21", Track::reader, {"read file 21 (fingerprints)", "读取文件21（指纹）"}},
     {"send-sector-13", Track::service, {"exchange: sector 13", "交换：13扇区"}},
+    {"await-result", Track::wait, {"wait for the result", "等待结果"}},
     {"send-sector-21", Track::service, {"exchange: sector 21", "交换：21扇区"}},
     {"content", Track::service, {"rest of the content, decompress it", "接收其余内容并解压"}},
     {"parse", Track::service, {"parse the content", "解析内容"}},
-    {"await-input-key", Track::wait, {"wait for the input key", "等待INPUTKEY"}},
-    {"await-output-key", Track::wait, {"wait for the output key", "等待OUTPUTKEY"}},
-    {"await-result", Track::wait, {"wait for the result", "等待结果"}},
 };
 
 constexpr struct {

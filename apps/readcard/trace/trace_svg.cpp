@@ -27,6 +27,8 @@ constexpr struct {
                {Track::service, "#d9822b", {"service", "解码服务"}},
                {Track::wait, "#d5d5d5", {"wait", "等待"}}};
 constexpr char kFailed[] = "#c62828";
+constexpr Text kDerived = {"~ taken from the lines of the log around the step",
+                           "~ 由相邻日志行推得"};
 constexpr Text kSizes = {" sent, ", " 发送，"};
 constexpr Text kReceived = {" received", " 接收"};
 
@@ -149,6 +151,7 @@ class Drawing {
       WriteText(x + 20, y, entry.name.In(language), "");
       x += 110;
     }
+    WriteText(x, y, kDerived.In(language), "font-size=\"11\" fill=\"#777777\"");
   }
 
   void DrawAxis(int y) {
@@ -180,7 +183,7 @@ class Drawing {
     Rectangle(x, y + 3, width, kRowHeight - 7, style, title);
     std::string label = (step.derived ? "~" : "") + std::to_string(step.Duration().count()) + " ms";
     if (step.sent || step.received) {
-      label += "  ";
+      label += ", ";
       if (step.sent) label += std::to_string(*step.sent) + " B" + kSizes.In(language);
       label += std::to_string(step.received.value_or(0)) + " B" + kReceived.In(language);
     }
