@@ -29,14 +29,13 @@ LogFolder::LogFolder(fs::path place)
       }()),
       before(FilesIn(folder)) {}
 
-std::optional<fs::path> LogFolder::Find(std::string_view owner, Moment from, Moment to) const {
-  std::optional<fs::path> found;
+std::vector<fs::path> LogFolder::Find(std::string_view owner, Moment from, Moment to) const {
+  std::vector<fs::path> found;
   for (const fs::path& file : FilesIn(folder)) {
     const std::u8string name = file.filename().u8string();
     const auto opened = OpenedAt(std::string(name.begin(), name.end()), owner);
     if (before.contains(file) || !opened || *opened < from || *opened > to) continue;
-    if (found) return std::nullopt;
-    found = file;
+    found.push_back(file);
   }
   return found;
 }

@@ -17,9 +17,9 @@ class LogFolder {
  public:
   explicit LogFolder(std::filesystem::path place);
 
-  // The new log of this owner that was opened in this time. Nothing when there is none, or more than
-  // one: another process may have made it.
-  std::optional<std::filesystem::path> Find(std::string_view owner, Moment from, Moment to) const;
+  // The new logs of this owner that were opened in this time; of more than one the others are another
+  // process's.
+  std::vector<std::filesystem::path> Find(std::string_view owner, Moment from, Moment to) const;
   // Removes it, and the folder if it is new and nothing is left in it. False when that failed.
   bool Remove(const std::filesystem::path& file) const;
 

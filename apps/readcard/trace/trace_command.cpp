@@ -53,36 +53,38 @@ class Logging {
   // With the engine created. A log that is on gets its file by its first line at the latest.
   void SwitchOn() {
     library.readCardStop();
-    wasOn = activity.Find("Reader", created, Now()).has_value();
+    wasOn = !activity.Find("Reader", created, Now()).empty();
     if (!wasOn) {
       library.readCardLog(1);
       switchedOn = Now();
       library.readCardStop();
     }
-    readerFile = activity.Find("Reader", wasOn ? created : switchedOn, Now());
+    readerFile = TheOne(activity.Find("Reader", wasOn ? created : switchedOn, Now()));
   }
   bool WasOn() const { return wasOn; }
 
   // The lines of a read between these moments; waits until they are written, not for ever.
   Logs LinesOf(Moment begin, Moment end, bool succeeded) {
     library.readCardStop();  // whose line is the last
-    serverFile = activity.Find("Server", begin, end);
-    std::string reader, server;
-    Moment grown = Now();
-    for (const Moment start = grown; Now() - start < kLongestWait;) {
-      reader = TextOf(readerFile);
+    const Moment start = Now();
+    Logs logs;
+    while (!EndsWithStop(logs.reader, end) && readerFile && Now() - start < kLongestWait) {
+      std::this_thread::sleep_for(kLook);
+      logs.reader = LogLines(TextOf(readerFile));
+    }
+    FindServerFile(logs.reader, begin, end);
+    std::string server;
+    for (Moment grown = Now(); serverFile && Now() - start < kLongestWait;) {
       const std::string now = TextOf(serverFile);
       if (now != server) grown = Now();
       server = now;
-      const std::vector<LogLine> lines = LogLines(reader);
-      const bool complete = !readerFile || (!lines.empty() && lines.back().at >= end &&
-                                            lines.back().message == kStopLine);
-      const bool parsed = !succeeded || !serverFile || server.find(kParsed) != std::string::npos;
-      if (complete && parsed && Now() - grown >= kQuiet) break;
+      const bool parsed = !succeeded || server.find(kParsed) != std::string::npos;
+      if (parsed && Now() - grown >= kQuiet) break;
       std::this_thread::sleep_for(kLook);
     }
-    Logs logs{LogLines(reader), LogLines(server),
-              LogLines(TextOf(errors.Find("Error", created, Now())))};
+    logs.server = LogLines(server);
+    const std::vector<fs::path> errorFiles = errors.Find("Error", created, end);
+    if (errorFiles.size() == 1) logs.error = LogLines(FileText(errorFiles.front()));
     for (std::vector<LogLine>* log : {&logs.reader, &logs.server, &logs.error}) {
       std::erase_if(*log, [begin](const LogLine& line) { return line.at < begin; });
     }
@@ -98,10 +100,35 @@ class Logging {
     for (const auto& file : {readerFile, serverFile}) {
       removed = (!file || activity.Remove(*file)) && removed;
     }
-    if (!removed) console.Complain("The log files in the folder logdata could not be removed.\n");
+    if (!removed || doubtful) {
+      console.Complain(
+          "A log file of this read, with the card's data, is left in the folder logdata beside the "
+          "library" +
+          std::string(doubtful ? ": another process made one in the same moment.\n"
+                               : ": it could not be removed.\n"));
+    }
   }
 
  private:
+  static bool EndsWithStop(const std::vector<LogLine>& lines, Moment end) {
+    return !lines.empty() && lines.back().at >= end && lines.back().message == kStopLine;
+  }
+
+  // It is opened between the reader's answers and the first exchange; so another process's is hardly
+  // ever taken for it.
+  void FindServerFile(const std::vector<LogLine>& reader, Moment begin, Moment end) {
+    for (const LogLine& line : reader) {
+      if (line.message == "HID readVersion") begin = line.at;
+      if (line.message.starts_with("Read Thread ")) end = std::min(end, line.at);
+    }
+    serverFile = TheOne(activity.Find("Server", begin, end));
+  }
+
+  std::optional<fs::path> TheOne(const std::vector<fs::path>& files) {
+    doubtful = doubtful || files.size() > 1;
+    return files.size() == 1 ? std::optional(files.front()) : std::nullopt;
+  }
+
   static std::string TextOf(const std::optional<fs::path>& file) {
     return file ? FileText(*file) : std::string();
   }
@@ -114,6 +141,7 @@ class Logging {
   Moment switchedOn{0};
   bool wasOn = false;
   bool closed = false;
+  bool doubtful = false;  // whose a log is
   std::optional<fs::path> readerFile;
   std::optional<fs::path> serverFile;
 };

@@ -22,7 +22,7 @@ constexpr struct {
   Track track;
   const char* colour;
   Text name;
-} kLegend[] = {{Track::library, "#777777", {"library", "动态库"}},
+} kTracks[] = {{Track::library, "#777777", {"library", "动态库"}},
                {Track::reader, "#2b7bba", {"reader", "读卡器"}},
                {Track::service, "#d9822b", {"service", "解码服务"}},
                {Track::wait, "#d5d5d5", {"wait", "等待"}}};
@@ -146,7 +146,7 @@ class Drawing {
 
   void DrawLegend(int y) {
     int x = kMargin;
-    for (const auto& entry : kLegend) {
+    for (const auto& entry : kTracks) {
       Rectangle(x, y - 11, 14, 14, "fill=\"" + std::string(entry.colour) + "\"");
       WriteText(x + 20, y, entry.name.In(language), "");
       x += 110;
@@ -174,7 +174,7 @@ class Drawing {
     const int x = X(step.begin - trace.begin);
     const int width = std::max(X(step.end - trace.begin) - x, 2);
     std::string style =
-        "fill=\"" + std::string(kLegend[static_cast<int>(step.kind->track)].colour) + "\"";
+        "fill=\"" + std::string(kTracks[static_cast<int>(step.kind->track)].colour) + "\"";
     if (failed) style += std::string(" stroke=\"") + kFailed + "\" stroke-width=\"2\"";
     std::string title;
     if (withData) {
