@@ -34,25 +34,21 @@ function(for_each_code function)
   endforeach()
 endfunction()
 
-function(add_code_sources code name text cause cure)
+function(add_code_sources code name text)
   if(name)
     string(APPEND names "ERRORT_${name} = ${code},\n")
   endif()
   string(APPEND texts "GbkText<40>(\"${text}\"),\n")
-  if(cure)
-    string(APPEND cures "{${code}, \"${cause}\", \"${cure}\"},\n")
-  endif()
   set_property(GLOBAL APPEND_STRING PROPERTY codeNames "${names}")
   set_property(GLOBAL APPEND_STRING PROPERTY codeTexts "${texts}")
-  set_property(GLOBAL APPEND_STRING PROPERTY codeCures "${cures}")
 endfunction()
 
-# generate_code_sources(FOLDER): status_code_names.inc, _texts.inc and _cures.inc, to be included
-# into an enumeration and two arrays.
+# generate_code_sources(FOLDER): status_code_names.inc and _texts.inc, to be included into an
+# enumeration and an array.
 function(generate_code_sources folder)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${codeTable})
   for_each_code(add_code_sources)
-  foreach(part Names Texts Cures)
+  foreach(part Names Texts)
     get_property(content GLOBAL PROPERTY code${part})
     string(TOLOWER ${part} suffix)
     file(CONFIGURE OUTPUT ${folder}/status_code_${suffix}.inc CONTENT "${content}" @ONLY)

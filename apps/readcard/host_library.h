@@ -14,6 +14,7 @@ namespace readcard {
   F(readCardStart)            \
   F(readCardStop)             \
   F(readCardInit)             \
+  F(readCardLog)              \
   F(readCardErrorInfo)        \
   F(readCardGetLastError)     \
   F(readCardGetDN)            \

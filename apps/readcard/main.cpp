@@ -3,9 +3,11 @@
 #include "beep_command.h"
 #include "configuration.h"
 #include "console.h"
+#include "doctor_command.h"
 #include "host_library.h"
 #include "options.h"
 #include "read_command.h"
+#include "trace/trace_command.h"
 #include "uid_command.h"
 #include "watch_command.h"
 
@@ -24,6 +26,7 @@ int Run(const HostLibrary& library, const Options& options, Console& console) {
     case Command::beep:
       return RunBeepCommand(library, options, console);
     case Command::read:
+    default:
       break;
   }
   return RunReadCommand(library, options, console);
@@ -38,6 +41,8 @@ int main(int argumentCount, char** arguments) {
   if (!parsed.run) return parsed.exitStatus;
 
   Console console(parsed.options.verbose);
+  if (parsed.options.command == Command::doctor) return RunDoctorCommand(parsed.options, console);
+  if (parsed.options.command == Command::trace) return RunTraceCommand(parsed.options, console);
   std::string complaint;
   const std::string& serialPort = parsed.options.serialPort;
   if (!serialPort.empty() && !ConfigureSerialPort(serialPort, complaint)) {

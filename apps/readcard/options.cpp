@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "platform/user_language.h"
 #include "read_interface.h"
 
 namespace readcard {
@@ -56,6 +57,20 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
   uid->callback(choose(Command::uid));
   CLI::App* const beep = app.add_subcommand("beep", "Sound the reader");
   beep->callback(choose(Command::beep));
+  CLI::App* const doctor =
+      app.add_subcommand("doctor", "Look for what is wrong with the installation");
+  doctor->callback(choose(Command::doctor));
+  CLI::App* const trace = app.add_subcommand("trace", "Read one card and show what took how long");
+  trace->callback(choose(Command::trace));
+  trace->add_option("--svg", options.svgFile, "Draw the timeline into this file, too")
+      ->type_name("FILE");
+  trace->add_flag("--with-data", options.withData,
+                  "Show the lines of the log, too, with the card's data, keys and tokens");
+  std::string language;
+  for (CLI::App* command : {doctor, trace}) {
+    command->add_option("--lang", language, "en or zh; the system's when it is not given")
+        ->check(CLI::IsMember({"en", "zh"}));
+  }
   beep->add_option("--milliseconds", options.beepMilliseconds, "For how long")
       ->type_name("N")
       ->check(CLI::Range(1U, 2550U))
@@ -68,6 +83,8 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
   tellOf(watch, {json, blocks, files, serial, library, verbose});
   tellOf(uid, {json, serial, library, verbose});
   tellOf(beep, {json, serial, library, verbose});
+  tellOf(doctor, {json, library});
+  tellOf(trace, {json, serial, library});
 
   // This parser takes its arguments from the end.
   std::reverse(arguments.begin(), arguments.end());
@@ -77,6 +94,9 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
     const bool helpWanted = app.exit(error) == 0;
     return {false, helpWanted ? kAllRead : kUsage, {}};
   }
+  const bool chinese =
+      language.empty() ? idcardreader::platform::UserReadsChinese() : language == "zh";
+  options.language = chinese ? Language::chinese : Language::english;
   return {true, kAllRead, options};
 }
 

@@ -3,12 +3,14 @@
 #include <string>
 #include <vector>
 
+#include "language.h"
+
 namespace readcard {
 
 // What the program ends with; scripts rely on the numbers.
 enum ExitStatus { kAllRead = 0, kReadFailed = 1, kUsage = 2 };
 
-enum class Command { read, watch, uid, beep };
+enum class Command { read, watch, uid, beep, doctor, trace };
 
 struct Options {
   Command command = Command::read;
@@ -21,6 +23,9 @@ struct Options {
   std::string library;      // empty: searched beside the program
   std::string serialPort;   // empty: the USB reader
   unsigned beepMilliseconds = 500;
+  Language language = Language::english;  // of doctor and trace
+  std::string svgFile;                    // of trace; empty: none
+  bool withData = false;                  // of trace
 };
 
 struct ParsedOptions {
