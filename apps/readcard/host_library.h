@@ -2,6 +2,7 @@
 
 #include <idcardreader/idcardreader.h>
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -58,6 +59,8 @@ class HostLibrary {
 
   // Closes the engine before the library is unloaded, as the library asks for.
   ~HostLibrary();
+  // Where it was loaded from.
+  std::filesystem::path File() const { return loaded->File(); }
   HostLibrary(const HostLibrary&) = delete;
   HostLibrary& operator=(const HostLibrary&) = delete;
 

@@ -3,7 +3,7 @@
 #include "beep_command.h"
 #include "configuration.h"
 #include "console.h"
-#include "doctor_command.h"
+#include "doctor/doctor_command.h"
 #include "host_library.h"
 #include "options.h"
 #include "read_command.h"
@@ -40,8 +40,12 @@ int main(int argumentCount, char** arguments) {
   const ParsedOptions parsed = ParseOptions(Utf8Arguments(argumentCount, arguments));
   if (!parsed.run) return parsed.exitStatus;
 
+  // Asked before the console takes the standard output over.
+  const auto outputState = idcardreader::platform::StandardOutputState();
   Console console(parsed.options.verbose);
-  if (parsed.options.command == Command::doctor) return RunDoctorCommand(parsed.options, console);
+  if (parsed.options.command == Command::doctor) {
+    return RunDoctorCommand(parsed.options, outputState, console);
+  }
   if (parsed.options.command == Command::trace) return RunTraceCommand(parsed.options, console);
   std::string complaint;
   const std::string& serialPort = parsed.options.serialPort;

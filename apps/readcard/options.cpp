@@ -60,6 +60,10 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
   CLI::App* const doctor =
       app.add_subcommand("doctor", "Look for what is wrong with the installation");
   doctor->callback(choose(Command::doctor));
+  doctor
+      ->add_option("--program", options.program,
+                   "The program that reads cards: beside it lies its conf.yaml")
+      ->type_name("FILE");
   CLI::App* const trace = app.add_subcommand("trace", "Read one card and show what took how long");
   trace->callback(choose(Command::trace));
   trace->add_option("--svg", options.svgFile, "Draw the timeline into this file, too")

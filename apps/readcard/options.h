@@ -23,6 +23,7 @@ struct Options {
   std::string library;      // empty: searched beside the program
   std::string serialPort;   // empty: the USB reader
   unsigned beepMilliseconds = 500;
+  std::string program;                    // of doctor: the host; empty: this program
   Language language = Language::english;  // of doctor and trace
   std::string svgFile;                    // of trace; empty: none
   bool withData = false;                  // of trace

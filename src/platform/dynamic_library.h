@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -24,6 +25,8 @@ class DynamicLibrary {
 
   // Null when the library has no such symbol.
   void* Symbol(const char* name) const;
+  // The file it was loaded from, links followed; empty when the system does not tell.
+  std::filesystem::path File() const;
 
  private:
   explicit DynamicLibrary(void* opened);

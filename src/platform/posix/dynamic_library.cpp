@@ -1,6 +1,7 @@
 #include "platform/dynamic_library.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 namespace idcardreader::platform {
 
@@ -22,6 +23,13 @@ DynamicLibrary::~DynamicLibrary() {
 void DynamicLibrary::LeaveLoaded() { handle = nullptr; }
 
 void* DynamicLibrary::Symbol(const char* name) const { return dlsym(handle, name); }
+
+std::filesystem::path DynamicLibrary::File() const {
+  const link_map* entry = nullptr;
+  if (dlinfo(handle, RTLD_DI_LINKMAP, &entry) != 0 || entry == nullptr) return {};
+  std::error_code error;
+  return std::filesystem::canonical(entry->l_name, error);
+}
 
 std::string DynamicLibraryFileName(const std::string& baseName) { return "lib" + baseName + ".so"; }
 

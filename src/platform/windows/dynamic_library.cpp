@@ -26,6 +26,13 @@ void* DynamicLibrary::Symbol(const char* name) const {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle), name));
 }
 
+std::filesystem::path DynamicLibrary::File() const {
+  std::wstring name(0x8000, L'\0');  // the longest path there can be
+  name.resize(GetModuleFileNameW(static_cast<HMODULE>(handle), name.data(),
+                                 static_cast<DWORD>(name.size())));
+  return name;
+}
+
 std::string DynamicLibraryFileName(const std::string& baseName) { return baseName + ".dll"; }
 
 std::string DynamicLibraryFileName(const std::string& baseName, int) {
