@@ -199,6 +199,11 @@ TEST_F(TraceTest, EachExchangeIsAsTheServiceSawItAndNobodysDataIsTold) {
 
 TEST_F(TraceTest, ASlowStepIsTheLongestAndTookAsLong) {
   constexpr int kSlow = 250;
+#ifdef _WIN32
+  constexpr int kLoadingMs = 100;  // the first opening loads hidapi
+#else
+  constexpr int kLoadingMs = 0;
+#endif
   const auto latency = [&](const char* at) { return json{{"latency", {{at, kSlow}}}}; };
   const struct {
     const char* step;
@@ -226,7 +231,10 @@ TEST_F(TraceTest, ASlowStepIsTheLongestAndTookAsLong) {
     const json document = Document([&](const json& each) {
       const json step = StepOf(each, row.step);
       desk.Misbehave(row.reader.is_null() ? json::object() : row.reader);
-      return step.is_object() && std::abs(step["milliseconds"].get<int>() - expected) <= kWithinMs
+      if (!step.is_object()) return "not there";
+      const int more = step["milliseconds"].get<int>() - expected;
+      const bool opening = row.step == std::string_view("open");
+      return more >= -kWithinMs && more <= kWithinMs + (opening ? kLoadingMs : 0)
                  ? ""
                  : "not as slow as it was";
     });

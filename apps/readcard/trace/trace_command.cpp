@@ -65,24 +65,24 @@ class Logging {
 
   // The lines of a read between these moments; waits until they are written, not for ever.
   Logs LinesOf(Moment begin, Moment end, bool succeeded) {
-    library.readCardStop();  // whose line is the last
+    library.readCardStop();  // whose line comes behind those of the caller
     const Moment start = Now();
-    Logs logs;
-    while (!EndsWithStop(logs.reader, end) && readerFile && Now() - start < kLongestWait) {
+    std::string reader, server;
+    for (Moment grown = start; readerFile && Now() - start < kLongestWait;) {
       std::this_thread::sleep_for(kLook);
-      logs.reader = LogLines(TextOf(readerFile));
+      const std::string readerNow = TextOf(readerFile);
+      if (!serverFile && HoldsStop(readerNow, end)) FindServerFile(readerNow, begin, end);
+      const std::string serverNow = TextOf(serverFile);
+      if (readerNow != reader || serverNow != server) grown = Now();
+      reader = readerNow;
+      server = serverNow;
+      // The read thread may write after the caller has gone on.
+      const bool complete =
+          HoldsStop(reader, end) && (!succeeded || server.find(kParsed) != std::string::npos);
+      if (complete && Now() - grown >= kQuiet) break;
     }
-    FindServerFile(logs.reader, begin, end);
-    std::string server;
-    for (Moment grown = Now(); serverFile && Now() - start < kLongestWait;) {
-      const std::string now = TextOf(serverFile);
-      if (now != server) grown = Now();
-      server = now;
-      const bool parsed = !succeeded || server.find(kParsed) != std::string::npos;
-      if (parsed && Now() - grown >= kQuiet) break;
-      std::this_thread::sleep_for(kLook);
-    }
-    logs.server = LogLines(server);
+    if (!serverFile && !HoldsStop(reader, end)) FindServerFile(reader, begin, end);
+    Logs logs{LogLines(reader), LogLines(server), {}};
     const std::vector<fs::path> errorFiles = errors.Find("Error", created, end);
     if (errorFiles.size() == 1) logs.error = LogLines(FileText(errorFiles.front()));
     for (std::vector<LogLine>* log : {&logs.reader, &logs.server, &logs.error}) {
@@ -110,18 +110,25 @@ class Logging {
   }
 
  private:
-  static bool EndsWithStop(const std::vector<LogLine>& lines, Moment end) {
-    return !lines.empty() && lines.back().at >= end && lines.back().message == kStopLine;
+  static bool HoldsStop(const std::string& log, Moment end) {
+    const std::vector<LogLine> lines = LogLines(log);
+    return std::any_of(lines.begin(), lines.end(), [end](const LogLine& line) {
+      return line.at >= end && line.message == kStopLine;
+    });
   }
 
   // It is opened between the reader's answers and the first exchange; so another process's is hardly
   // ever taken for it.
-  void FindServerFile(const std::vector<LogLine>& reader, Moment begin, Moment end) {
-    for (const LogLine& line : reader) {
-      if (line.message == "HID readVersion") begin = line.at;
+  void FindServerFile(const std::string& reader, Moment begin, Moment end) {
+    bool identified = false;  // without which the service is not called
+    for (const LogLine& line : LogLines(reader)) {
+      if (line.message == "HID readVersion") {
+        identified = true;
+        begin = line.at;
+      }
       if (line.message.starts_with("Read Thread ")) end = std::min(end, line.at);
     }
-    serverFile = TheOne(activity.Find("Server", begin, end));
+    if (identified) serverFile = TheOne(activity.Find("Server", begin, end));
   }
 
   std::optional<fs::path> TheOne(const std::vector<fs::path>& files) {
