@@ -1,5 +1,5 @@
-// What `readcard trace` tells of a read, beside what the reader was told to take and the service saw;
-// that nobody's data stands in it; and what it leaves behind.
+// What `readcard trace` tells of a read, beside what the reader was told to take and the service
+// saw; that nobody's data stands in it; and what it leaves behind.
 
 #include <gmock/gmock.h>
 

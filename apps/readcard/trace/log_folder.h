@@ -17,7 +17,7 @@ class LogFolder {
  public:
   explicit LogFolder(std::filesystem::path place);
 
-  // The new logs of this owner that were opened in this time; of more than one the others are another
+  // The new logs of this owner that were opened in this time; of several all but one are another
   // process's.
   std::vector<std::filesystem::path> Find(std::string_view owner, Moment from, Moment to) const;
   // Removes it, and the folder if it is new and nothing is left in it. False when that failed.

@@ -16,7 +16,8 @@ struct Logs {
 // The steps of the read that ended at this moment, in no order.
 std::vector<Step> ReadSteps(const Logs& logs, Moment readEnd);
 
-// Orders the steps and works out what follows from them: where it failed, the longest, the idle time.
+// Orders the steps and works out what follows from them: where it failed, the longest, the idle
+// time.
 void Conclude(Trace& trace);
 
 }  // namespace readcard::trace

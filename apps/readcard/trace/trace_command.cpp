@@ -117,8 +117,8 @@ class Logging {
     });
   }
 
-  // It is opened between the reader's answers and the first exchange; so another process's is hardly
-  // ever taken for it.
+  // It is opened between the reader's answers and the first exchange; so another process's is
+  // hardly ever taken for it.
   void FindServerFile(const std::string& reader, Moment begin, Moment end) {
     bool identified = false;  // without which the service is not called
     for (const LogLine& line : LogLines(reader)) {

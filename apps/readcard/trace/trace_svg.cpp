@@ -58,8 +58,8 @@ std::string Escaped(std::string_view text) {
 
 bool BeginsCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }
 
-// Lines of so many columns, of which a Chinese character takes two; broken at a blank where there is
-// one.
+// Lines of so many columns, of which a Chinese character takes two; broken at a blank where there
+// is one.
 std::vector<std::string> Wrapped(const std::string& text) {
   std::vector<std::string> lines;
   std::size_t begin = 0, blank = 0, columns = 0;
