@@ -12,7 +12,6 @@
 #include "interruption.h"
 #include "platform/clock.h"
 #include "text_encoding.h"
-#include "trace/library_place.h"
 #include "trace/log_folder.h"
 #include "trace/read_steps.h"
 #include "trace/step_kinds.h"
@@ -171,7 +170,7 @@ Failure FailureOf(const HostLibrary& library, Language language) {
 
 Trace TraceRead(const HostLibrary& library, Trace trace, const Options& options, Console& console) {
   constexpr int kSerialReader = 1;
-  Logging logging(library, FolderOf(reinterpret_cast<const void*>(library.readCardStart)), console);
+  Logging logging(library, library.File().parent_path(), console);
   const Interruption interruption([&library] { library.readCardStop(); });
   const Moment startUp = Now();
   library.readCardGetSdkVersion();  // creates the engine
