@@ -1,7 +1,7 @@
-# GTest::gtest_main and GTest::gmock, from Debian's binary or, where that does not do – on Windows, and
-# under the thread sanitizer, which has to see every lock – from Debian's source of it. Without either
-# there are no tests; reading a card needs none.
-if(WIN32 OR IDCARDREADER_SANITIZERS MATCHES "thread")
+# GTest::gtest_main and GTest::gmock, from Debian's binary or, where that does not do – on another
+# system, and under the thread sanitizer, which has to see every lock – from Debian's source of it.
+# Without either there are no tests; reading a card needs none.
+if(CMAKE_CROSSCOMPILING OR IDCARDREADER_SANITIZERS MATCHES "thread")
   if(EXISTS /usr/src/googletest/CMakeLists.txt)
     set(INSTALL_GTEST OFF)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)

@@ -1,14 +1,25 @@
 # Debian's stock kernel in an emulator, for tests that need a kernel of their own: no privileges
-# are needed. To be sourced behind lib.sh; the script sets $work, a folder of its own.
+# are needed. To be sourced behind lib.sh; the script sets $work, a folder of its own, and beforehand
+# $machine, when it is not to be amd64: arm64.
 
-packages_emulator=(qemu-system-x86 busybox-static cpio xz-utils)
-
+machine=${machine:-amd64}
+packages_emulator=(busybox-static cpio xz-utils)
 kernel_folder=$repository/build/kernel
+emulator=(qemu-system-x86_64)
+console=ttyS0
+if [[ $machine == arm64 ]]; then
+  packages_emulator+=(qemu-system-arm)
+  kernel_folder+=-arm64
+  emulator=(qemu-system-aarch64 -M virt -cpu cortex-a57)
+  console=ttyAMA0
+else
+  packages_emulator+=(qemu-system-x86)
+fi
 
 # The kernel package is only downloaded and unpacked.
 kernel_package() {
-  apt-cache depends linux-image-amd64 2>/dev/null |
-    sed -n 's/.*Depends: \(linux-image-[0-9].*\)/\1/p' | head -n 1
+  apt-cache depends "linux-image-$machine:$machine" 2>/dev/null |
+    sed -n "s/.*Depends: \\(linux-image-[0-9][^:]*\\).*/\\1:$machine/p" | head -n 1
 }
 unpack_kernel() {
   local package
@@ -27,11 +38,12 @@ fetch_kernel() {
 }
 
 # start_root MODULE...: a root file system in $root, with busybox and the kernel's modules in /modules.
+# $busybox is the one of another machine.
 start_root() {
   local module
   root=$work/root
   rm -rf "$root" && mkdir -p "$root"/{dev,proc,sys,tmp,modules}
-  cp /bin/busybox "$root/busybox"
+  cp "${busybox:-/bin/busybox}" "$root/busybox"
   for module in "$@"; do
     find "$kernel_folder/lib/modules" -name "$module.ko*" -exec cp {} "$root/modules" \;
     if [[ -f $root/modules/$module.ko.xz ]]; then xz -d "$root/modules/$module.ko.xz"; fi
@@ -49,9 +61,9 @@ boot() {
   shift 2
   kernel=$(find_kernel)
   rm -f "$work/console"
-  timeout "$seconds" qemu-system-x86_64 -accel tcg -smp 2 -m "$memory" -nographic -no-reboot \
+  timeout "$seconds" "${emulator[@]}" -accel tcg -smp 2 -m "$memory" -nographic -no-reboot \
     -nodefaults -serial file:"$work/console" -kernel "$kernel" -initrd "$work/initramfs" \
-    -append "console=ttyS0 quiet panic=-1" "$@" || status=$?
+    -append "console=$console quiet panic=-1" "$@" || status=$?
   tr -d '\r' <"$work/console" >"$work/console.txt"
   return "$status"
 }

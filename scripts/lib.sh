@@ -35,14 +35,18 @@ packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev dpkg-dev wine64)
 packages_test=(googletest libgtest-dev libgmock-dev)
 packages_lint=(clang-14 clang-tidy-14 clang-format-14)
 packages_fuzz=(clang-14 libclang-rt-14-dev llvm-14)
+packages_arm64=(g++-aarch64-linux-gnu zlib1g-dev:arm64 libhidapi-dev:arm64)
 
 # ensure_packages REASON PACKAGE...: installs those that are missing.
 ensure_packages() {
-  local reason=$1 package missing=()
+  local reason=$1 package own architecture missing=()
   shift
+  own=$(dpkg --print-architecture)
   for package in "$@"; do
-    [[ $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] ||
-      missing+=("$package")
+    architecture=$own
+    [[ $package != *:* ]] || architecture=${package#*:}
+    dpkg-query -W -f='${Architecture} ${db:Status-Status}\n' "$package" 2>/dev/null |
+      grep -qxE "($architecture|all) installed" || missing+=("$package")
   done
   [[ ${#missing[@]} -gt 0 ]] || return 0
   local lock
@@ -58,6 +62,14 @@ ensure_packages() {
   run_logged packages "Installing ${missing[*]} ($reason)" \
     install_packages "${missing[@]}"
   exec {lock}>&-
+}
+
+# add_architecture NAME: lets packages of another architecture be installed beside this one's. What
+# the lists lack then is fetched with the first of them.
+add_architecture() {
+  local root=()
+  [[ $(id -u) -eq 0 ]] || root=(sudo)
+  dpkg --print-foreign-architectures | grep -qx "$1" || "${root[@]}" dpkg --add-architecture "$1"
 }
 
 install_packages() {
