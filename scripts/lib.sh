@@ -35,7 +35,7 @@ packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev dpkg-dev wine64)
 packages_test=(googletest libgtest-dev libgmock-dev)
 packages_lint=(clang-14 clang-tidy-14 clang-format-14)
 packages_fuzz=(clang-14 libclang-rt-14-dev llvm-14)
-packages_arm64=(g++-aarch64-linux-gnu zlib1g-dev:arm64 libhidapi-dev:arm64)
+packages_arm64=(g++-aarch64-linux-gnu libstdc++6:arm64 zlib1g-dev:arm64 libhidapi-dev:arm64)
 
 # ensure_packages REASON PACKAGE...: installs those that are missing.
 ensure_packages() {
