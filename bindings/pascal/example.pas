@@ -39,6 +39,10 @@ var
   Reader: TCardReader;
   Printer: TPrinter;
 begin
+  {$ifdef FPC}
+  SetTextCodePage(Output, CP_UTF8);  { else Line's bytes become the console's code page again }
+  SetTextCodePage(ErrOutput, CP_UTF8);
+  {$endif}
   if (ParamCount > 1) or ((ParamCount = 1) and (ParamStr(1) <> 'watch')) then
   begin
     Line(ErrOutput, 'Usage: example [watch]');

@@ -93,6 +93,7 @@ def pascal_for_windows(shop: Workshop, compiler: str) -> Path:
     shop.run(compiler, *flags, "../objpas/objpas.pp", folder=folder)
     searched = [f"-Fu{folder}" for folder in FPC_UNITS]
     shop.run(compiler, *flags, *searched, "buildrtl.pp", folder=folder)
+    shop.run(compiler, *flags, next(runtime.parent.glob("packages/fcl-base/src/syncobjs.pp")))
     return units
 
 
@@ -193,7 +194,7 @@ def java(shop: Workshop) -> Programs:
 LANGUAGES: List[Language] = [
     Language("python", ("linux",), python),
     Language("csharp", ("linux", "windows"), csharp),
-    Language("pascal", ("linux",), pascal),
+    Language("pascal", ("linux", "windows"), pascal),
     Language("c", ("linux", "windows"), c),
     Language("cpp", ("linux", "windows"), cpp),
     Language("clang++", ("linux",), cpp_clang),

@@ -189,6 +189,7 @@ var
   I, Equals: Integer;
   Argument: string;
 begin
+  SetTextCodePage(Output, CP_UTF8);
   try
     Reader := TCardReader.Create;
   except
