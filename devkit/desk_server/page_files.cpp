@@ -16,6 +16,7 @@ const PageFile kPageFiles[] = {
     {"/desk.js", "text/javascript; charset=utf-8", View(kDeskJs)},
     {"/cards.js", "text/javascript; charset=utf-8", View(kCardsJs)},
     {"/texts.js", "text/javascript; charset=utf-8", View(kTextsJs)},
+    {"/icon.svg", "image/svg+xml", View(kIconSvg)},
     {"/codes.json", "application/json", View(kCodesJson)},
 };
 

@@ -130,7 +130,9 @@ void ReadHistory::AddLoggedError(const std::filesystem::path& folder, const std:
   for (auto read = reads.rbegin(); read != reads.rend(); ++read) {
     const auto known = folders.find(read->process);
     if (known == folders.end() || known->second != folder) continue;
-    const auto code = codes.find(text);
+    // A failure at the service stands before a comma and the details.
+    auto code = codes.find(text);
+    if (code == codes.end()) code = codes.find(text.substr(0, text.find(',')));
     if (code != codes.end()) {
       read->outcome = Outcome::failed;
       read->code = code->second;

@@ -61,10 +61,6 @@ export function face(card, t) {
     list.append(element('dt', { textContent: t.fields[name] }),
       element('dd', { textContent: value, className: name.startsWith('name') ? 'big' : '' }));
   }
-  if (fields.startDate || fields.endDate) {
-    list.append(element('dt', { textContent: t.validity }),
-      element('dd', { textContent: `${date(fields.startDate)} – ${date(fields.endDate)}` }));
-  }
   const number = element('div', { className: 'number' },
     element('span', { textContent: t.fields.id }), fields.id ?? '');
   const picture = json.photo ? silhouette(t.photo) : element('div');

@@ -232,7 +232,7 @@ function drawFailure(read) {
     if (!code[part]) continue;
     list.append(element('dt', { textContent: t()[part] }), element('dd', { textContent: code[part][language] }));
   }
-  const causes = failed.log.filter((line) => line !== code.text);
+  const causes = failed.log.filter((line) => line !== code.text && line !== `${code.text},`);
   if (causes.length) list.append(element('dt', { textContent: t().log }), element('dd', { textContent: causes.join(' · ') }));
   $('failure-content').replaceChildren(
     element('p', { className: 'code', textContent: `${failed.code}  ${code.text ?? ''}` }),
