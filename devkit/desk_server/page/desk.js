@@ -176,7 +176,7 @@ async function showRead(number) {
 
 function stepResult(step) {
   const parts = [];
-  if (step.ms !== undefined) parts.push(`${step.ms < 10 ? step.ms.toFixed(1) : Math.round(step.ms)} ms`);
+  if (step.ms !== undefined) parts.push(`${step.ms < 10 ? step.ms.toFixed(step.ms < 1 ? 2 : 1) : Math.round(step.ms)} ms`);
   if (step.status) parts.push(t().status(step.status));
   if (step.found === false) parts.push(t().notFound);
   if (step.wanted !== undefined && step.bytes < step.wanted) parts.push(`${step.bytes}/${step.wanted}`);
@@ -274,6 +274,7 @@ function drawEditorFields() {
       // It says what becomes of the fields as they were.
       delete changed.textBlock;
       $('editor-json').value = JSON.stringify(changed, null, 2);
+      $('editor-problem').textContent = '';
     });
     return element('div', {}, element('label', { htmlFor: input.id, textContent: t().fields[name] }), input);
   }));
@@ -322,7 +323,10 @@ $('copy').addEventListener('click', async () => {
   await navigator.clipboard.writeText($('start-line').textContent);
   $('copy').textContent = t().copied;
 });
-$('editor-json').addEventListener('input', drawEditorFields);
+$('editor-json').addEventListener('input', () => {
+  $('editor-problem').textContent = '';
+  drawEditorFields();
+});
 $('editor-cancel').addEventListener('click', () => $('editor').close());
 $('editor-save').addEventListener('click', save);
 $('reader').addEventListener('dragover', (event) => {

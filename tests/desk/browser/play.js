@@ -76,6 +76,9 @@ async function main() {
       assert.equal(await page.$eval('html', (html) => html.lang), 'en');
       assert.equal((await page.$$('#cards li')).length, 26);
       assert.ok((await page.$$('#scenario option')).length > 45);
+      const spoiled = await page.$$eval('[data-text]', (parts) => parts.filter(
+        (part) => !part.textContent || part.textContent.includes('object')).length);
+      assert.equal(spoiled, 0);
       line = await text('#start-line');
     });
 
@@ -193,7 +196,7 @@ async function main() {
       await shows('h1', '读卡台');
       await page.reload();
       await shows('h1', '读卡台');
-      await page.click('[data-key="lay sample"]');
+      await (await page.waitForSelector('[data-key="lay sample"]')).click();
       await page.select('#scenario', '39-reader-status-card-locked');
       await shows('#scenario-text', '卡被锁死');
       assert.equal((await readcard(line)).status, 1);
