@@ -28,6 +28,20 @@ std::map<std::string, int> CodeTexts() {
   return codes;
 }
 
+// Consoles of Windows take UTF-8 when they are told so; they are left as they were.
+class Utf8Console {
+ public:
+#if defined(_WIN32)
+  Utf8Console() { SetConsoleOutputCP(CP_UTF8); }
+  ~Utf8Console() { SetConsoleOutputCP(before); }
+  Utf8Console(const Utf8Console&) = delete;
+  Utf8Console& operator=(const Utf8Console&) = delete;
+
+ private:
+  const UINT before = GetConsoleOutputCP();
+#endif
+};
+
 std::unique_ptr<devkit::DeskServer> Listen(devkit::LiveDesk& desk,
                                            devkit::DeskServerOptions options, bool anyPort) {
   if (anyPort) {
@@ -65,6 +79,7 @@ int main(int argc, char** argv) {
   app.add_option("--port-file", portFile, "is written once the page is there: its port's number");
   if (const auto status = devkit::ParseCommandLine(app, argc, argv)) return *status;
 
+  [[maybe_unused]] const Utf8Console console;
   try {
     const bool chinese = options.language == "zh";
     const devkit::ShippedParts parts = devkit::FindShippedParts(

@@ -128,7 +128,7 @@ ShippedParts FindShippedParts(const fs::path& programFolder, const fs::path& giv
   return parts;
 }
 
-WorkingFolder::WorkingFolder(fs::path given) {
+WorkingFolder::WorkingFolder(const fs::path& given) {
   temporary = given.empty();
   if (temporary) {
     path = NewTemporaryFolder();

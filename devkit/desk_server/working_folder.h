@@ -27,7 +27,7 @@ ShippedParts FindShippedParts(const std::filesystem::path& programFolder,
 class WorkingFolder {
  public:
   // A new temporary folder when the path is empty. Throws std::filesystem::filesystem_error.
-  explicit WorkingFolder(std::filesystem::path given);
+  explicit WorkingFolder(const std::filesystem::path& given);
 
   void Fill(const ShippedParts& parts) const;
   // The data files by which the library finds the service.
