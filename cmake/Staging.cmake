@@ -4,6 +4,9 @@
 
 set(readingTargets idcardreader readcard virtual-reader)
 set(serviceTargets decode-service datafile)
+if(TARGET desk)
+  list(APPEND serviceTargets desk)
+endif()
 if(NOT WIN32)
   list(APPEND serviceTargets serial-reader)
 endif()

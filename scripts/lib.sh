@@ -31,11 +31,13 @@ run_logged() {
 # What each kind of work needs beyond a bare Debian 12.
 packages_build=(g++ cmake ninja-build zlib1g-dev libhidapi-dev libasio-dev nlohmann-json3-dev
   libcli11-dev)
+packages_desk=(libcpp-httplib-dev libssl-dev)
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev dpkg-dev wine64)
 packages_test=(googletest libgtest-dev libgmock-dev)
 packages_lint=(clang-14 clang-tidy-14 clang-format-14)
 packages_fuzz=(clang-14 libclang-rt-14-dev llvm-14)
-packages_arm64=(g++-aarch64-linux-gnu libstdc++6:arm64 zlib1g-dev:arm64 libhidapi-dev:arm64)
+packages_arm64=(g++-aarch64-linux-gnu libstdc++6:arm64 zlib1g-dev:arm64 libhidapi-dev:arm64
+  libcpp-httplib-dev:arm64 libssl-dev:arm64)
 
 # ensure_packages REASON PACKAGE...: installs those that are missing.
 ensure_packages() {

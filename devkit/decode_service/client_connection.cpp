@@ -1,5 +1,6 @@
 #include "decode_service/client_connection.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace devkit {
@@ -30,6 +31,7 @@ void ClientConnection::Start() {
     if (const Fault* next = state.registry.NextFault("connect", nullptr)) fault = *next;
   }
   Log("connected");
+  Tell({ServiceEvent::Kind::connected});
   if (!fault) return Read();
   if (fault->kind == FaultKind::drop) {
     silent = true;
@@ -49,6 +51,10 @@ void ClientConnection::End(LineStep::Then how) {
     socket.set_option(asio::socket_base::linger(true, 0), ignored);
   }
   timer.cancel();
+  if (socket.is_open()) {
+    if (busy) TellAnswered();
+    Tell({ServiceEvent::Kind::closed});
+  }
   socket.close(ignored);
 }
 
@@ -122,6 +128,11 @@ void ClientConnection::HandleNext() {
     Log("  < " + message.text);
     Log("  > " + reply.answer);
   }
+  answering = {ServiceEvent::Kind::arrived, number, reply.exchange, reply.card, reply.objection,
+               reply.fault.has_value()};
+  acknowledgementBytes = reply.acknowledgement.size();
+  arrival = std::chrono::steady_clock::now();
+  Tell(answering);
   plan = PlanAnswer(reply);
   planned = 0;
   PlayNext();
@@ -129,7 +140,7 @@ void ClientConnection::HandleNext() {
 
 void ClientConnection::PlayNext() {
   if (planned == plan.size()) {
-    busy = false;
+    TellAnswered();
     return HandleNext();
   }
   if (plan[planned].pause.count() == 0) return Play();
@@ -141,6 +152,7 @@ void ClientConnection::PlayNext() {
 
 void ClientConnection::Play() {
   const LineStep& step = plan[planned++];
+  answering.bytes += step.bytes.size();
   if (step.then != LineStep::Then::go_on) {
     // Both in one go: the client must find the connection gone as soon as it has the answer.
     std::error_code ignored;
@@ -155,6 +167,20 @@ void ClientConnection::Play() {
 
 void ClientConnection::Log(const std::string& line) const {
   state.Log("connection " + std::to_string(number) + ": " + line);
+}
+
+void ClientConnection::Tell(ServiceEvent event) const {
+  event.connection = number;
+  if (state.options.observer) state.options.observer(event);
+}
+
+void ClientConnection::TellAnswered() {
+  answering.kind = ServiceEvent::Kind::answered;
+  answering.milliseconds =
+      std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - arrival).count();
+  answering.bytes -= std::min(answering.bytes, acknowledgementBytes);
+  Tell(answering);
+  busy = false;
 }
 
 }  // namespace devkit

@@ -38,6 +38,8 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
   void PlayNext();
   void Play();
   void Log(const std::string& line) const;
+  void Tell(ServiceEvent event) const;
+  void TellAnswered();
 
   ServiceState& state;
   asio::ip::tcp::socket socket;
@@ -50,6 +52,9 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
   std::deque<Message> messages;
   std::vector<LineStep> plan;  // of the answer that is being played
   std::size_t planned = 0;
+  ServiceEvent answering;  // what is told of that answer's message
+  std::size_t acknowledgementBytes = 0;
+  std::chrono::steady_clock::time_point arrival;
   bool busy = false;    // an answer is being played
   bool silent = false;  // accepted, and never answered
 };

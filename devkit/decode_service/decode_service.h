@@ -14,6 +14,20 @@
 
 namespace devkit {
 
+// One step of a connection, for those who look on.
+struct ServiceEvent {
+  enum class Kind { connected, closed, arrived, answered };
+  Kind kind = Kind::connected;
+  int connection = 0;
+  // Of a message that has arrived, and again when what there is to say to it was said.
+  std::string exchange = {};  // empty for a message of no known kind
+  std::string card = {};
+  std::string objection = {};  // why it was refused; empty when it was not
+  bool spoiled = false;        // as the scenario says
+  double milliseconds = 0;     // from the message to the end of its answer
+  std::size_t bytes = 0;       // of the answer, without an acknowledgement before it
+};
+
 struct ServiceOptions {
   std::uint16_t port = 0;  // 0: any free one
   TextEncoding encoding = TextEncoding::gbk;
@@ -21,6 +35,8 @@ struct ServiceOptions {
   std::filesystem::path scenarioFile = {};
   // Called on the service's thread, one line a call; none when empty.
   std::function<void(const std::string&)> log = {};
+  // The same, for programs.
+  std::function<void(const ServiceEvent&)> observer = {};
   bool logTexts = false;  // the messages themselves, too
   // Messages that are remembered; the oldest are forgotten first.
   std::size_t rememberedMessages = 1000;

@@ -34,9 +34,9 @@ Bytes Code(const Json& desk, const char* name, Bytes standard, const std::string
 DeskState ParseDesk(const std::string& text, const std::string& where,
                     const std::filesystem::path& folder) {
   const Json desk = ParseJsonText(text, where);
-  RequireMembers(
-      desk, where,
-      {"card", "scenario", "plugged", "serial", "vendor", "product", "authorize", "version"});
+  RequireMembers(desk, where,
+                 {"card", "scenario", "plugged", "serial", "vendor", "product", "authorize",
+                  "version", "journal"});
   DeskState state;
   if (const auto card = desk.find("card"); card != desk.end() && !card->is_null()) {
     if (!card->is_string()) throw FileError(where + ": \"card\" must be a file name or null");
@@ -56,6 +56,10 @@ DeskState ParseDesk(const std::string& text, const std::string& where,
   if (const auto plugged = desk.find("plugged"); plugged != desk.end()) {
     if (!plugged->is_boolean()) throw FileError(where + ": \"plugged\" must be true or false");
     state.plugged = plugged->get<bool>();
+  }
+  if (const auto journal = desk.find("journal"); journal != desk.end()) {
+    if (!journal->is_boolean()) throw FileError(where + ": \"journal\" must be true or false");
+    state.journal = journal->get<bool>();
   }
   state.vendorId = Id(desk, "vendor", state.vendorId, where);
   state.productId = Id(desk, "product", state.productId, where);

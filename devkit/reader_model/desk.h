@@ -18,6 +18,7 @@ struct DeskState {
   std::string presentation;
   Scenario scenario;
   bool plugged = true;
+  bool journal = false;  // what passes between host and reader is written down
   std::uint16_t vendorId = 0xC216;
   std::uint16_t productId = 0x0102;
   ReaderIdentity identity = StandardReaderIdentity();

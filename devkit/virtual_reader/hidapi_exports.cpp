@@ -9,6 +9,7 @@
 
 #include "base/json_file.h"
 #include "platform/files.h"
+#include "platform/loaded_library.h"
 #include "platform/process.h"
 #include "virtual_reader/hidapi_abi.h"
 #include "virtual_reader/virtual_reader.h"
@@ -31,7 +32,9 @@ VirtualReader& Reader() {
   // The state outlives every open and close of the host, so the library stays with it.
   static VirtualReader& reader = []() -> VirtualReader& {
     idcardreader::platform::PinModule();
-    auto& made = *new VirtualReader(DeskPath());
+    auto& made = *new VirtualReader(
+        DeskPath(), {idcardreader::platform::ProcessNumber(),
+                     [] { return idcardreader::platform::LoadedLibraryFile("idcardreader"); }});
     made.Announce();
     return made;
   }();

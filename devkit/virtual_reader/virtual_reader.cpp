@@ -18,7 +18,8 @@ constexpr std::chrono::milliseconds kDeskPause(20);
 
 }  // namespace
 
-VirtualReader::VirtualReader(std::filesystem::path path) : deskFile(std::move(path)) {}
+VirtualReader::VirtualReader(const std::filesystem::path& path, HostProcess host)
+    : deskFile(path), journal(path.parent_path() / (path.filename() += ".journal"), host) {}
 
 void VirtualReader::Announce() const {
   const std::u8string name = deskFile.Path().u8string();
@@ -33,6 +34,7 @@ bool VirtualReader::Enumerate(unsigned short& vendorId, unsigned short& productI
   const ReaderModel::Contact contact = reader.Enumerate();
   vendorId = desk.vendorId;
   productId = desk.productId;
+  journal.Searched("enumerate", contact.there);
   lock.unlock();
   std::this_thread::sleep_for(contact.pause);
   return contact.there;
@@ -45,6 +47,7 @@ int VirtualReader::Open(unsigned short vendorId, unsigned short productId) {
   const ReaderModel::Contact contact = reader.Open(Clock::now());
   const int handle = contact.there ? nextHandle++ : 0;
   if (handle != 0) handles[handle].session = reader.SessionNumber();
+  journal.Searched("open", handle != 0);
   lock.unlock();
   std::this_thread::sleep_for(contact.pause);
   return handle;
@@ -59,7 +62,9 @@ int VirtualReader::Write(int handle, const unsigned char* report, std::size_t le
          std::to_string(length > 0 ? report[0] : -1) + " was refused");
     return -1;
   }
+  journal.Requested({report + 1, length - 1});
   const ReaderModel::Taken taken = reader.Request({report + 1, length - 1}, Clock::now());
+  if (!taken.ok) journal.TransferFailed();
   changed.notify_all();
   lock.unlock();
   std::this_thread::sleep_for(taken.pause);
@@ -105,7 +110,7 @@ void VirtualReader::Close(int handle) {
                                                open->reading != ThreadLife::OfThisThread()) {
     Note("the device was closed while a read of another thread was under way");
   }
-  handles.erase(handle);
+  if (handles.erase(handle) != 0) journal.Closed();
   changed.notify_all();
 }
 
@@ -117,6 +122,7 @@ void VirtualReader::LookAtDesk() {
   if (!state) return;
   Apply(*state, desk.presentation, reader, Clock::now());
   desk = *state;
+  journal.Switch(desk.journal);
   changed.notify_all();
 }
 
@@ -145,6 +151,7 @@ bool VirtualReader::Cancelled(const Handle& handle) const {
 }
 
 int VirtualReader::Deliver(const ReaderOutput& output, unsigned char* data, std::size_t length) {
+  journal.Delivered(output);
   if (output.kind == ReaderOutput::Kind::io_error) return -1;
   Bytes report = output.bytes;
   // The line carries whole reports only; what follows the file's bytes in one is of no meaning and

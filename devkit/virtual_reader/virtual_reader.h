@@ -8,6 +8,7 @@
 
 #include "reader_model/desk.h"
 #include "reader_model/reader_model.h"
+#include "virtual_reader/journal.h"
 #include "virtual_reader/thread_life.h"
 
 namespace devkit {
@@ -21,7 +22,7 @@ namespace devkit {
 // thread meanwhile is a mistake.
 class VirtualReader {
  public:
-  explicit VirtualReader(std::filesystem::path deskFile);
+  explicit VirtualReader(const std::filesystem::path& deskFile, HostProcess host = {});
 
   // Says that it is at work, so that nobody takes it for a reader.
   void Announce() const;
@@ -49,13 +50,14 @@ class VirtualReader {
   bool Matches(unsigned short vendorId, unsigned short productId) const;
   Handle* LiveHandle(int number);
   bool Cancelled(const Handle& handle) const;
-  static int Deliver(const ReaderOutput& output, unsigned char* data, std::size_t length);
+  int Deliver(const ReaderOutput& output, unsigned char* data, std::size_t length);
 
   std::mutex mutex;
   std::condition_variable changed;  // something was queued, closed or unplugged
   DeskFile deskFile;
   DeskState desk;
   ReaderModel reader;
+  Journal journal;
   std::map<int, Handle> handles;  // the open ones
   int nextHandle = 1;
 };

@@ -50,6 +50,39 @@ TEST_F(VirtualReaderTest, RefusesOtherIdsOtherSizesAndClosedHandles) {
   EXPECT_EQ(waiting.get(), -1);
 }
 
+TEST_F(VirtualReaderTest, KeepsAJournalOfBoundedSizeWhenTheDeskAsksForOne) {
+  EXPECT_EQ(Write(), 65);
+  EXPECT_FALSE(std::filesystem::exists(folder.path / "no-desk.json.journal"));
+
+  folder.Write("desk.json", R"({"journal": true})");
+  folder.Write("desk.json.journal", std::string(1'000'001, 'x'));
+  VirtualReader told(folder.path / "desk.json",
+                     {7, [] { return std::filesystem::path("/host/libidcardreader.so"); }});
+  const int opened = told.Open(0, 0);
+  EXPECT_EQ(told.Write(opened, kVersion, sizeof kVersion), 65);
+  EXPECT_EQ(told.Read(opened, report, sizeof report, 0), 64);
+  EXPECT_EQ(told.Write(opened, kVersion, sizeof kVersion), 65);
+  told.Close(opened);
+
+  std::vector<nlohmann::json> lines;
+  for (const std::string& line : LinesOf(folder.path / "desk.json.journal")) {
+    lines.push_back(nlohmann::json::parse(line));
+    EXPECT_EQ(lines.back()["process"], 7);
+    EXPECT_GT(lines.back()["time"], 1'600'000'000'000);
+  }
+  ASSERT_EQ(lines.size(), 7U);
+  EXPECT_EQ(lines[0]["library"], "/host/libidcardreader.so");
+  EXPECT_EQ(lines[1]["event"], "open");
+  EXPECT_EQ(lines[2]["request"], "version");
+  EXPECT_FALSE(lines[2].contains("ms"));
+  EXPECT_EQ(lines[3]["number"], lines[2]["number"]);
+  EXPECT_EQ(lines[3]["status"], 0);
+  EXPECT_EQ(lines[3]["bytes"], 64);
+  // The answer that nobody fetched.
+  EXPECT_EQ(lines[5]["bytes"], 0);
+  EXPECT_EQ(lines[6]["event"], "close");
+}
+
 TEST_F(VirtualReaderTest, AReadThatTimedOutFailsOnceItsThreadHasEnded) {
   const auto inThread = [](auto procedure) { std::thread(procedure).join(); };
   inThread([&] { EXPECT_EQ(Read(), 0); });
