@@ -12,6 +12,10 @@ namespace idcardreader::platform {
 // The file name of hidapi's library, as programs and the system's loader name it.
 const char* HidApiFileName();
 
+// The version that a library's file has: in its resources on Windows, in its name elsewhere. Empty
+// when it has none.
+std::string FileVersion(const std::filesystem::path& library);
+
 // True when this user may make files in the folder.
 bool MayWriteInto(const std::filesystem::path& folder);
 

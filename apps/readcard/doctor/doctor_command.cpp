@@ -43,26 +43,53 @@ std::optional<std::string> Content(const fs::path& path) {
   return text;
 }
 
+std::string FindingText(const Finding& finding, Language language) {
+  constexpr Text kLevels[] = {
+      {"ok      ", "正常  "}, {"warning ", "警告  "}, {"fault   ", "故障  "}};
+  std::string text = kLevels[static_cast<int>(finding.level)].In(language);
+  text += finding.what.In(language);
+  if (!finding.detail.empty()) text += ": " + finding.detail;
+  text += "\n";
+  if (finding.level == Level::ok) return text;
+  return text + "        " + finding.cause.In(language) + "\n        -> " +
+         finding.cure.In(language) + "\n";
+}
+
 class Doctor {
  public:
-  explicit Doctor(const Options& given) : options(given) {}
+  Doctor(const Options& given, Console& shown) : options(given), console(shown) {}
 
   Findings Look(platform::OutputState output) {
     LookAtClock();
     LookAtOutput(output);
     LookAtEvents();
     LookAtLibrary();
-    if (library == nullptr) return std::move(findings);
+    if (library != nullptr) LookAtInstallation();
+    Tell();
+    return std::move(findings);
+  }
+
+ private:
+  void LookAtInstallation() {
     folder = library->File().parent_path();
     const doctor::ConfSettings settings = LookAtConf();
     const std::string appId = LookAtDataFile("appid.dat", doctor::CheckAppId);
     const auto endpoints = LookAtDataFile("hostport.dat", doctor::CheckHostPort);
     LookAtLogs(settings.canLog);
-    doctor::CheckService(endpoints, appId, LookAtReader(settings), findings);
-    return std::move(findings);
+    Tell();  // reader and service may take seconds each
+    const doctor::ReaderIdentity identity = LookAtReader(settings);
+    Tell();
+    doctor::CheckService(endpoints, appId, identity, findings);
   }
 
- private:
+  // Shows what was found since the last time. A program gets one document at the end instead.
+  void Tell() {
+    if (options.json) return;
+    for (; told < findings.size(); ++told) {
+      console.Print(FindingText(findings[told], options.language));
+    }
+  }
+
   void Add(Finding finding) { findings.push_back(std::move(finding)); }
 
   void LookAtClock() {
@@ -120,7 +147,7 @@ class Doctor {
       // Its version is not asked for: that would create the engine, which writes logs.
       Add({Level::ok, "library", kLibrary,
            PathText(library->File()) + ", " + std::to_string(sizeof(void*) * 8) + " bit, " +
-               IDCARDREADER_VERSION});
+               platform::FileVersion(library->File())});
       return;
     }
     Add({Level::fault,
@@ -260,29 +287,15 @@ class Doctor {
   }
 
   const Options& options;
+  Console& console;
   std::unique_ptr<HostLibrary> library;
   fs::path folder;  // the library's
   Findings findings;
+  std::size_t told = 0;  // how many of them
 };
 
 const char* LevelName(Level level) {
   return level == Level::ok ? "ok" : level == Level::warning ? "warning" : "fault";
-}
-
-std::string ReportText(const Findings& findings, Language language) {
-  constexpr Text kLevels[] = {
-      {"ok      ", "正常  "}, {"warning ", "警告  "}, {"fault   ", "故障  "}};
-  std::string text;
-  for (const Finding& finding : findings) {
-    text += kLevels[static_cast<int>(finding.level)].In(language);
-    text += finding.what.In(language);
-    if (!finding.detail.empty()) text += ": " + finding.detail;
-    text += "\n";
-    if (finding.level == Level::ok) continue;
-    text += std::string("        ") + finding.cause.In(language) + "\n        -> " +
-            finding.cure.In(language) + "\n";
-  }
-  return text;
 }
 
 std::string ReportJson(const Findings& findings, Language language, int status) {
@@ -315,13 +328,12 @@ std::string Conclusion(const Findings& findings, Language language) {
 }  // namespace
 
 int RunDoctorCommand(const Options& options, platform::OutputState output, Console& console) {
-  const Findings findings = Doctor(options).Look(output);
+  const Findings findings = Doctor(options, console).Look(output);
   int status = 0;
   for (const Finding& finding : findings)
     status = std::max(status, static_cast<int>(finding.level));
   console.Print(options.json ? ReportJson(findings, options.language, status)
-                             : ReportText(findings, options.language) +
-                                   Conclusion(findings, options.language));
+                             : Conclusion(findings, options.language));
   return status;
 }
 

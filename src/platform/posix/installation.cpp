@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cstdio>
 #include <fstream>
+#include <string_view>
 #include <system_error>
 
 namespace idcardreader::platform {
@@ -35,6 +36,13 @@ bool IsProcess(const fs::path& folder) {
 }  // namespace
 
 const char* HidApiFileName() { return "libhidapi-hidraw.so.0"; }
+
+std::string FileVersion(const fs::path& library) {
+  constexpr std::string_view kMark = ".so.";
+  const std::string name = library.filename();
+  const std::size_t mark = name.find(kMark);
+  return mark == std::string::npos ? std::string() : name.substr(mark + kMark.size());
+}
 
 bool MayWriteInto(const fs::path& folder) { return access(folder.c_str(), W_OK | X_OK) == 0; }
 

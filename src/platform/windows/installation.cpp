@@ -6,6 +6,23 @@ namespace idcardreader::platform {
 
 const char* HidApiFileName() { return "hidapi.dll"; }
 
+std::string FileVersion(const std::filesystem::path& library) {
+  DWORD ignored = 0;
+  std::vector<char> resources(GetFileVersionInfoSizeW(library.c_str(), &ignored));
+  void* fixed = nullptr;
+  UINT length = 0;
+  if (resources.empty() ||
+      GetFileVersionInfoW(library.c_str(), 0, static_cast<DWORD>(resources.size()),
+                          resources.data()) == 0 ||
+      VerQueryValueW(resources.data(), L"\\", &fixed, &length) == 0) {
+    return {};
+  }
+  const auto& info = *static_cast<const VS_FIXEDFILEINFO*>(fixed);
+  return std::to_string(HIWORD(info.dwFileVersionMS)) + "." +
+         std::to_string(LOWORD(info.dwFileVersionMS)) + "." +
+         std::to_string(HIWORD(info.dwFileVersionLS));
+}
+
 bool MayWriteInto(const std::filesystem::path& folder) {
   const HANDLE handle = CreateFileW(folder.c_str(), FILE_ADD_FILE,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
