@@ -54,7 +54,8 @@ std::vector<LineStep> PlayLine(const std::string& answer, const Fault& fault) {
     case FaultKind::reset:
       return {{fault.Time("ms"), {}, LineStep::Then::reset}};
     case FaultKind::hang_up:
-      return {{{}, answer, LineStep::Then::reset}};
+      if (fault.Time("ms").count() == 0) return {{{}, answer, LineStep::Then::reset}};
+      return {{{}, answer}, {fault.Time("ms"), {}, LineStep::Then::reset}};
     case FaultKind::half:
       return {{{}, answer.substr(0, answer.size() / 2)}};
     case FaultKind::split: {

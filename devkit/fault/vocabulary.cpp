@@ -113,7 +113,7 @@ std::vector<KindRule> ServiceKinds() {
       {"unknown-type", FaultKind::unknown_type, {"content"}},
       {"acknowledge-first", FaultKind::acknowledge_first, {"content"}, {Milliseconds("gap", "50")}},
       {"content", FaultKind::content, keys},
-      {"hang-up", FaultKind::hang_up, exchanges},
+      {"hang-up", FaultKind::hang_up, exchanges, {Milliseconds("ms", "0")}},
       {"not-listening", FaultKind::not_listening, {"connect"}},
       {"unanswered", FaultKind::unanswered, {"connect"}},
   };

@@ -257,6 +257,9 @@ std::string ReaderEngine::GetCardUid(std::int32_t mode) {
     return {};
   }
   reader.ForgetCardUid();
+  if (lastReadFailed.exchange(false)) {
+    reader.ExpectStaleReports();
+  }
   if (!Succeeded(OpenDevice(ReadBegun()))) {
     return {};
   }

@@ -172,7 +172,7 @@ TEST_F(DoctorTest, TellsOfLogsThatCannotBeWrittenAreLeftOrLarge) {
   EXPECT_THAT(Complaints(kWarning), testing::ElementsAre("logs.left"));
   fs::remove_all(folder.Path() / "logdata");
   fs::create_directory(folder.Path() / "errordata");
-  std::ofstream(folder.Path() / "errordata" / "large.txt");
+  folder.WriteFile("errordata/large.txt", "");
   fs::resize_file(folder.Path() / "errordata" / "large.txt", 101ULL << 20U);
   EXPECT_THAT(Complaints(kWarning), testing::ElementsAre("logs.large"));
   fs::remove_all(folder.Path() / "errordata");

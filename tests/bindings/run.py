@@ -3,18 +3,19 @@
 language and group of checks, the number of checks at the end. See README.md beside it."""
 
 import argparse
+import signal
 import sys
 import threading
 import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
-from typing import Callable, Dict, List
+from typing import Callable, Dict, List, Optional
 
 import expected
 from checks import GROUPS, Checks
 from languages import LANGUAGES
 from rig import REPOSITORY, Failure, Rig
-from workshop import Language, Workshop
+from workshop import Language, Programs, Workshop
 
 
 AT_A_TIME = 3  # they wait most of their time
@@ -33,18 +34,19 @@ class Table:
         except (Failure, OSError, ValueError) as failure:
             self.tell("readcard", platform, "cards", 0, [str(failure)], 0)
             return
+        # All are built before the first runs: beside a compiler a cancel is late.
         with ThreadPoolExecutor(AT_A_TIME) as pool:
+            chosen = [language for language in languages if platform in language.platforms]
+            built = list(pool.map(lambda language: self.build(platform, language), chosen))
             runs = [
-                pool.submit(self.run_language, platform, language, cards)
-                for language in languages
-                if platform in language.platforms
+                pool.submit(self.run_language, platform, language, programs, cards)
+                for language, programs in zip(chosen, built)
+                if programs
             ]
             for run in runs:
                 run.result()
 
-    def run_language(
-        self, platform: str, language: Language, cards: Dict[str, Dict[str, str]]
-    ) -> None:
+    def build(self, platform: str, language: Language) -> Optional[Programs]:
         name = f"{language.name}-{platform}"
         begin = time.monotonic()
         try:
@@ -52,8 +54,18 @@ class Table:
             programs = language.build(shop)
         except (Failure, OSError) as failure:
             self.tell(language.name, platform, "build", 0, [str(failure)], begin)
-            return
+            return None
         print(f"{name}: built in {time.monotonic() - begin:.1f} s", flush=True)
+        return programs
+
+    def run_language(
+        self,
+        platform: str,
+        language: Language,
+        programs: Programs,
+        cards: Dict[str, Dict[str, str]],
+    ) -> None:
+        name = f"{language.name}-{platform}"
         for group, run in GROUPS.items():
             if group in self.options.groups and (programs.driver or group == "example"):
                 begin = time.monotonic()
@@ -66,12 +78,12 @@ class Table:
         platform: str,
         group: str,
         begin: float,
-        programs: object,
+        programs: Programs,
         cards: Dict[str, Dict[str, str]],
         run: Callable[[Checks], None],
     ) -> None:
-        # What a busy machine made late is tried once more.
-        for _ in range(2 if group == "cancel" else 1):
+        # What a busy machine made late is tried again.
+        for _ in range(3 if group == "cancel" else 1):
             checks = None
             failures: List[str] = []
             try:
@@ -132,6 +144,8 @@ def main() -> int:
     for option in ("linux_stage", "windows_stage", "work"):
         setattr(options, option, getattr(options, option).resolve())
 
+    # A shell starts what it leaves behind deaf to Ctrl-C, and the examples would inherit that.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
     # What a host prints is UTF-8 wherever the terminal can show it.
     sys.stdout.reconfigure(errors="backslashreplace")
     table = Table(options)
