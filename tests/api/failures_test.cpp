@@ -142,6 +142,18 @@ TEST_F(FailureTest, WhatNoIntegratorNeedsToPlay) {
   for (const json& scenario : scenarios) ExpectEndOf(scenario);
 }
 
+// More reports than a file has: the read fails at the service, and some lie there still.
+TEST_F(FailureTest, AnOldReportIsNotTheNextCardsUid) {
+  desk.Misbehave(FaultAt("file-21", "stale",
+                         {{"count", 40}, {"times", 1}, {"report", "0D000404DEADBEEF"}}));
+  EXPECT_EQ(Read().result, 0);
+  desk.Misbehave(json::object());
+  desk.Put(kTypeACard);
+  char uid[IDCARDREADER_UID_BYTES] = {};
+  EXPECT_EQ(library->readCardGetUID(2, uid), 1);
+  EXPECT_EQ(uid, devkit::ToHex(CardOf(kTypeACard).uid));
+}
+
 // Every fault at every step of a read.
 constexpr int kNone = 99;  // there is no such fault at this step
 
