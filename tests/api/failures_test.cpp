@@ -144,8 +144,8 @@ TEST_F(FailureTest, WhatNoIntegratorNeedsToPlay) {
 
 // More reports than a file has: the read fails at the service, and some lie there still.
 TEST_F(FailureTest, AnOldReportIsNotTheNextCardsUid) {
-  desk.Misbehave(FaultAt("file-21", "stale",
-                         {{"count", 40}, {"times", 1}, {"report", "0D000404DEADBEEF"}}));
+  desk.Misbehave(
+      FaultAt("file-21", "stale", {{"count", 40}, {"times", 1}, {"report", "0D000404DEADBEEF"}}));
   EXPECT_EQ(Read().result, 0);
   desk.Misbehave(json::object());
   desk.Put(kTypeACard);
