@@ -234,9 +234,11 @@ TEST_F(TraceTest, ASlowStepIsTheLongestAndTookAsLong) {
       if (!step.is_object()) return "not there";
       const int more = step["milliseconds"].get<int>() - expected;
       const bool opening = row.step == std::string_view("open");
-      return more >= -kWithinMs && more <= kWithinMs + (opening ? kLoadingMs : 0)
-                 ? ""
-                 : "not as slow as it was";
+      if (more < -kWithinMs || more > kWithinMs + (opening ? kLoadingMs : 0)) {
+        return "not as slow as it was";
+      }
+      // On a busy machine another step may take longer for once.
+      return each["longest"]["step"] == row.step ? "" : "another step took longer";
     });
     EXPECT_EQ(document["ok"], true);
     EXPECT_EQ(document["longest"]["step"], row.step);
