@@ -82,8 +82,8 @@ class Table:
         cards: Dict[str, Dict[str, str]],
         run: Callable[[Checks], None],
     ) -> None:
-        # What a busy machine made late is tried again.
-        for _ in range(3 if group == "cancel" else 1):
+        # What a busy machine made late is tried once more.
+        for _ in range(2 if group == "cancel" else 1):
             checks = None
             failures: List[str] = []
             try:
