@@ -241,6 +241,9 @@ end;
 destructor TStopper.Destroy;
 begin
   FOver.SetEvent;
+  { On the main thread Free Pascal's WaitFor looks only once in 100 ms. }
+  while not Finished do
+    Sleep(1);
   inherited Destroy;
   FOver.Free;
 end;
