@@ -150,8 +150,9 @@ begin
   end
   else
   begin
-    if Milliseconds = 0 then
-      Canceller.WaitFor;
+    { Not WaitFor, which here looks only once in 100 ms. }
+    while (Milliseconds = 0) and not Canceller.Finished do
+      Sleep(1);
     Read(Watcher.Stop, Watcher);
   end;
   Canceller.Free;
