@@ -156,8 +156,9 @@ std::chrono::microseconds Fault::Time(const char* name) const {
 }
 
 Scenario ParseScenario(const Json& json, const std::string& where) {
-  RequireMembers(json, where,
-                 {"description", "code", "waits", "goodReadsBefore", "reader", "service"});
+  RequireMembers(
+      json, where,
+      {"description", "code", "waits", "goodReadsBefore", "attempts", "reader", "service"});
   Scenario scenario;
   if (const auto found = json.find("description"); found != json.end()) {
     if (!found->is_string()) Fail(where + ".description", "a text is wanted");

@@ -91,6 +91,8 @@ TEST_F(ExchangeTest, AnAnswerIsUnderstoodOrRefused) {
       {kToken, dn, wire::InputKeyAnswer(), "in 1122334455667788;"},
       {kToken, dn, keyAnswer(wire::kOutputKeyData), "fail 44,;"},  // the word says another key
       {kToken, output_key, wire::InputKeyAnswer(), "fail 45,;"},
+      {kToken, output_key, keyAnswer(wire::kOutputKeyData), "fail 45,;"},  // under another word
+      {kToken, dn, keyAnswer(wire::kInputKeyData).replace(19, 2, "BBB2"), "fail 44,;"},
       {kToken, dn, keyAnswer(wire::KeyData(shortened)), "fail 44,;"},
       {kToken, dn, keyAnswer(wire::KeyData(strange)), "fail 44,;"},
       {kToken, dn, keyAnswer(oversized + "]"), "fail 44,;"},
