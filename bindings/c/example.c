@@ -74,7 +74,7 @@ static void PrintError(void) {
   }
   /* Behind it mostly stands the same with the details. */
   Decode(strncmp(error, error + longest, longest) == 0 ? error + longest : error, text);
-  fprintf(stderr, "%s\n", text);
+  fprintf(stderr, "%d: %s\n", code, text);
   for (size_t i = 0; i < sizeof(idcardreaderStatusCodes) / sizeof(*idcardreaderStatusCodes); ++i) {
     const IdcardreaderStatusCode* status = &idcardreaderStatusCodes[i];
     if (status->code == code) fprintf(stderr, "%s\n%s\n", status->cause, status->cure);

@@ -9,6 +9,7 @@ import java.io.PrintStream;
 public final class Example {
   private static PrintStream out;
   private static PrintStream err;
+  private static volatile int status = 0;
 
   public static void main(String[] arguments) throws Exception {
     out = new PrintStream(new FileOutputStream(FileDescriptor.out), true, "UTF-8");
@@ -20,18 +21,24 @@ public final class Example {
     }
     try (CardReader reader = new CardReader()) {
       if (watch) {
-        Runtime.getRuntime().addShutdownHook(new Thread(reader::close));
+        Runtime.getRuntime().addShutdownHook(new Thread(() -> end(reader)));
         reader.watch(Example::complain).forEachRemaining(Example::show);
       } else {
         show(reader.read());
       }
     } catch (ReadException error) {
       complain(error);
-      System.exit(1);
+      System.exit(status = 1);
     } catch (UnsatisfiedLinkError error) {
       err.println(error.getMessage());
       System.exit(2);
     }
+  }
+
+  /** Behind Ctrl-C, too, the program has ended well: left to itself, Java would end with 130. */
+  private static void end(CardReader reader) {
+    reader.close();
+    Runtime.getRuntime().halt(status);
   }
 
   private static void show(Card card) {

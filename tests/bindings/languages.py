@@ -187,8 +187,7 @@ def java(shop: Workshop) -> Programs:
     classes = shop.folder / "classes"
     shop.run(*compiler, *warnings, "-cp", jna, "-d", classes, *sources, *programs)
     start = [shop.tool("java", "default-jdk-headless"), "-cp", f"{classes}:{jna}"]
-    # Java's own status behind Ctrl-C.
-    return Programs([*start, "Driver"], [*start, "Example"], interrupted=130)
+    return Programs([*start, "Driver"], [*start, "Example"])
 
 
 LANGUAGES: List[Language] = [

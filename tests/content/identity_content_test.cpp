@@ -83,9 +83,10 @@ TEST(IdentityContent, KeepsOrDropsTheSpacesOfAText) {
          {{35, Gbk("李四")}, {36, Gbk(" 汉")}});
   expect("gat", "gatCard", R"("name":"李 四","nation":"x","passCheckId":"H 1",)",
          {{36, ""}, {42, "H 1"}});
-  expect("yjznew", "yjzNewCard",
-         R"("nameChinese":"李 明","nameEnglish":"A B","nameEnglishAdd":" C D",)",
-         {{33, ""}, {35, Gbk("李明")}, {42, ""}, {43, "ABCD"}});
+  expect(
+      "yjznew", "yjzNewCard",
+      R"("nameChinese":"李 明","nameEnglish":"A B","nameEnglishAdd":" C D","passCheckId":"H 1",)",
+      {{33, ""}, {35, Gbk("李明")}, {42, ""}, {43, "ABCD"}});
 }
 
 TEST(IdentityContent, SplitsTheNationalityAtItsFirstSlash) {

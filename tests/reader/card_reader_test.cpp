@@ -153,6 +153,8 @@ TEST(CardReader, StepsBring) {
       {"a search that may be acknowledged late, a card that may be reported while it ends",
        "open; search -; 300-pend; open; left; search; end-search; 300-pend; open; left",
        "done anew; 0 off; done; 0; done on; done off; done; 0"},
+      {"a status beyond those that are known", "open; dn 0608; dn 0609; dn 06FF",
+       "done anew; 39; 31; 31"},
       {"a DN is never taken from what lies there", "open; 300-pend; dn 0603; left",
        "done anew; 34; 0"},
       {"a search that is refused, or has another answer",

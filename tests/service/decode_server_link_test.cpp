@@ -17,6 +17,7 @@
 #include "support/logs.h"
 #include "support/status_codes.h"
 #include "support/test_clock.h"
+#include "support/text.h"
 
 // The link, and its way to its servers: their names, and the socket.
 
@@ -101,6 +102,17 @@ TEST_F(DecodeServerLinkTest, LooksNamesUpUntilTheyHaveAnAddress) {
   }
   EXPECT_EQ(sockets.TakeCalls("resolve"), "resolve gone.example; resolve one.example; ");
   EXPECT_FALSE(link->Started(2));
+}
+
+TEST_F(DecodeServerLinkTest, TheFirstOfTwoKeysCounts) {
+  const devkit::Bytes another = wire::KeyBlock(0xA2, "8877665544332211");
+  sockets.Answer(wire::InputKeyAnswer());
+  sockets.Answer(R"({"code":"00","type":"dn","data":)" + wire::KeyData(another) + "}");
+  sockets.Answer("{}");
+  ASSERT_TRUE(Init(1));
+  Post(1, {dn, dn, dn});
+  AwaitResult(1);
+  EXPECT_EQ(HexText(link->TakeKey(1, KeyKind::input)), "1122334455667788");
 }
 
 // The clock stands still, so that only the end of the read can end its wait.
